@@ -1,0 +1,16 @@
+#include <exception>
+#include <iostream>
+
+#include "avoipctl/cli.hpp"
+
+int main(int argc, char** argv) {
+    Session session{std::cout, std::cerr};
+    try {
+        const Status status = Cli_run(session, {argv + 1, argv + argc});
+        std::cout.flush();
+        return status;
+    } catch (const std::exception& error) {
+        Session_error(session, error.what());
+        return kNoDaemon;
+    }
+}
