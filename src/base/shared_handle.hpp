@@ -37,7 +37,7 @@ class SharedHandle {
         Handle handle_ = kNone;
     };
 
-    /// Hands a handle over. There must be none, or a retired one.
+    /// Hands a handle over. There must be none, or a retired one that nobody uses any more.
     void set(Handle handle) { current_.store(handle); }
 
     /// Takes the handle away. Without one it does nothing.
@@ -62,7 +62,10 @@ class SharedHandle {
         // use that has begun since the retirement is in the way too; it looks again when it ends.
         std::uint32_t unused = kRetired;
         if (state_.compare_exchange_strong(unused, 0)) {
-            kRelease(retired_.load());
+            const Handle retired = retired_.exchange(kNone);
+            if (retired != kNone) {
+                kRelease(retired);
+            }
         }
     }
 

@@ -26,7 +26,7 @@ constexpr useconds_t kStopPauseUs = 1'200'000;
 
 struct ConsoleState {
     std::uint32_t port;
-    /// 0 when there is none.
+    /// 0 when there is none; the system never gives that handle out.
     pthread_t listener;
     /// 1 from start to stop.
     std::atomic<int> running;
@@ -142,6 +142,7 @@ int Telnet_start(std::uint32_t port) {
     console.port = port;
     store(console.running, 1);
     if (::pthread_create(&console.listener, nullptr, listenerThread, nullptr) != 0) {
+        console.listener = pthread_t{};
         Output_print("Telnet: telnet_starting.......err!\n");
         return -1;
     }
@@ -153,8 +154,11 @@ int Telnet_stop() {
         return 0;
     }
     store(console.running, 0);
-    ::pthread_join(console.listener, nullptr);
-    console.listener = pthread_t{};
+    // A start without a thread counts as started too.
+    if (console.listener != pthread_t{}) {
+        ::pthread_join(console.listener, nullptr);
+        console.listener = pthread_t{};
+    }
     return 0;
 }
 
