@@ -97,6 +97,8 @@ int acceptConnections(int listener) {
             return 1;
         }
         pthread_t thread{};
+        // The descriptor itself is the thread's argument.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         void* argument = reinterpret_cast<void*>(static_cast<std::intptr_t>(socket));
         if (::pthread_create(&thread, nullptr, connectionThread, argument) != 0) {
             Output_print("Telnet: telnet_starting.......err!\n");
