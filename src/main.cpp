@@ -1,3 +1,47 @@
+// avoipd: wires the parts together once and leaves all work to the console's threads. It takes no
+// arguments and reads no configuration. No failed step stops it: commands then fail, or the console
+// is not there, and the lines printed at start-up say why.
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "base/fixed_text.hpp"
+#include "console/console.hpp"
+#include "dispatch/answer.hpp"
+#include "dispatch/dispatch.hpp"
+#include "netif/netif.hpp"
+#include "protocol/client.hpp"
+
+static_assert(kAnswerCapacity == kAnswerBufferSize);
+
+namespace {
+
+constexpr const char* kControlInterface = "eth0.2";
+constexpr const char* kIdentityName = "Control";
+constexpr const char* kDeviceGroup = "239.255.255.250";
+constexpr std::uint32_t kDevicePort = 8002;
+constexpr std::uint32_t kConsolePort = 6888;
+constexpr unsigned kSleepSeconds = 20;
+
+}  // namespace
+
 int main() {
-    return 0;
+    // A peer that has gone away is seen by the failed write.
+    std::signal(SIGPIPE, SIG_IGN);
+    // A connection touches a few pages of large buffers; huge pages would make each cost megabytes.
+    ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+
+    FixedText<32> interfaceName{};
+    interfaceName.set(kControlInterface);
+    FixedText<32> hostIdentity{};
+    Net_getMac(interfaceName.c_str(), hostIdentity.bytes.data());
+    Protocol_client_create(&daemonClient, interfaceName.c_str(), kIdentityName,
+                           hostIdentity.c_str(), kDeviceGroup, kDevicePort);
+    Telnet_init();
+    Telnet_setHandler(Command_dispatch);
+    Telnet_start(kConsolePort);
+    for (;;) {
+        ::sleep(kSleepSeconds);
+    }
 }

@@ -1,4 +1,4 @@
-#include "output/output.hpp"
+#include "base/output.hpp"
 
 #include <unistd.h>
 

@@ -1,0 +1,218 @@
+#include "console/console.hpp"
+
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "base/output.hpp"
+#include "base/unreleased.hpp"
+#include "base/wait.hpp"
+#include "console/answer_segment.hpp"
+#include "console/line.hpp"
+
+namespace {
+
+constexpr int kPollPeriodMs = 1000;
+constexpr int kBacklog = 128;
+/// Longer than the poll period, so that every idle connection sees the end of the listener.
+constexpr useconds_t kStopPauseUs = 1'200'000;
+
+struct ConsoleState {
+    std::uint32_t port;
+    /// 0 when there is none.
+    pthread_t listener;
+    /// 1 from start to stop.
+    std::atomic<int> running;
+    /// 1 while the listener holds its socket and the answer segment.
+    std::atomic<int> ready;
+    std::atomic<CommandHandler> handler;
+};
+
+ConsoleState console;
+
+int load(const std::atomic<int>& flag) {
+    return flag.load(std::memory_order_relaxed);
+}
+
+void store(std::atomic<int>& flag, int value) {
+    flag.store(value, std::memory_order_relaxed);
+}
+
+/// Opens, binds and starts the listening socket. A socket that cannot be bound stays open.
+int openListener() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_port = htons(static_cast<std::uint16_t>(console.port & 0xFFFFU));
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listener < 0) {
+        Output_systemError("socket");
+        return -1;
+    }
+    const int on = 1;
+    ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+        Output_systemError("bind");
+        return -1;
+    }
+    ::listen(listener, kBacklog);
+    Output_print("Server: listening for client requests....\n");
+    return listener;
+}
+
+void* connectionThread(void* argument) {
+    const auto socket = static_cast<int>(reinterpret_cast<std::intptr_t>(argument));
+    try {
+        Telnet_client(socket);
+    } catch (const std::bad_alloc&) {
+        // Without memory this connection ends; the others go on.
+    }
+    ::close(socket);
+    return nullptr;
+}
+
+void* listenerThread(void* /*argument*/) {
+    Telnet_server();
+    return nullptr;
+}
+
+/// Accepts connections until the console is stopped. Threads are neither joined nor detached, on
+/// purpose ("connection-leaks" in docs/kept-behaviours.md).
+/// @return 0 when stopped, 1 after a failed accept, -1 without a thread
+int acceptConnections(int listener) {
+    while (load(console.running) != 0) {
+        if (Wait_readable(listener, kPollPeriodMs) <= 0) {
+            continue;
+        }
+        const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (socket < 0) {
+            Output_systemError("accept");
+            return 1;
+        }
+        pthread_t thread{};
+        void* argument = reinterpret_cast<void*>(static_cast<std::intptr_t>(socket));
+        if (::pthread_create(&thread, nullptr, connectionThread, argument) != 0) {
+            Output_print("Telnet: telnet_starting.......err!\n");
+            return -1;
+        }
+    }
+    return 0;
+}
+
+/// Runs the handler on a zeroed answer buffer and posts what it answers.
+int answerLine(int socket, const char* line, char* answer, std::size_t answerSize) {
+    const CommandHandler handler = console.handler.load();
+    if (handler == nullptr) {
+        return 0;
+    }
+    if (handler(socket, line, answer) != 0) {
+        return -1;
+    }
+    AnswerSegment_post({answer, ::strnlen(answer, answerSize)});
+    return 0;
+}
+
+}  // namespace
+
+int Telnet_init() {
+    console.port = 0;
+    console.listener = pthread_t{};
+    store(console.ready, 0);
+    store(console.running, 0);
+    console.handler.store(nullptr);
+    return 0;
+}
+
+int Telnet_setHandler(CommandHandler handler) {
+    console.handler.store(handler);
+    return 0;
+}
+
+int Telnet_start(std::uint32_t port) {
+    if (load(console.running) == 1) {
+        return 0;
+    }
+    console.port = port;
+    store(console.running, 1);
+    if (::pthread_create(&console.listener, nullptr, listenerThread, nullptr) != 0) {
+        Output_print("Telnet: telnet_starting.......err!\n");
+        return -1;
+    }
+    return 0;
+}
+
+int Telnet_stop() {
+    if (load(console.running) == 0) {
+        return 0;
+    }
+    store(console.running, 0);
+    ::pthread_join(console.listener, nullptr);
+    console.listener = pthread_t{};
+    return 0;
+}
+
+int Telnet_server() {
+    const int listener = openListener();
+    if (listener < 0) {
+        return -1;
+    }
+    const int segment = AnswerSegment_get();
+    if (segment < 0) {
+        return -1;
+    }
+    AnswerSegment_attach(segment);
+    store(console.ready, 1);
+
+    const int result = acceptConnections(listener);
+    if (result != 0) {
+        // Nothing is cleaned up, on purpose ("listener-ends" in docs/kept-behaviours.md).
+        return result;
+    }
+    store(console.ready, 0);
+    ::usleep(kStopPauseUs);
+    ::close(listener);
+    AnswerSegment_remove(segment);
+    Output_print("exit server_sockfd(%d)\n", listener);
+    return 0;
+}
+
+void Telnet_client(int socket) {
+    std::array<char, kLineBufferSize> line{};
+    // Fresh from the system and zero; never released, on purpose ("connection-leaks" in
+    // docs/kept-behaviours.md).
+    auto* answer = static_cast<char*>(std::calloc(kAnswerBufferSize, 1));
+    if (answer == nullptr) {
+        return;
+    }
+    Unreleased_keep(answer);
+    while (load(console.ready) != 0) {
+        if (Wait_readable(socket, kPollPeriodMs) <= 0) {
+            continue;
+        }
+        const int count = Telnet_readLine(socket, line.data(), kLineBufferSize);
+        if (count <= 0) {
+            return;
+        }
+        Telnet_trimLine(line.data(), count);
+        if (std::strstr(line.data(), "exit") != nullptr) {
+            return;
+        }
+        answerLine(socket, line.data(), answer, kAnswerBufferSize);
+        // An answer is one text from the first byte on, so this makes the whole buffer zero again,
+        // and never touches the megabytes behind a short answer.
+        std::memset(answer, 0, ::strnlen(answer, kAnswerBufferSize));
+        line.fill('\0');
+    }
+}
+
+int Telnet_runHandler(int socket, const char* line, char* answer, std::size_t answerSize) {
+    std::memset(answer, 0, answerSize);
+    return answerLine(socket, line, answer, answerSize);
+}

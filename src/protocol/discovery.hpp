@@ -1,0 +1,20 @@
+// Discovery: asks the devices of a group to describe themselves and gathers the replies.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "protocol/client.hpp"
+#include "protocol/records.hpp"
+
+/// The room that discovery's callers give it; more replies than that are not taken.
+inline constexpr std::size_t kDeviceRecordsMax = 1024;
+
+/// Asks the `deviceCount` identities at `devices` for their records, until `timeoutMs` milliseconds
+/// pass without a datagram or `records` is full. Records stand in the order in which the replies
+/// came; a device that replies twice stands twice; no record's type is looked at.
+/// @param count  receives the number of records; untouched when nothing was sent
+/// @return 0 when the request was sent, however many replies came, or is skipped; -1 otherwise
+std::int32_t Protocol_client_getDevice(ProtocolClient* client, const DeviceId* devices,
+                                       std::int32_t deviceCount, std::int32_t timeoutMs,
+                                       std::span<DeviceRecord> records, std::uint32_t* count);

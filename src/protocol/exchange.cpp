@@ -1,0 +1,92 @@
+#include "protocol/exchange.hpp"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+
+#include "base/output.hpp"
+#include "base/wait.hpp"
+#include "protocol/records.hpp"
+
+namespace {
+
+constexpr std::size_t kReplySizeMax = 1500;
+
+/// Holds the datagram received last. The byte behind it is never written and ends a full one.
+using ReplyBuffer = std::array<char, kReplySizeMax + 1>;
+
+/// Waits for a datagram and receives it. A datagram that another request took in between does not
+/// count: the wait begins anew, so that no request ever blocks in a receive.
+/// @return false when the time has passed, the wait failed, or the receive failed (reported)
+bool awaitDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
+    while (Wait_readable(client.socket.peek(), timeoutMs) > 0) {
+        const ClientSocket::Use use(client.socket);
+        if (::recvfrom(use.get(), buffer.data(), kReplySizeMax, MSG_DONTWAIT, nullptr, nullptr) >=
+            0) {
+            return true;
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            Output_systemError("devsearch_client_discover recvfrom()");
+            return false;
+        }
+    }
+    return false;
+}
+
+bool answers(const ReplyAck& ack, const RequestRecord& record) {
+    return ack.cmd() == record.cmd.view() && ack.status() == "success" &&
+           ack.hostid() == record.hostid.view();
+}
+
+}  // namespace
+
+std::int32_t Protocol_client_oneWay(ProtocolClient* client, const Request& request) {
+    RequestRecord record;
+    return Protocol_client_startRequest(client, request, record) == Started::kFailed ? -1 : 0;
+}
+
+std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& request,
+                                         const SingleReply& reply) {
+    RequestRecord record;
+    const Started started = Protocol_client_startRequest(client, request, record);
+    if (started != Started::kSent) {
+        return started == Started::kSkipped ? 0 : -1;
+    }
+    ReplyBuffer buffer{};
+    ReplyAck ack{};
+    while (awaitDatagram(*client, buffer, reply.timeoutSeconds * 1000)) {
+        if (reply.traced) {
+            Output_print("recv buf: %s\n", buffer.data());
+        }
+        if (Protocol_client_parseAck(ack, buffer.data()) == 0) {
+            return answers(ack, record) ? reply.read(buffer.data()) : -1;
+        }
+        if (reply.unreadable == Unreadable::kEndsRequest) {
+            return -1;
+        }
+    }
+    return -1;
+}
+
+std::int32_t Protocol_client_collect(ProtocolClient* client, const Request& request,
+                                     const Collection& collection, std::uint32_t* count) {
+    RequestRecord record;
+    const Started started = Protocol_client_startRequest(client, request, record);
+    if (started != Started::kSent) {
+        return started == Started::kSkipped ? 0 : -1;
+    }
+    ReplyBuffer buffer{};
+    ReplyAck ack{};
+    std::uint32_t taken = 0;
+    while (taken < collection.capacity &&
+           awaitDatagram(*client, buffer, collection.idleTimeoutMs)) {
+        if (Protocol_client_parseAck(ack, buffer.data()) == 0 && answers(ack, record) &&
+            collection.take(buffer.data(), taken)) {
+            ++taken;
+        }
+    }
+    *count = taken;
+    return 0;
+}

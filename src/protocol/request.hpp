@@ -1,0 +1,57 @@
+// Requests to the devices: what a request operation states, and the JSON that goes on the wire.
+//
+// A request is one UDP datagram with one JSON document, printed without blanks:
+//
+//   {"request":{"cmd":CMD,"hostid":HOSTID,"device":[{"id":ID}, ...]} MEMBERS}
+//
+// MEMBERS are a request's own members, beside "request" and after it. The datagram carries the text
+// without its terminating zero.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string_view>
+
+#include "base/fixed_text.hpp"
+#include "base/json.hpp"
+#include "protocol/client.hpp"
+
+/// What every request says: built afresh by each request operation.
+struct RequestRecord {
+    FixedText<128> cmd;
+    FixedText<32> hostid;
+    /// Entries in `devices`; 0 or less stands for none.
+    std::int32_t deviceCount;
+    /// Owned by the caller.
+    const DeviceId* devices;
+};
+
+/// Builds the request's document. The caller may add members to the root.
+JsonTree Protocol_client_buildRequest(const RequestRecord& record);
+
+/// What a request operation states; the exchanges of protocol/exchange.hpp do the rest.
+struct Request {
+    const char* cmd;
+    std::span<const DeviceId> devices;
+    /// Adds the request's own members to the root.
+    std::function<void(cJSON* root)> addMembers{};
+    /// Bytes that follow the document in the datagram.
+    std::string_view trailer{};
+    /// Print the document, as a line, before it is sent.
+    bool traced = false;
+};
+
+enum class Started {
+    kSent,     ///< the datagram has left
+    kSkipped,  ///< the client skips requests: the operation succeeds at once
+    kFailed,   ///< a line has been printed: the operation fails
+};
+
+/// What every request operation does first: tests the client's state, refreshes its current
+/// address, builds the document and sends it.
+/// @param record  receives what was sent, for comparing replies with
+/// Prints "client state(%d) err!", "pEthName(%s) get ip err!" or "pEthName(%s) sendPacket err!"
+/// when it fails; nothing for a null client, whose creation has already been reported.
+Started Protocol_client_startRequest(ProtocolClient* client, const Request& request,
+                                     RequestRecord& record);

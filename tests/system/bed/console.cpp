@@ -1,0 +1,79 @@
+#include "bed/console.hpp"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+
+#include "bed/wait.hpp"
+
+namespace bed {
+
+namespace {
+
+Descriptor tryToConnect(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    Descriptor opened(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (::connect(opened.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+        return opened;
+    }
+    if (errno != ECONNREFUSED) {
+        throwSystemError("cannot connect to the console");
+    }
+    return {};
+}
+
+}  // namespace
+
+Console::Console(std::uint16_t port) {
+    awaitCondition("a listener on port " + std::to_string(port), [&] {
+        socket_ = tryToConnect(port);
+        return socket_.get() >= 0;
+    });
+}
+
+void Console::send(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t sent = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
+        if (sent < 0) {
+            throwSystemError("cannot send to the console");
+        }
+        text.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+void Console::finishSending() {
+    ::shutdown(socket_.get(), SHUT_WR);
+}
+
+void Console::reset() {
+    const linger atOnce{1, 0};
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    socket_.reset();
+}
+
+std::string Console::awaitClosed() {
+    std::string received;
+    while (awaitReadable(socket_.get())) {
+        std::array<char, 4096> piece;
+        const ssize_t count = ::recv(socket_.get(), piece.data(), piece.size(), 0);
+        if (count == 0 || (count < 0 && errno == ECONNRESET)) {
+            return received;
+        }
+        if (count < 0) {
+            throwSystemError("cannot receive from the console");
+        }
+        received.append(piece.data(), static_cast<std::size_t>(count));
+    }
+    throw Error("the daemon does not end the connection; it sent: " + received);
+}
+
+bool Console::hasHeardNothing() const {
+    return !awaitReadable(socket_.get(), std::chrono::milliseconds(0));
+}
+
+}  // namespace bed

@@ -1,0 +1,87 @@
+// A program as a child of the test, by default avoipd, in the namespaces of the calling thread.
+//
+// Its standard output and standard error are kept apart and to the byte. It never outlives the
+// object, nor the thread that made the object. When a test has failed by the time the object goes,
+// what the program wrote is shown.
+#pragma once
+
+#include <sys/resource.h>
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "bed/descriptor.hpp"
+#include "bed/stream.hpp"
+
+namespace bed {
+
+struct DaemonOptions {
+    /// The program's path; empty for avoipd as it was built with the tests.
+    std::string program;
+    std::vector<std::string> arguments;
+    /// "NAME=value" texts, added to the test's own environment or in place of it.
+    std::vector<std::string> environment;
+    /// Resource and limit, soft and hard, such as {RLIMIT_NOFILE, 4}.
+    std::vector<std::pair<int, rlim_t>> limits;
+    /// Where standard output goes instead of being kept; -1 to keep it. Stays the caller's.
+    int standardOutput = -1;
+    /// All descriptor numbers below this one are taken when the program starts, so that its own
+    /// begin here. Above 3 only; the limit on descriptors is raised as far as needed.
+    int firstDescriptor = 3;
+};
+
+/// How a program ended: the exit status, or the signal that ended it.
+struct Exit {
+    bool bySignal = false;
+    int code = 0;
+    bool operator==(const Exit&) const = default;
+};
+
+class Daemon {
+  public:
+    /// Starts the program. It is not ready to serve yet when this returns: await its output, or
+    /// connect a Console.
+    explicit Daemon(const DaemonOptions& options = {});
+
+    /// Kills the program and whatever it has started, if they still run.
+    ~Daemon();
+
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    Stream& output() { return output_; }
+    Stream& errors() { return errors_; }
+    /// The usual wait: until standard output holds `text`, behind what was awaited before.
+    void awaitOutput(std::string_view text) { output_.await(text); }
+    void awaitError(std::string_view text) { errors_.await(text); }
+
+    pid_t pid() const { return pid_; }
+    /// Whether it still runs.
+    bool isRunning() const;
+    /// Its open descriptors: number and what it refers to, such as "socket:[4711]".
+    std::map<int, std::string> descriptors() const;
+    /// Its resident memory, exactly.
+    std::size_t residentKiB() const;
+    std::size_t threadCount() const;
+
+    /// Sends it a signal, then waits for its end as awaitExit does.
+    Exit stop(int signal);
+    /// Waits until it has ended and all it wrote has been read. Throws when it does not end.
+    Exit awaitExit();
+
+  private:
+    std::string processPath(const char* name) const;
+
+    pid_t pid_ = -1;
+    Descriptor process_;
+    Stream output_;
+    Stream errors_;
+    std::jthread reader_;
+};
+
+}  // namespace bed
