@@ -3,12 +3,17 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <ostream>
 
 #include "avoipctl/arguments.hpp"
 #include "avoipctl/catalogue.hpp"
+#include "avoipctl/command_table.hpp"
+#include "avoipctl/completion.hpp"
+#include "avoipctl/line.hpp"
+#include "avoipctl/prompt.hpp"
+#include "avoipctl/routes.hpp"
 #include "avoipctl/run.hpp"
+#include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
 
 namespace {
@@ -51,7 +56,7 @@ std::string typeName(const Argument& argument) {
     return "TEXT";
 }
 
-void addOptions(CLI::App& app, Options& options) {
+void addHost(CLI::App& app, Options& options) {
     app.add_option("--host", options.host,
                    "Host of the console. The daemon runs on this machine all the same: its answers "
                    "are in this machine's memory.")
@@ -59,6 +64,9 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--port", options.port, "Port of the console")
         ->capture_default_str()
         ->check(CLI::Range(1, 65535));
+}
+
+void addOptions(CLI::App& app, Options& options) {
     app.add_option("--timeout", options.timeout_s,
                    "Seconds to wait for an answer, instead of each command's own time")
         ->check(CLI::Range(0.001, 86400.0));
@@ -88,20 +96,36 @@ void addCommand(CLI::App& parent, const Command& command, Session& session, Acti
     sub->footer("Example:\n  " + Arguments_shellExample(command) +
                 "\nwhich sends the console text\n  " +
                 Arguments_consoleText(command, Arguments_examples(command)));
+    if (command.shape.key == "rxedid") {
+        sub->add_flag("--edid-decode", session.options.edid_decode,
+                      "Let the program edid-decode explain the EDID too");
+    }
     sub->callback([&session, &command, &action, values] {
         action = [&session, &command, values] { return Run_command(session, command, *values); };
     });
 }
 
-void addCatalogue(CLI::App& app, Session& session, Action& action) {
-    std::map<std::string_view, CLI::App*> groups;
-    for (const Group& group : Catalogue_groups()) {
-        groups[group.name] = addSubcommand(app, group.name, group.summary);
-        groups[group.name]->require_subcommand(1);
+/// The subcommand that holds the actions of `command`'s group, made when it is not there yet; the
+/// app itself when the command is a subcommand of its own.
+CLI::App& groupOf(CLI::App& app, const Command& command) {
+    const auto groups = Catalogue_groups();
+    const auto group = std::ranges::find(groups, command.group, &Group::name);
+    if (group == groups.end()) {
+        return app;
     }
+    const auto made =
+        app.get_subcommands([&](const CLI::App* sub) { return sub->get_name() == command.group; });
+    if (!made.empty()) {
+        return *made.front();
+    }
+    CLI::App* const sub = addSubcommand(app, group->name, group->summary);
+    sub->require_subcommand(1);
+    return *sub;
+}
+
+void addCatalogue(CLI::App& app, Session& session, Action& action) {
     for (const Command& command : Catalogue_commands()) {
-        const auto group = groups.find(command.group);
-        addCommand(group == groups.end() ? app : *group->second, command, session, action);
+        addCommand(groupOf(app, command), command, session, action);
     }
 }
 
@@ -116,6 +140,29 @@ void addSend(CLI::App& app, Session& session, Action& action) {
     });
 }
 
+void addRoutes(CLI::App& app, Session& session, Action& action) {
+    CLI::App* const sub =
+        addSubcommand(app, "routes", "Show all routes as a matrix of decoders by encoders");
+    const auto kind = std::make_shared<std::string>("video");
+    sub->add_option("kind", *kind, "Which routes")
+        ->capture_default_str()
+        ->type_name("video|serial|ir")
+        ->check(CLI::IsMember({"video", "serial", "ir"}));
+    sub->footer("Example:\n  avoipctl routes serial");
+    sub->callback([&session, &action, kind] {
+        action = [&session, kind] { return Routes_run(session, *kind); };
+    });
+}
+
+/// For the completion script of bash: what may stand in place of the last word, one a line.
+Status printCompletion(Session& session, const std::vector<std::string>& words) {
+    for (const std::string& candidate :
+         Completion_candidates(Line_withoutOptions(words), State_identities(), false)) {
+        session.out << Line_trimmed(candidate) << '\n';
+    }
+    return kSuccess;
+}
+
 /// The names of the subcommands of `app`.
 std::vector<std::string> subcommandNames(const CLI::App& app) {
     std::vector<std::string> names;
@@ -125,24 +172,19 @@ std::vector<std::string> subcommandNames(const CLI::App& app) {
     return names;
 }
 
-/// The question for the first word that stands where a subcommand should and is none; nothing when
-/// there is no such word.
-std::string questionFor(const CLI::App& app, const std::vector<std::string>& words) {
+/// What is wrong with the first word that stands where a subcommand should and is none; nothing
+/// when there is no such word.
+std::string unknownWord(const CLI::App& app, const std::vector<std::string>& words) {
     const CLI::App* level = &app;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        const std::string& word = words[i];
-        if (word.starts_with("-")) {
-            // The value of an option is no subcommand.
-            i += word == "--host" || word == "--port" || word == "--timeout" ? 1 : 0;
-            continue;
-        }
+    for (const std::string& word : Line_withoutOptions(words)) {
         const std::vector<std::string> names = subcommandNames(*level);
         if (names.empty()) {
             return {};
         }
         if (std::ranges::find(names, word) == names.end()) {
             const std::vector<std::string_view> candidates(names.begin(), names.end());
-            return Suggest_question(Suggest_nearest(word, candidates));
+            const std::string question = Suggest_question(Suggest_nearest(word, candidates));
+            return "\"" + word + "\" is no subcommand." + (question.empty() ? "" : " " + question);
         }
         level = level->get_subcommand(word);
     }
@@ -151,11 +193,11 @@ std::string questionFor(const CLI::App& app, const std::vector<std::string>& wor
 
 Status reportUsage(Session& session, const CLI::App& app, const CLI::ParseError& error,
                    const std::vector<std::string>& words) {
-    std::string message = error.what();
-    if (const std::string question = questionFor(app, words); !question.empty()) {
-        message += ". " + question;
+    const std::string unknown = unknownWord(app, words);
+    Session_error(session, unknown.empty() ? error.what() : unknown);
+    if (session.at_prompt && Catalogue_findText(CLI::detail::join(words, " ")) != nullptr) {
+        session.err << "A console text ends in \"!\".\n";
     }
-    Session_error(session, message);
     session.err << (session.at_prompt ? "Type \"help\" for help.\n"
                                       : "Run avoipctl --help for help.\n");
     return kWrongUsage;
@@ -164,14 +206,35 @@ Status reportUsage(Session& session, const CLI::App& app, const CLI::ParseError&
 }  // namespace
 
 Status Cli_run(Session& session, const std::vector<std::string>& words) {
+    // Two options for scripts, which the help does not name.
+    if (words == std::vector<std::string>{"--print-command-table"}) {
+        session.out << CommandTable_print();
+        return kSuccess;
+    }
+    if (!words.empty() && words.front() == "--complete") {
+        return printCompletion(session, {words.begin() + 1, words.end()});
+    }
     CLI::App app(kAbout, "avoipctl");
     app.footer(kExitStatuses);
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", AVOIP_VERSION);
     Action action;
+    if (!session.at_prompt) {
+        addHost(app, session.options);
+    }
     addOptions(app, session.options);
     addCatalogue(app, session, action);
+    addRoutes(app, session, action);
     addSend(app, session, action);
+    app.add_flag_callback(
+        "--bash-completion",
+        [&session, &action] {
+            action = [&session] {
+                session.out << Completion_bashScript();
+                return kSuccess;
+            };
+        },
+        "Print a completion script for bash");
     try {
         // CLI11 takes the words from the back.
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
@@ -182,9 +245,8 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
         }
         return reportUsage(session, app, error, words);
     }
-    if (!action) {
-        session.err << app.help();
-        return kWrongUsage;
+    if (action) {
+        return action();
     }
-    return action();
+    return session.at_prompt ? kSuccess : Prompt_run(session);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "avoipctl/edid.hpp"
 #include "avoipctl/table.hpp"
 
 namespace {
@@ -40,6 +41,9 @@ std::string Render_answer(const Command& command, const Answer& answer) {
     }
     if (shape.key == "devicelist") {
         return renderList(shape, answer.rows);
+    }
+    if (shape.key == "rxedid") {
+        return answer.rows.empty() ? "" : Edid_text(answer.rows.front().back());
     }
     std::string out;
     for (const Row& row : answer.rows) {

@@ -7,5 +7,6 @@
 #include "avoipctl/catalogue.hpp"
 
 /// The text for a success answer to `command`: a table for a list of devices, one line per value
-/// for a device's parameters, and "Sent." or "Done." where nothing is read back.
+/// for a device's parameters, facts and bytes of an EDID, and "Sent." or "Done." where nothing is
+/// read back.
 std::string Render_answer(const Command& command, const Answer& answer);

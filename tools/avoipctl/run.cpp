@@ -2,9 +2,10 @@
 
 #include <ostream>
 
-#include "avoipctl/answer.hpp"
 #include "avoipctl/arguments.hpp"
+#include "avoipctl/edid.hpp"
 #include "avoipctl/render.hpp"
+#include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
 
 namespace {
@@ -45,35 +46,61 @@ Status reportUnreadable(Session& session, const std::string& text) {
 std::string remarkOn(const std::string& text, const Answer& answer) {
     // The daemon answers a text that is no command with the text itself as the name.
     if (answer.cmd == text) {
-        return "It is no command of the console. " + Suggest_forConsoleText(text);
+        const std::string question = Suggest_forConsoleText(text);
+        return "It is no command of the console." + (question.empty() ? "" : " " + question);
     }
     const Command* const command = Catalogue_findText(text);
     return command == nullptr ? std::string() : std::string(advice(*command));
 }
 
+/// Keeps the identities of a list of devices, which are its first column.
+void rememberDevices(const Command& command, const Answer& answer) {
+    if (command.shape.key != "devicelist") {
+        return;
+    }
+    std::vector<std::string> identities;
+    for (const Row& row : answer.rows) {
+        identities.push_back(row.front());
+    }
+    State_remember(identities, command.group == "devices");
+}
+
 }  // namespace
 
-Status Run_command(Session& session, const Command& command, std::span<const std::string> values) {
+Status Run_read(Session& session, const Command& command, std::span<const std::string> values,
+                Reading& reading) {
     const std::string text = Arguments_consoleText(command, values);
-    std::string json;
-    if (const Status asked = Session_ask(session, text, command.timeout_ms, json);
-        asked != kSuccess) {
+    const Status asked = Session_ask(session, text, command.timeout_ms, reading.json);
+    if (asked != kSuccess) {
         return asked;
     }
-    const Answer answer = Answer_read(json, command.shape);
-    if (session.options.json) {
-        session.out << json << '\n';
-    }
-    if (!answer.readable) {
+    reading.answer = Answer_read(reading.json, command.shape);
+    if (!reading.answer.readable) {
         return reportUnreadable(session, text);
     }
-    if (!answer.succeeded()) {
+    if (!reading.answer.succeeded()) {
         return reportFailure(session, text, advice(command));
     }
-    if (!session.options.json) {
-        session.out << Render_answer(command, answer);
-    }
+    rememberDevices(command, reading.answer);
     return kSuccess;
+}
+
+Status Run_command(Session& session, const Command& command, std::span<const std::string> values) {
+    Reading reading;
+    const Status status = Run_read(session, command, values, reading);
+    if (session.options.json && !reading.json.empty()) {
+        session.out << reading.json << '\n';
+    } else if (status == kSuccess) {
+        session.out << Render_answer(command, reading.answer);
+    }
+    if (status == kSuccess && session.options.edid_decode && !reading.answer.rows.empty()) {
+        session.out.flush();
+        const std::string trouble = Edid_explain(reading.answer.rows.front().back());
+        if (!trouble.empty()) {
+            Session_error(session, trouble);
+        }
+    }
+    return status;
 }
 
 Status Run_send(Session& session, const std::string& text) {
@@ -84,9 +111,15 @@ Status Run_send(Session& session, const std::string& text) {
         return asked;
     }
     session.out << json << '\n';
-    const Answer answer = Answer_read(json, {});
+    const Answer answer = Answer_read(json, command == nullptr ? Shape{} : command->shape);
     if (!answer.readable) {
         return reportUnreadable(session, text);
     }
-    return answer.succeeded() ? kSuccess : reportFailure(session, text, remarkOn(text, answer));
+    if (!answer.succeeded()) {
+        return reportFailure(session, text, remarkOn(text, answer));
+    }
+    if (command != nullptr) {
+        rememberDevices(*command, answer);
+    }
+    return kSuccess;
 }

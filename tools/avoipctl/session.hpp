@@ -26,6 +26,7 @@ struct Options {
     std::uint16_t port = AVOIP_CONSOLE_PORT;
     double timeout_s = 0;  ///< 0: each command's own
     bool json = false;
+    bool edid_decode = false;  ///< let edid-decode explain an EDID too
 };
 
 struct FrontendClose {
