@@ -153,8 +153,9 @@ TEST(BedNamespaces, an_ordinary_user_gets_them_too) {
     if (child == 0) {
         try {
             // Giving root away also gives the files in /proc/self away, until it is dumpable again.
-            if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0 ||
-                                     ::prctl(PR_SET_DUMPABLE, 1) != 0)) {
+            // The root of a user namespace cannot give itself away and is an ordinary user already.
+            if (::setgid(65534) == 0 &&
+                (::setuid(65534) != 0 || ::prctl(PR_SET_DUMPABLE, 1) != 0)) {
                 ::_exit(2);
             }
             for (int i = 0; i < 2; ++i) {
