@@ -33,13 +33,14 @@ void printTo(int descriptor, const char* format, va_list arguments)
     __attribute__((format(printf, 2, 0)));
 
 void printTo(int descriptor, const char* format, va_list arguments) {
+    const int error = errno;
     char* allocated = nullptr;
     const int length = ::vasprintf(&allocated, format, arguments);
-    if (length < 0) {
-        return;
+    if (length >= 0) {
+        const std::unique_ptr<char, Free> text(allocated);
+        writeWhole(descriptor, {text.get(), static_cast<std::size_t>(length)});
     }
-    const std::unique_ptr<char, Free> text(allocated);
-    writeWhole(descriptor, {text.get(), static_cast<std::size_t>(length)});
+    errno = error;
 }
 
 void printError(const char* format, ...) __attribute__((format(printf, 1, 2)));
@@ -61,9 +62,7 @@ void Output_print(const char* format, ...) {
 }
 
 void Output_systemError(const char* text) {
-    const int error = errno;
     char description[128];
     // The GNU form returns the text, which need not be in the buffer.
-    printError("%s: %s\n", text, ::strerror_r(error, description, sizeof description));
-    errno = error;
+    printError("%s: %s\n", text, ::strerror_r(errno, description, sizeof description));
 }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 /// @tparam kNone     the value that stands for "no handle"
 /// @tparam kRelease  gives a handle back to the system
@@ -17,17 +18,13 @@ class SharedHandle {
     class Use {
       public:
         explicit Use(SharedHandle& shared) : shared_(shared) {
-            shared_.users_.fetch_add(1);
+            // Counted before it looks, so that whoever releases knows of every one who has it.
+            shared_.state_ += kOneUse;
             handle_ = shared_.current_.load();
         }
         ~Use() {
-            // A use that begins from here on finds kNone, so the last one out may release.
-            if (shared_.users_.fetch_sub(1) == 1) {
-                const Handle retired = shared_.retired_.exchange(kNone);
-                if (retired != kNone) {
-                    kRelease(retired);
-                }
-            }
+            shared_.state_ -= kOneUse;
+            shared_.releaseIfUnused();
         }
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;
@@ -40,7 +37,7 @@ class SharedHandle {
         Handle handle_ = kNone;
     };
 
-    /// Hands a handle over. There must be none, or a retired one.
+    /// Hands a handle over. There must be none, or a retired one that nobody uses any more.
     void set(Handle handle) { current_.store(handle); }
 
     /// Takes the handle away. Without one it does nothing.
@@ -49,6 +46,7 @@ class SharedHandle {
         const Handle handle = current_.exchange(kNone);
         if (handle != kNone) {
             retired_.store(handle);
+            state_ |= kRetired;
         }
     }
 
@@ -56,7 +54,23 @@ class SharedHandle {
     [[nodiscard]] Handle peek() const { return current_.load(); }
 
   private:
+    static constexpr std::uint32_t kRetired = 1;
+    static constexpr std::uint32_t kOneUse = 2;
+
+    void releaseIfUnused() {
+        // "Retired, and nobody uses it" is left in one step, so that only one thread releases. A
+        // use that has begun since the retirement is in the way too; it looks again when it ends.
+        std::uint32_t unused = kRetired;
+        if (state_.compare_exchange_strong(unused, 0)) {
+            const Handle retired = retired_.exchange(kNone);
+            if (retired != kNone) {
+                kRelease(retired);
+            }
+        }
+    }
+
     std::atomic<Handle> current_{kNone};
     std::atomic<Handle> retired_{kNone};
-    std::atomic<int> users_{0};
+    /// kRetired while a retired handle awaits its release, plus kOneUse for each use.
+    std::atomic<std::uint32_t> state_{0};
 };

@@ -4,7 +4,7 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
-void Unreleased_keep([[maybe_unused]] const void* memory) {
+void Unreleased_keep([[maybe_unused]] void* memory) {
 #if defined(__SANITIZE_ADDRESS__)
     __lsan_ignore_object(memory);
 #endif

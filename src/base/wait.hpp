@@ -3,9 +3,8 @@
 
 /// Waits until `descriptor` can be read without blocking, at most `timeoutMs` milliseconds. The end
 /// of a stream and an error on the descriptor count as readable: the read that follows tells.
-/// @return 1 when readable, 0 when the time has passed, -1 when the wait failed (a bad descriptor,
-/// a
-///         negative time-out, a signal), with errno set.
+/// @return 1 when readable, 0 when the time has passed, -1 with errno set when the wait failed: a
+///         bad descriptor, a negative time-out, a signal
 int Wait_readable(int descriptor, int timeoutMs);
 
 /// The same for writing.

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <new>
 
 #include "base/output.hpp"
@@ -63,8 +64,10 @@ int AnswerSegment_get() {
 }
 
 void AnswerSegment_attach(int identifier) {
+    // A listener that ended without cleaning up leaves its attachment to the next one.
+    attached.retire();
     void* memory = ::shmat(identifier, nullptr, 0);
-    if (memory == reinterpret_cast<void*>(-1)) {
+    if (reinterpret_cast<std::intptr_t>(memory) == -1) {
         return;
     }
     auto* attachment =
@@ -87,7 +90,7 @@ void AnswerSegment_post(std::string_view answer) {
     const std::string_view stored = answer.substr(0, room);
     char* text = attachment->memory + kPrefix.size();
     storeShared(text, stored);
-    storeShared(text + stored.size(), std::string_view("", 1));
+    storeShared(text + stored.size(), std::string_view("\0", 1));
     std::atomic_thread_fence(std::memory_order_release);
     storeShared(attachment->memory, kPrefix);
     if (stored.size() < answer.size()) {

@@ -26,7 +26,7 @@ constexpr useconds_t kStopPauseUs = 1'200'000;
 
 struct ConsoleState {
     std::uint32_t port;
-    /// 0 when there is none.
+    /// 0 when there is none; the system never gives that handle out.
     pthread_t listener;
     /// 1 from start to stop.
     std::atomic<int> running;
@@ -97,6 +97,8 @@ int acceptConnections(int listener) {
             return 1;
         }
         pthread_t thread{};
+        // The descriptor itself is the thread's argument.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         void* argument = reinterpret_cast<void*>(static_cast<std::intptr_t>(socket));
         if (::pthread_create(&thread, nullptr, connectionThread, argument) != 0) {
             Output_print("Telnet: telnet_starting.......err!\n");
@@ -142,6 +144,7 @@ int Telnet_start(std::uint32_t port) {
     console.port = port;
     store(console.running, 1);
     if (::pthread_create(&console.listener, nullptr, listenerThread, nullptr) != 0) {
+        console.listener = pthread_t{};
         Output_print("Telnet: telnet_starting.......err!\n");
         return -1;
     }
@@ -153,8 +156,11 @@ int Telnet_stop() {
         return 0;
     }
     store(console.running, 0);
-    ::pthread_join(console.listener, nullptr);
-    console.listener = pthread_t{};
+    // A start without a thread counts as started too.
+    if (console.listener != pthread_t{}) {
+        ::pthread_join(console.listener, nullptr);
+        console.listener = pthread_t{};
+    }
     return 0;
 }
 

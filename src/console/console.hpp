@@ -25,12 +25,13 @@ int Telnet_init();
 int Telnet_setHandler(CommandHandler handler);
 
 /// Starts the listener thread on the low 16 bits of `port`. Does nothing when it has been started.
-/// @return 0; -1 after "Telnet: telnet_starting.......err!" when there can be no thread. The
-/// console
-///         then counts as started, on purpose ("console-start-once" in docs/kept-behaviours.md).
+/// @return 0; -1 after "Telnet: telnet_starting.......err!" when there can be no thread; the
+///         console then counts as started, on purpose ("console-start-once" in
+///         docs/kept-behaviours.md)
 int Telnet_start(std::uint32_t port);
 
-/// Stops the listener, waits for its end, and so closes idle connections. @return 0
+/// Stops the listener and waits for its end, which is also the end of idle connections. Does
+/// nothing when the console has not been started. @return 0
 int Telnet_stop();
 
 /// The listener: opens the console's socket and the answer segment, then accepts connections until

@@ -10,9 +10,7 @@ namespace {
 
 /// Closes the gaps that the characters `removed` leave in the line.
 void removeAll(char* line, char removed) {
-    // The terminating zero moves up with the rest.
-    char* end = line + std::strlen(line) + 1;
-    std::remove(line, end, removed);
+    *std::remove(line, line + std::strlen(line), removed) = '\0';
 }
 
 }  // namespace

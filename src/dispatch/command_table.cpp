@@ -12,6 +12,7 @@
 #include "commands/parameters.hpp"
 #include "commands/serial.hpp"
 #include "commands/video_wall.hpp"
+#include "firmware/update_commands.hpp"
 
 namespace {
 
@@ -50,10 +51,10 @@ constexpr CommandRow kCommandTable[] = {
     {"vw add get", 10, nullptr, "vw add "},
     {"vw set", 6, Command_wallSet, "vw set"},
     {"vw remove", 9, Command_wallRemove, "vw remove"},
-    {"update all encoders", 19, nullptr, "update all encoders"},
-    {"update device encoder", 21, nullptr, "update device encoder"},
-    {"update all decoders", 19, nullptr, "update all decoders"},
-    {"update device decoder", 21, nullptr, "update device decoder"},
+    {"update all encoders", 19, Command_updateAllEncoders, "update all encoders"},
+    {"update device encoder", 21, Command_updateDeviceEncoder, "update device encoder"},
+    {"update all decoders", 19, Command_updateAllDecoders, "update all decoders"},
+    {"update device decoder", 21, Command_updateDeviceDecoder, "update device decoder"},
     {"device showme", 13, Command_deviceShowme, "device showme"},
     {"device all reboot", 17, Command_deviceAllReboot, "device all reboot"},
     {"device reboot", 13, Command_deviceReboot, "device reboot"},
