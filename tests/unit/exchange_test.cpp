@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -135,14 +136,14 @@ TEST_F(SingleReplyExchange, what_has_no_readable_ack_is_skipped) {
 }
 
 TEST_F(SingleReplyExchange, the_full_time_out_starts_anew_after_a_datagram_that_is_skipped) {
-    const Outcome outcome = runRequest([&] { return ask(1); },
+    const Outcome outcome = runRequest([&] { return ask(2); },
                                        [&] {
                                            bed_.device.receive();
                                            bed_.device.replyAfter(700ms, "hello");
                                        });
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.output, "cJSON_Parse err!\n");
-    EXPECT_GE(outcome.took, 1700ms);
+    EXPECT_GE(outcome.took, 2700ms);
     EXPECT_LT(outcome.took, kSoon);
 }
 
@@ -265,6 +266,71 @@ TEST_F(SingleReplyExchange, two_that_wait_for_one_datagram_do_not_hang) {
     EXPECT_GE(outcome.took, 1s);
     EXPECT_LT(outcome.took, kSoon);
     EXPECT_EQ(read_.size(), 1U);
+}
+
+class CollectingExchange : public Exchange {
+  protected:
+    /// Collects what `take_` takes while the device answers with `replies`.
+    Outcome collect(const std::vector<std::string>& replies, std::int32_t idleTimeoutMs) {
+        const Collection collection{.idleTimeoutMs = idleTimeoutMs, .capacity = 9, .take = take_};
+        return runRequest(
+            [&] { return Protocol_client_collect(bed_.client, request_, collection, &count_); },
+            [&] {
+                bed_.device.receive();
+                bed_.device.replyAll(replies);
+            });
+    }
+
+    std::function<bool(const char*, std::uint32_t)> take_;
+    std::uint32_t count_ = 77;
+};
+
+TEST_F(CollectingExchange, what_is_not_taken_does_not_count) {
+    std::vector<std::string> offered;
+    take_ = [&](const char* text, std::uint32_t index) {
+        offered.push_back(std::to_string(index) + text);
+        return offered.size() != 2;
+    };
+    const std::string one = reply();
+    EXPECT_EQ(collect({one, one, reply("matrix set"), one}, 1000).result, 0);
+    EXPECT_EQ(offered, (std::vector{"0" + one, "1" + one, "1" + one}));
+    EXPECT_EQ(count_, 2U);
+}
+
+TEST_F(CollectingExchange, a_failed_receive_ends_it_with_what_was_taken) {
+    const bed::Descriptor file(::open("/proc/self/exe", O_RDONLY));
+    take_ = [&](const char* /*text*/, std::uint32_t index) {
+        if (index == 1) {
+            ::dup2(file.get(), bed_.client->socket.peek());
+        }
+        return true;
+    };
+    const Outcome outcome = collect({reply(), reply(), reply()}, 10'000);
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(count_, 2U);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.errors,
+              "devsearch_client_discover recvfrom(): Socket operation on non-socket\n");
+    EXPECT_LT(outcome.took, 10s);
+}
+
+TEST_F(CollectingExchange, two_that_share_the_replies_do_not_hang) {
+    std::array<std::uint32_t, 2> counts{};
+    const Collection all{
+        .idleTimeoutMs = 1000, .capacity = 9, .take = [](auto...) { return true; }};
+    const auto both = [&] {
+        const std::jthread second(
+            [&] { Protocol_client_collect(bed_.client, request_, all, &counts[1]); });
+        return Protocol_client_collect(bed_.client, request_, all, counts.data());
+    };
+    const Outcome outcome = runRequest(both, [&] {
+        bed_.device.receive();
+        bed_.device.receive();
+        bed_.device.replyAll(std::vector{reply(), reply(), reply(), reply(), reply()});
+    });
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(counts[0] + counts[1], 5U) << "each reply goes to one of them";
+    EXPECT_LT(outcome.took, kSoon);
 }
 
 // What holds for every kind of exchange.
