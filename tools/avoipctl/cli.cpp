@@ -15,6 +15,7 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
+#include "avoipctl/update.hpp"
 
 namespace {
 
@@ -101,7 +102,8 @@ void addCommand(CLI::App& parent, const Command& command, Session& session, Acti
                       "Let the program edid-decode explain the EDID too");
     }
     sub->callback([&session, &command, &action, values] {
-        action = [&session, &command, values] { return Run_command(session, command, *values); };
+        const auto run = command.group == "update" ? &Update_run : &Run_command;
+        action = [&session, &command, run, values] { return run(session, command, *values); };
     });
 }
 
@@ -127,6 +129,16 @@ void addCatalogue(CLI::App& app, Session& session, Action& action) {
     for (const Command& command : Catalogue_commands()) {
         addCommand(groupOf(app, command), command, session, action);
     }
+}
+
+void addImage(CLI::App& app, Session& session, Action& action) {
+    CLI::App* const sub = addSubcommand(app, "image", "Show what a firmware image says of itself");
+    const auto path = std::make_shared<std::string>();
+    sub->add_option("file", *path, "the image file")->required()->type_name("FILE");
+    sub->footer("Example:\n  avoipctl image /srv/firmware/image.bin");
+    sub->callback([&session, &action, path] {
+        action = [&session, path] { return Update_showImage(session, *path); };
+    });
 }
 
 void addSend(CLI::App& app, Session& session, Action& action) {
@@ -225,6 +237,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     addOptions(app, session.options);
     addCatalogue(app, session, action);
     addRoutes(app, session, action);
+    addImage(app, session, action);
     addSend(app, session, action);
     app.add_flag_callback(
         "--bash-completion",
