@@ -69,6 +69,7 @@ void addFaults(CLI::App& app, FaultOptions& faults) {
     constexpr const char* kGroup = "Faults (probabilities from 0 to 1)";
     app.add_option("--seed", faults.seed, "The same seed gives the same faults")
         ->group(kGroup)
+        ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     const std::tuple<const char*, double*, const char*> probabilities[] = {
         {"--loss", &faults.loss, "A request does not reach a device"},
@@ -106,10 +107,12 @@ void addUpload(CLI::App& app, UploadOptions& upload) {
     app.add_flag("--upload-refuse", upload.refuse, "Connections are refused")->group(kGroup);
     app.add_option("--upload-close-after", upload.closeAfter,
                    "The device closes the connection after so many bytes")
-        ->group(kGroup);
+        ->group(kGroup)
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--upload-stop-after", upload.stopAfter,
                    "The device reads no further after so many bytes")
-        ->group(kGroup);
+        ->group(kGroup)
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--upload-answer-after", upload.answerAfterMs,
                    "The device answers so many ms late")
         ->group(kGroup)
