@@ -7,16 +7,21 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <future>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "avoipsim/json.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/wait.hpp"
+#include "firmware/upload.hpp"
 
 namespace {
 
@@ -87,14 +92,16 @@ class Asker {
     bed::Descriptor socket_;
 };
 
+bed::DaemonOptions fleetOptions(std::vector<std::string> arguments) {
+    bed::DaemonOptions options;
+    options.program = AVOIPSIM_PATH;
+    options.arguments = std::move(arguments);
+    return options;
+}
+
 // The program on the device side.
 bed::Daemon startFleet(const bed::Namespaces& namespaces, std::vector<std::string> arguments) {
-    return namespaces.onDeviceSide([&] {
-        bed::DaemonOptions options;
-        options.program = AVOIPSIM_PATH;
-        options.arguments = std::move(arguments);
-        return bed::Daemon(options);
-    });
+    return namespaces.onDeviceSide([&] { return bed::Daemon(fleetOptions(std::move(arguments))); });
 }
 
 // The addresses 10.77.1.0 to 10.77.5.255, but not those of the cable itself.
@@ -252,6 +259,149 @@ TEST_F(AvoipsimProcess, a_nonsense_option_is_wrong_usage) {
     bed::Daemon fleet = startFleet(namespaces, {"--encoders", "many"});
     EXPECT_EQ(fleet.awaitExit(), (bed::Exit{false, 2}));
     EXPECT_NE(fleet.errors().all(), "");
+}
+
+// Uploads are sent by the daemon's own sender, in this process. Devices are back from their reboot
+// at once, but where a test says otherwise.
+class AvoipsimUploads : public AvoipsimProcess {
+  protected:
+    AvoipsimUploads() {
+        makeAddressesLocal(namespaces);
+        std::filesystem::create_directories(folder);
+    }
+    ~AvoipsimUploads() override { std::filesystem::remove_all(folder); }
+
+    void start(std::vector<std::string> arguments, const std::string& rebootTime = "0") {
+        for (const std::string text :
+             {"--encoders", "3", "--log", "-", "--reboot-time", rebootTime.c_str()}) {
+            arguments.push_back(text);
+        }
+        namespaces.onDeviceSide([&] { fleet.emplace(fleetOptions(std::move(arguments))); });
+        fleet->awaitOutput("on dev0");
+    }
+
+    std::string makeImage(const std::string& size) {
+        const std::string path = folder + "/image";
+        bed::Daemon maker(fleetOptions({"--make-image", path, "--image-name", "Video-TX-2",
+                                        "--image-version", "1.2.6", "--image-size", size}));
+        EXPECT_EQ(maker.awaitExit(), (bed::Exit{false, 0}));
+        return path;
+    }
+
+    // What the sender printed behind its three lines about the image, and how it ended.
+    std::string upload(const char* address, const std::string& image, bool wait) {
+        testing::internal::CaptureStdout();
+        const int result = Main_update_encoder(nullptr, address, image.c_str(), wait);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        const std::size_t size = printed.find("Firmware size");
+        return printed.substr(printed.find('\n', size) + 1) + std::to_string(result);
+    }
+
+    std::string version(const std::string& id) {
+        asker.ask("config get device", id);
+        const Json answer = Json_parse(asker.receive().text);
+        return Json_text(cJSON_GetObjectItem(answer.get(), "device"), "version").value_or("?");
+    }
+
+    static std::string content(const std::string& path) {
+        std::ostringstream text;
+        text << std::ifstream(path, std::ios::binary).rdbuf();
+        return text.str();
+    }
+
+    const std::string folder = testing::TempDir() + "avoipsim_images_" + std::to_string(::getpid());
+    std::optional<bed::Daemon> fleet;
+};
+
+TEST_F(AvoipsimUploads, a_device_becomes_the_version_of_its_image_and_stores_it) {
+    const std::string image = makeImage("10000");
+    start({"--store-images", folder + "/stored"});
+    EXPECT_EQ(version("TX-0002"), "1.0.0");
+    EXPECT_EQ(upload("10.77.1.2", image, true), "read success\n0");
+    fleet->awaitOutput(R"("event":"upload begins","device":"TX-0002"})");
+    fleet->awaitOutput(
+        R"("event":"upload ends","device":"TX-0002","result":"success","bytes":"10000"})");
+    EXPECT_EQ(version("TX-0002"), "1.2.6");
+    EXPECT_EQ(version("TX-0001"), "1.0.0");
+    EXPECT_EQ(content(folder + "/stored/TX-0002.bin"), content(image).substr(0, 10000));
+}
+
+TEST_F(AvoipsimUploads, a_full_image_of_a_sender_that_does_not_wait_arrives_whole) {
+    const std::string image = makeImage("16777216");
+    start({"--store-images", folder});
+    EXPECT_EQ(upload("10.77.1.1", image, false), "0");
+    fleet->awaitOutput(R"("result":"success","bytes":"16777216"})");
+    EXPECT_EQ(version("TX-0001"), "1.2.6");
+    EXPECT_TRUE(content(folder + "/TX-0001.bin") == content(image));
+}
+
+TEST_F(AvoipsimUploads, a_device_refuses_an_image_for_the_other_kind) {
+    const std::string image = makeImage("5000");
+    start({});
+    EXPECT_EQ(upload("10.77.1.4", image, true), "read failure\n0");
+    fleet->awaitOutput(R"("result":"not for this kind of device: Video-TX-2")");
+    EXPECT_EQ(version("RX-0001"), "1.0.0");
+}
+
+TEST_F(AvoipsimUploads, a_device_reboots_when_it_has_taken_an_image) {
+    const std::string image = makeImage("5000");
+    start({}, "3600000");
+    EXPECT_EQ(upload("10.77.1.1", image, true), "read success\n0");
+    asker.ask("config get tx params", "All_TX");
+    EXPECT_NE(asker.receive().text.find(R"("deviceid":"TX-0002")"), std::string::npos);
+    const std::string said = upload("10.77.1.1", image, true);
+    EXPECT_FALSE(said.ends_with("read success\n0")) << said;
+}
+
+TEST_F(AvoipsimUploads, refusing_concerns_the_listed_devices_only) {
+    const std::string image = makeImage("5000");
+    start({"--upload-refuse", "--upload-fault-devices", "TX-0002"});
+    EXPECT_EQ(upload("10.77.1.1", image, true), "read success\n0");
+    EXPECT_EQ(upload("10.77.1.2", image, true),
+              "getsockopt SO_ERROR=111 errno:115 Operation now in progress\nConnect error\n-1");
+    EXPECT_EQ(upload("10.77.1.3", image, true), "read success\n0");
+}
+
+TEST_F(AvoipsimUploads, a_device_closes_the_connection_after_so_many_bytes) {
+    const std::string image = makeImage("16777216");
+    start({"--upload-close-after", "100000"});
+    const std::string said = upload("10.77.1.1", image, false);
+    EXPECT_TRUE(said.ends_with("Tcp_Send err!\n-1")) << said;
+    fleet->awaitOutput(R"("event":"upload ends","device":"TX-0001","result":"closed on purpose")");
+    EXPECT_EQ(version("TX-0001"), "1.0.0");
+}
+
+TEST_F(AvoipsimUploads, a_device_that_stops_reading_stalls_its_sender) {
+    const std::string image = makeImage("16777216");
+    start({"--upload-stop-after", "100000"});
+    std::future<std::string> sender =
+        std::async(std::launch::async, [&] { return upload("10.77.1.1", image, false); });
+    fleet->awaitOutput(R"("result":"stopped reading")");
+    // Other devices go on meanwhile, and the stalled sender does until it is cut off.
+    EXPECT_EQ(version("TX-0002"), "1.0.0");
+    EXPECT_EQ(sender.wait_for(0s), std::future_status::timeout);
+    fleet->stop(SIGKILL);
+    EXPECT_TRUE(sender.get().ends_with("Tcp_Send err!\n-1"));
+}
+
+TEST_F(AvoipsimUploads, an_answer_that_never_comes_keeps_the_connection_open) {
+    const std::string image = makeImage("5000");
+    start({"--upload-no-answer"});
+    std::future<std::string> sender =
+        std::async(std::launch::async, [&] { return upload("10.77.1.1", image, true); });
+    fleet->awaitOutput(R"("result":"success")");
+    EXPECT_EQ(version("TX-0001"), "1.2.6");
+    EXPECT_EQ(sender.wait_for(100ms), std::future_status::timeout);
+    fleet->stop(SIGKILL);
+    EXPECT_NE(sender.get().find("read \n0"), std::string::npos);
+}
+
+TEST_F(AvoipsimUploads, an_answer_comes_late) {
+    const std::string image = makeImage("5000");
+    start({"--upload-answer-after", "400"});
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(upload("10.77.1.1", image, true), "read success\n0");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 400ms);
 }
 
 }  // namespace

@@ -83,6 +83,42 @@ TEST(AvoipsimOptions, each_reaches_its_place) {
     EXPECT_EQ(fleet.faults.silent, (std::vector<std::string>{"RX-0001", "RX-0002"}));
 }
 
+TEST(AvoipsimOptions, those_of_uploads_and_images_reach_their_place) {
+    const Parsed parsed = parse({"--store-images",
+                                 "a",
+                                 "--upload-fault-devices",
+                                 "TX-0001,TX-0002",
+                                 "--upload-refuse",
+                                 "--upload-close-after",
+                                 "1",
+                                 "--upload-stop-after",
+                                 "2",
+                                 "--upload-answer-after",
+                                 "3",
+                                 "--upload-no-answer",
+                                 "--make-image",
+                                 "b",
+                                 "--image-name",
+                                 "Video-TX-2",
+                                 "--image-version",
+                                 "1.2.6",
+                                 "--image-size",
+                                 "4"});
+    ASSERT_TRUE(parsed.options) << parsed.errors;
+    const UploadOptions& upload = parsed.options->upload;
+    EXPECT_EQ(upload.storeFolder, "a");
+    EXPECT_EQ(upload.faultDevices, (std::vector<std::string>{"TX-0001", "TX-0002"}));
+    EXPECT_TRUE(upload.refuse);
+    EXPECT_EQ(upload.closeAfter, 1U);
+    EXPECT_EQ(upload.stopAfter, 2U);
+    EXPECT_EQ(upload.answerAfterMs, 3);
+    EXPECT_TRUE(upload.noAnswer);
+    EXPECT_EQ(parsed.options->image.path, "b");
+    EXPECT_EQ(parsed.options->image.name, "Video-TX-2");
+    EXPECT_EQ(parsed.options->image.version, "1.2.6");
+    EXPECT_EQ(parsed.options->image.size, 4);
+}
+
 TEST(AvoipsimOptions, a_delay_may_be_one_number) {
     const Parsed parsed = parse({"--delay", "25"});
     ASSERT_TRUE(parsed.options);
@@ -114,6 +150,12 @@ TEST(AvoipsimOptions, nonsense_is_refused_on_standard_error) {
         {"--delay", "-7"},
         {"--delay", "soon"},
         {"--reboot-time", "-1"},
+        {"--seed", "-1"},
+        {"--upload-close-after", "-1"},
+        {"--upload-stop-after", "-1"},
+        {"--image-name", std::string(65, 'x')},
+        {"--image-version", "1.2"},
+        {"--image-size", "-1"},
     };
     for (const auto& line : lines) {
         const Parsed parsed = parse(line);
