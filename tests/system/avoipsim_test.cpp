@@ -281,7 +281,7 @@ class AvoipsimUploads : public AvoipsimProcess {
     }
 
     std::string makeImage(const std::string& size) {
-        const std::string path = folder + "/image";
+        std::string path = folder + "/image";
         bed::Daemon maker(fleetOptions({"--make-image", path, "--image-name", "Video-TX-2",
                                         "--image-version", "1.2.6", "--image-size", size}));
         EXPECT_EQ(maker.awaitExit(), (bed::Exit{false, 0}));

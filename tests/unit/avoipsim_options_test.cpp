@@ -21,6 +21,7 @@ struct Parsed {
 Parsed parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "avoipsim");
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size());
     for (std::string& argument : arguments) {
         pointers.push_back(argument.data());
     }

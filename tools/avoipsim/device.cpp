@@ -16,7 +16,7 @@ constexpr std::size_t kEdidTextLength = 512;
 struct FirstValue {
     std::string_view section;
     std::string_view key;
-    std::string_view value = "";
+    std::string_view value{};
 };
 
 constexpr FirstValue kCommonValues[] = {

@@ -54,7 +54,7 @@ void fillBase(std::span<std::uint8_t> block, std::string_view name, std::uint32_
         block[12 + i] = static_cast<std::uint8_t>(serial >> (8 * i));
     }
     put(block, 16, {1, 33, 1, 3});              // week 1 of 2023, EDID 1.3
-    put(block, 20, {0x80, 60, 34, 120, 0x2A});  // digital, 60 by 34 cm, gamma 2.2, RGB
+    put(block, 20, {0x80, 60, 34, 120, 0x2E});  // digital, 60 by 34 cm, gamma 2.2, sRGB
     put(block, 25, {0xEE, 0x91, 0xA3, 0x54, 0x4C, 0x99, 0x26, 0x0F, 0x50, 0x54});  // sRGB
     put(block, 35, {0x21, 0x08, 0x00});  // 640x480, 800x600 and 1024x768 at 60 Hz
     std::fill_n(block.begin() + 38, 16, std::uint8_t{0x01});  // no standard timing
@@ -70,11 +70,11 @@ void fillBase(std::span<std::uint8_t> block, std::string_view name, std::uint32_
 
 void fillExtension(std::span<std::uint8_t> block) {
     constexpr std::uint8_t kTimingsAt = 19;
-    put(block, 0, {0x02, 0x03, kTimingsAt, 0x40});  // CTA-861 revision 3, basic audio
+    put(block, 0, {0x02, 0x03, kTimingsAt, 0xC1});  // CTA-861 revision 3, underscan, basic audio
     put(block, 4, {0x43, 0x90, 0x04, 0x03});        // 1080p60, 720p60, 480p60
     put(block, 8, {0x23, 0x09, 0x07, 0x07});        // PCM, two channels
     put(block, 12, {0x83, 0x01, 0x00, 0x00});       // front speakers
-    put(block, 16, {0xE2, 0x00, 0x0F});             // video capability
+    put(block, 16, {0xE2, 0x00, 0x4F});             // video capability
     putPreferredMode(block, kTimingsAt);
     close(block);
 }

@@ -175,7 +175,8 @@ bool Fleet_loadState(Fleet& fleet, const std::string& path, std::string& problem
         Device* device = Fleet_device(fleet, id);
         std::string reason = "\"" + id + "\" is no device of this fleet";
         if (device == nullptr || !Device_fromJson(*device, entry, reason)) {
-            problem = "state file " + path + ": " + reason;
+            problem = "state file " + path;
+            problem += ": " + reason;
             return false;
         }
     }

@@ -3,7 +3,7 @@
 namespace {
 
 std::string takeText(char* printed) {
-    const std::string text(printed == nullptr ? "" : printed);
+    std::string text(printed == nullptr ? "" : printed);
     cJSON_free(printed);
     return text;
 }
