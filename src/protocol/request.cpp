@@ -79,6 +79,11 @@ Started Protocol_client_startRequest(ProtocolClient* client, const Request& requ
     record.devices = request.devices.data();
 
     const std::string bytes = datagram(request, record);
+    if (bytes.size() > request.sizeMax) {
+        Output_print("%s: a datagram of %zu bytes is too long: at most %zu\n", request.cmd,
+                     bytes.size(), request.sizeMax);
+        return Started::kFailed;
+    }
     if (Protocol_client_send(client, client->socket.peek(), bytes.data(), bytes.size()) < 0) {
         Output_print("pEthName(%s) sendPacket err!\n", interfaceName);
         return Started::kFailed;

@@ -8,8 +8,10 @@
 // without its terminating zero.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <span>
 #include <string_view>
 
@@ -38,6 +40,8 @@ struct Request {
     std::function<void(cJSON* root)> addMembers{};
     /// Bytes that follow the document in the datagram.
     std::string_view trailer{};
+    /// A longer datagram is refused.
+    std::size_t sizeMax = std::numeric_limits<std::size_t>::max();
     /// Print the document, as a line, before it is sent.
     bool traced = false;
 };

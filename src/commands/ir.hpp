@@ -1,0 +1,30 @@
+// IR routes: the encoder with which a decoder exchanges infrared signals.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "base/fixed_text.hpp"
+#include "protocol/client.hpp"
+
+/// "ir matrix get RXID!".
+int Command_irMatrixGet(int socket, const char* line, char** answer);
+
+/// "ir matrix set TXID RXID!".
+int Command_irMatrixSet(int socket, const char* line, char** answer);
+
+/// "ir matrix clear RXID!". A failure prints the alias request's line, on purpose
+/// ("copied-error-lines" in docs/kept-behaviours.md).
+int Command_irMatrixClear(int socket, const char* line, char** answer);
+
+/// Single-reply request, 3 s.
+std::int32_t Protocol_client_ir_matrixGet(ProtocolClient* client, const DeviceId& device,
+                                          DeviceId& txid);
+
+/// One-way requests: 0 when sent, -1 otherwise. No command sends IR data.
+std::int32_t Protocol_client_ir_matrixSet(ProtocolClient* client, const DeviceId& device,
+                                          std::string_view txid);
+std::int32_t Protocol_client_ir_matrixClear(ProtocolClient* client, const DeviceId& device);
+std::int32_t Protocol_client_ir_sendData(ProtocolClient* client, const DeviceId& device,
+                                         std::span<const unsigned char> data);

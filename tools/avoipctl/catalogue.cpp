@@ -1,0 +1,450 @@
+#include "avoipctl/catalogue.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+// How long to wait. The daemon sends at once where nothing is read back, collects until 500 ms
+// pass without a reply, and waits 3 s (5 s for an EDID) for a single reply, anew for each datagram
+// that it has to pass over. An upload waits up to 300 s for the last device, after the others have
+// had their turn. All of it may have to wait for another front end's turn first.
+constexpr int kSendMs = 5'000;
+constexpr int kDiscoveryMs = 10'000;
+constexpr int kReplyMs = 15'000;
+constexpr int kEdidMs = 20'000;
+constexpr int kUploadMs = 600'000;
+constexpr int kUploadAllMs = 3'600'000;
+
+constexpr int kIntMin = std::numeric_limits<int>::min();
+constexpr int kIntMax = std::numeric_limits<int>::max();
+
+// The daemon's room for an EDID is 384 bytes, for serial data 511 whole bytes.
+constexpr int kEdidDigits = 768;
+constexpr int kDataDigits = 1022;
+
+using enum ArgumentKind;
+
+constexpr Argument kDevice{"device", kLastIdentity, "identity of the device", "tx01"};
+constexpr Argument kFirstDevice{"device", kIdentity, "identity of the device", "tx01"};
+constexpr Argument kEncoder{"encoder", kLastIdentity, "identity of the encoder", "tx01"};
+constexpr Argument kFirstEncoder{"encoder", kIdentity, "identity of the encoder", "tx01"};
+constexpr Argument kDecoder{"decoder", kLastIdentity, "identity of the decoder", "rx01"};
+constexpr Argument kFirstDecoder{"decoder", kIdentity, "identity of the decoder", "rx01"};
+constexpr Argument kEdid{"edid", kHex, "the EDID", "00FFFFFFFFFFFF00", 0, kEdidDigits};
+constexpr Argument kImage{"image", kPath, "firmware image on the daemon's machine",
+                          "/srv/firmware/image.bin"};
+
+constexpr Argument kDeviceOnly[] = {kDevice};
+constexpr Argument kEncoderOnly[] = {kEncoder};
+constexpr Argument kDecoderOnly[] = {kDecoder};
+constexpr Argument kRoute[] = {kFirstEncoder, kDecoder};
+constexpr Argument kImageOnly[] = {kImage};
+constexpr Argument kEncoderImage[] = {kFirstEncoder, kImage};
+constexpr Argument kDecoderImage[] = {kFirstDecoder, kImage};
+constexpr Argument kEdidOnly[] = {kEdid};
+constexpr Argument kEncoderEdid[] = {kFirstEncoder, kEdid};
+
+constexpr Argument kAliasSet[] = {
+    kFirstDevice,
+    {"alias", kAlias, "the name, blanks allowed", "Meeting room 2"},
+};
+
+constexpr Argument kEncoderSet[] = {
+    kFirstEncoder,
+    {"enctype", kChoice, "video codec", "H264", 0, 0, "H264 H265"},
+    {"encres", kWord, "video resolution, as the encoder calls it", "1920x1080"},
+    {"fps", kNumber, "frames a second", "30", 1, 30},
+    {"ratecontrol", kChoice, "rate control", "CBR", 0, 0, "CBR VBR"},
+    {"bitrate", kNumber, "video bit rate", "8000", 32, 20480},
+    {"audioinput", kWord, "audio input, as the encoder calls it", "hdmi"},
+    {"audiocodec", kWord, "audio codec, as the encoder calls it", "AAC"},
+    {"audiofreq", kWord, "audio sample rate, as the encoder calls it", "48000"},
+    {"audiobitrate", kWord, "audio bit rate, as the encoder calls it", "128"},
+};
+
+constexpr Argument kDecoderSet[] = {
+    kFirstDecoder,
+    {"luma", kNumber, "brightness", "50", 0, 100},
+    {"contrast", kNumber, "contrast", "50", 0, 100},
+    {"hue", kNumber, "hue", "50", 0, 100},
+    {"saturation", kNumber, "saturation", "50", 0, 100},
+    {"videoformat", kNumber, "video format", "0", 0, 2},
+};
+
+constexpr Argument kNetSet[] = {
+    kFirstDevice,
+    {"hdcpserver", kWord, "HDCP server, as the device calls it", "off"},
+    {"static", kWord, "static address, as the device calls it", "on"},
+    {"address", kAddress, "IPv4 address", "192.168.2.31"},
+    {"netmask", kAddress, "IPv4 netmask", "255.255.255.0"},
+    {"gateway", kAddress, "IPv4 gateway", "192.168.2.1"},
+};
+
+constexpr Argument kSerialSet[] = {
+    kFirstDevice,
+    {"baudrate", kNumber, "baud rate", "9600", 1, 100'000'000},
+    {"databits", kNumber, "data bits", "8", 5, 9},
+    {"parity", kWord, "parity, as the device calls it", "none"},
+    {"stopbits", kWord, "stop bits, as the device calls it", "1"},
+};
+
+constexpr Argument kSerialData[] = {
+    kFirstDevice,
+    {"data", kHex, "the bytes to send", "48656C6C6F", 0, kDataDigits},
+};
+
+// Column before row: so does the console.
+constexpr Argument kWallSet[] = {
+    {"width", kNumber, "width of the whole wall", "3840", kIntMin, kIntMax},
+    {"height", kNumber, "height of the whole wall", "2160", kIntMin, kIntMax},
+    {"horcut", kNumber, "horizontal cut", "0", kIntMin, kIntMax},
+    {"vercut", kNumber, "vertical cut", "0", kIntMin, kIntMax},
+    {"column", kNumber, "column of this decoder's tile", "1", kIntMin, kIntMax},
+    {"row", kNumber, "row of this decoder's tile", "0", kIntMin, kIntMax},
+    {"x", kNumber, "horizontal offset", "1920", kIntMin, kIntMax},
+    {"y", kNumber, "vertical offset", "0", kIntMin, kIntMax},
+    kFirstEncoder,
+    kDecoder,
+};
+
+constexpr Member kDeviceMembers[] = {
+    {"hostid", "identity"},    {"devtype", "type"},       {"alias", "alias"},
+    {"devaddr", "address"},    {"devnetmask", "netmask"}, {"devgateway", "gateway"},
+    {"devmac", "MAC address"}, {"status", "status"},      {"version", "version"},
+};
+constexpr Member kEncoderMembers[] = {
+    {"alias", "alias"},
+    {"deviceid", "identity"},
+    {"enctype", "video codec"},
+    {"encres", "video resolution"},
+    {"fps", "frames a second"},
+    {"ratecontrol", "rate control"},
+    {"bitrate", "video bit rate"},
+    {"audioinput", "audio input"},
+    {"audiocodec", "audio codec"},
+    {"audiofreq", "audio sample rate"},
+    {"audiobitrate", "audio bit rate"},
+    {"videoresstatus", "video status"},
+    {"hdcpstatus", "HDCP status"},
+};
+constexpr Member kDecoderMembers[] = {
+    {"alias", "alias"},
+    {"deviceid", "identity"},
+    {"luma", "brightness"},
+    {"contrast", "contrast"},
+    {"hue", "hue"},
+    {"saturation", "saturation"},
+    {"videoformat", "video format"},
+    {"videoresstatus", "video status"},
+    {"hdcpstatus", "HDCP status"},
+};
+constexpr Member kNetMembers[] = {
+    {"deviceid", "identity"},  {"hdcpserver", "HDCP server"}, {"static", "static address"},
+    {"devaddr", "address"},    {"devnetmask", "netmask"},     {"devgateway", "gateway"},
+    {"devmac", "MAC address"},
+};
+constexpr Member kEdidMembers[] = {{"deviceid", "identity"}, {"edid", "EDID"}};
+constexpr Member kRouteMembers[] = {{"rxid", "decoder"}, {"txid", "encoder"}};
+constexpr Member kSerialMembers[] = {
+    {"deviceid", "identity"}, {"baudrate", "baud rate"}, {"databits", "data bits"},
+    {"parity", "parity"},     {"stopbits", "stop bits"},
+};
+
+constexpr Group kGroups[] = {
+    {"alias", "Name devices"},
+    {"encoder", "Video and audio parameters of an encoder"},
+    {"decoder", "Picture parameters of a decoder"},
+    {"net", "Network parameters of a device"},
+    {"edid", "The EDID that a decoder's screen has, and that encoders present"},
+    {"matrix", "Which encoder's video a decoder shows"},
+    {"serial", "Serial ports of devices"},
+    {"serial-matrix", "Which encoder a decoder's serial port talks to"},
+    {"ir-matrix", "Which encoder a decoder exchanges IR signals with"},
+    {"wall", "Video walls"},
+    {"update", "Firmware of devices"},
+    {"device", "Maintenance of devices"},
+};
+
+constexpr Command kCommands[] = {
+    {.group = "devices",
+     .action = "",
+     .text = "config get devices",
+     .summary = "List all devices",
+     .shape = {"devicelist", kDeviceMembers},
+     .timeout_ms = kDiscoveryMs},
+    {.group = "encoders",
+     .action = "",
+     .text = "config get encoders",
+     .summary = "List the encoders",
+     .shape = {"devicelist", kDeviceMembers},
+     .timeout_ms = kDiscoveryMs},
+    {.group = "decoders",
+     .action = "",
+     .text = "config get decoders",
+     .summary = "List the decoders",
+     .shape = {"devicelist", kDeviceMembers},
+     .timeout_ms = kDiscoveryMs},
+    {.group = "alias",
+     .action = "set",
+     .text = "config set device alias",
+     .arguments = kAliasSet,
+     .summary = "Name a device",
+     .timeout_ms = kSendMs},
+    {.group = "alias",
+     .action = "remove",
+     .text = "config remove device alias",
+     .arguments = kDeviceOnly,
+     .summary = "Take a device's name away",
+     .timeout_ms = kSendMs},
+    {.group = "encoder",
+     .action = "get",
+     .text = "config get tx params",
+     .arguments = kEncoderOnly,
+     .summary = "Show an encoder's parameters",
+     .shape = {"txparamsinfo", kEncoderMembers},
+     .timeout_ms = kReplyMs},
+    {.group = "encoder",
+     .action = "set",
+     .text = "config set tx params",
+     .arguments = kEncoderSet,
+     .summary = "Change an encoder's parameters",
+     .timeout_ms = kSendMs},
+    {.group = "decoder",
+     .action = "get",
+     .text = "config get rx params",
+     .arguments = kDecoderOnly,
+     .summary = "Show a decoder's parameters",
+     .shape = {"rxparamsinfo", kDecoderMembers},
+     .timeout_ms = kReplyMs},
+    {.group = "decoder",
+     .action = "set",
+     .text = "config set rx params",
+     .arguments = kDecoderSet,
+     .summary = "Change a decoder's parameters",
+     .timeout_ms = kSendMs,
+     .success_name = "config set tx params"},
+    {.group = "net",
+     .action = "get",
+     .text = "config get net params",
+     .arguments = kDeviceOnly,
+     .summary = "Show a device's network parameters",
+     .shape = {"netparamsinfo", kNetMembers},
+     .timeout_ms = kReplyMs,
+     .failure_name = "config set net params"},
+    {.group = "net",
+     .action = "set",
+     .text = "config set net params",
+     .arguments = kNetSet,
+     .summary = "Change a device's network parameters",
+     .timeout_ms = kSendMs},
+    {.group = "edid",
+     .action = "get",
+     .text = "config get rx edid",
+     .arguments = kDecoderOnly,
+     .summary = "Show the EDID of a decoder's screen",
+     .shape = {"rxedid", kEdidMembers},
+     .timeout_ms = kEdidMs},
+    {.group = "edid",
+     .action = "set",
+     .text = "config set tx edid",
+     .arguments = kEncoderEdid,
+     .summary = "Give an encoder an EDID",
+     .timeout_ms = kSendMs},
+    {.group = "edid",
+     .action = "set-all",
+     .text = "config set all edid",
+     .arguments = kEdidOnly,
+     .summary = "Give all encoders one EDID",
+     .timeout_ms = kSendMs},
+    {.group = "matrix",
+     .action = "get",
+     .text = "matrix get",
+     .arguments = kDecoderOnly,
+     .summary = "Show which encoder a decoder shows",
+     .shape = {"rxsource", kRouteMembers},
+     .timeout_ms = kReplyMs},
+    {.group = "matrix",
+     .action = "set-all",
+     .text = "matrix all set",
+     .arguments = kEncoderOnly,
+     .summary = "Route an encoder's video to all decoders",
+     .timeout_ms = kSendMs},
+    {.group = "matrix",
+     .action = "set",
+     .text = "matrix set",
+     .arguments = kRoute,
+     .summary = "Route an encoder's video to a decoder",
+     .timeout_ms = kSendMs,
+     .success_name = "matrix sets"},
+    {.group = "matrix",
+     .action = "clear",
+     .text = "matrix clear",
+     .arguments = kDecoderOnly,
+     .summary = "Remove a decoder's video route",
+     .timeout_ms = kSendMs},
+    {.group = "serial",
+     .action = "get",
+     .text = "serial get params",
+     .arguments = kDeviceOnly,
+     .summary = "Show a serial port's parameters",
+     .shape = {"serialparams", kSerialMembers},
+     .timeout_ms = kReplyMs},
+    {.group = "serial",
+     .action = "set",
+     .text = "serial set params",
+     .arguments = kSerialSet,
+     .summary = "Change a serial port's parameters",
+     .timeout_ms = kSendMs},
+    {.group = "serial-matrix",
+     .action = "get",
+     .text = "serial matrix get",
+     .arguments = kDecoderOnly,
+     .summary = "Show a decoder's serial route",
+     .shape = {"serialsource", kRouteMembers},
+     .timeout_ms = kReplyMs},
+    {.group = "serial-matrix",
+     .action = "set-all",
+     .text = "serial matrix all set",
+     .arguments = kEncoderOnly,
+     .summary = "Route an encoder's serial port to all devices",
+     .timeout_ms = kSendMs},
+    {.group = "serial-matrix",
+     .action = "set",
+     .text = "serial matrix set",
+     .arguments = kRoute,
+     .summary = "Route an encoder's serial port to a decoder",
+     .timeout_ms = kSendMs},
+    {.group = "serial-matrix",
+     .action = "clear-all",
+     .text = "serial matrix all clear",
+     .summary = "Remove all serial routes",
+     .timeout_ms = kSendMs,
+     .failure_name = "serial matrix clear"},
+    {.group = "serial-matrix",
+     .action = "clear",
+     .text = "serial matrix clear",
+     .arguments = kDeviceOnly,
+     .summary = "Remove a device's serial route",
+     .timeout_ms = kSendMs},
+    {.group = "serial",
+     .action = "send",
+     .text = "serial data",
+     .arguments = kSerialData,
+     .summary = "Send bytes out of a device's serial port",
+     .timeout_ms = kSendMs},
+    {.group = "ir-matrix",
+     .action = "get",
+     .text = "ir matrix get",
+     .arguments = kDecoderOnly,
+     .summary = "Show a decoder's IR route",
+     .shape = {"irsource", kRouteMembers},
+     .timeout_ms = kReplyMs},
+    {.group = "ir-matrix",
+     .action = "set",
+     .text = "ir matrix set",
+     .arguments = kRoute,
+     .summary = "Route an encoder's IR signals to a decoder",
+     .timeout_ms = kSendMs},
+    {.group = "ir-matrix",
+     .action = "clear",
+     .text = "ir matrix clear",
+     .arguments = kDecoderOnly,
+     .summary = "Remove a decoder's IR route",
+     .timeout_ms = kSendMs},
+    {.group = "wall",
+     .action = "set",
+     .text = "vw set",
+     .arguments = kWallSet,
+     .summary = "Make a decoder show one tile of a video wall",
+     .timeout_ms = kSendMs},
+    {.group = "wall",
+     .action = "remove",
+     .text = "vw remove",
+     .arguments = kDecoderOnly,
+     .summary = "Take a decoder out of its video wall",
+     .timeout_ms = kSendMs},
+    {.group = "update",
+     .action = "all-encoders",
+     .text = "update all encoders",
+     .arguments = kImageOnly,
+     .summary = "Push a firmware image to all encoders",
+     .timeout_ms = kUploadAllMs},
+    {.group = "update",
+     .action = "encoder",
+     .text = "update device encoder",
+     .arguments = kEncoderImage,
+     .summary = "Push a firmware image to an encoder",
+     .timeout_ms = kUploadMs},
+    {.group = "update",
+     .action = "all-decoders",
+     .text = "update all decoders",
+     .arguments = kImageOnly,
+     .summary = "Push a firmware image to all decoders",
+     .timeout_ms = kUploadAllMs},
+    {.group = "update",
+     .action = "decoder",
+     .text = "update device decoder",
+     .arguments = kDecoderImage,
+     .summary = "Push a firmware image to a decoder",
+     .timeout_ms = kUploadMs},
+    {.group = "device",
+     .action = "showme",
+     .text = "device showme",
+     .arguments = kDeviceOnly,
+     .summary = "Make a device show where it is",
+     .timeout_ms = kSendMs},
+    {.group = "device",
+     .action = "reboot-all",
+     .text = "device all reboot",
+     .summary = "Reboot all devices",
+     .timeout_ms = kSendMs},
+    {.group = "device",
+     .action = "reboot",
+     .text = "device reboot",
+     .arguments = kDeviceOnly,
+     .summary = "Reboot a device",
+     .timeout_ms = kSendMs},
+    {.group = "device",
+     .action = "factory",
+     .text = "device factory",
+     .arguments = kDeviceOnly,
+     .summary = "Return a device to its factory settings",
+     .timeout_ms = kSendMs},
+};
+
+}  // namespace
+
+std::span<const Command> Catalogue_commands() {
+    return kCommands;
+}
+
+std::span<const Group> Catalogue_groups() {
+    return kGroups;
+}
+
+const Command* Catalogue_find(std::string_view group, std::string_view action) {
+    const auto* const found = std::ranges::find_if(kCommands, [&](const Command& command) {
+        return command.group == group && command.action == action;
+    });
+    return found == std::end(kCommands) ? nullptr : found;
+}
+
+const Command* Catalogue_findText(std::string_view line) {
+    const Command* longest = nullptr;
+    for (const Command& command : kCommands) {
+        if (line.starts_with(command.text) &&
+            (longest == nullptr || command.text.size() > longest->text.size())) {
+            longest = &command;
+        }
+    }
+    return longest;
+}
+
+std::string_view Catalogue_successName(const Command& command) {
+    return command.success_name.empty() ? command.text : command.success_name;
+}
+
+std::string_view Catalogue_failureName(const Command& command) {
+    return command.failure_name.empty() ? command.text : command.failure_name;
+}

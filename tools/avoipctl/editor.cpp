@@ -1,0 +1,86 @@
+#include "avoipctl/editor.hpp"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "avoipctl/completion.hpp"
+#include "avoipctl/line.hpp"
+#include "avoipctl/state.hpp"
+
+namespace {
+
+constexpr int kHistoryLines = 1000;
+constexpr const char* kPrompt = "avoip> ";
+
+const char* promptText(EditLine*) {
+    return kPrompt;
+}
+
+/// The words up to the cursor; the last is the one being typed, empty behind a blank.
+std::vector<std::string> wordsBefore(const LineInfo& info) {
+    const std::string_view typed(info.buffer, static_cast<std::size_t>(info.cursor - info.buffer));
+    std::vector<std::string> words = Line_words(typed);
+    if (typed.empty() || typed.back() == ' ') {
+        words.emplace_back();
+    }
+    return words;
+}
+
+/// The tab key: adds what is certain; where nothing is, shows what is possible.
+unsigned char complete(EditLine* editLine, int) {
+    const std::vector<std::string> words = wordsBefore(*::el_line(editLine));
+    const std::vector<std::string> candidates =
+        Completion_candidates(words, State_identities(), true);
+    if (candidates.empty()) {
+        return CC_REFRESH_BEEP;
+    }
+    const std::string addition = Completion_commonStart(candidates).substr(words.back().size());
+    if (!addition.empty()) {
+        return ::el_insertstr(editLine, addition.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+    }
+    std::fputc('\n', stdout);
+    for (const std::string& candidate : candidates) {
+        std::printf("%s  ", candidate.c_str());
+    }
+    std::fputc('\n', stdout);
+    return CC_REDISPLAY;
+}
+
+}  // namespace
+
+Editor::Editor()
+    : history_(::history_init()),
+      edit_(::el_init("avoipctl", stdin, stdout, stderr)),
+      history_path_(State_file("history").string()) {
+    HistEvent event{};
+    ::history(history_.get(), &event, H_SETSIZE, kHistoryLines);
+    ::history(history_.get(), &event, H_SETUNIQUE, 1);
+    if (!history_path_.empty()) {
+        ::history(history_.get(), &event, H_LOAD, history_path_.c_str());
+    }
+    ::el_set(edit_.get(), EL_PROMPT, &promptText);
+    ::el_set(edit_.get(), EL_EDITOR, "emacs");
+    ::el_set(edit_.get(), EL_SIGNAL, 1);
+    ::el_set(edit_.get(), EL_HIST, &::history, history_.get());
+    ::el_set(edit_.get(), EL_ADDFN, "avoipctl-complete", "Complete the word", &complete);
+    ::el_set(edit_.get(), EL_BIND, "^I", "avoipctl-complete", nullptr);
+    ::el_source(edit_.get(), nullptr);
+}
+
+bool Editor::read(std::string& line) {
+    int count = 0;
+    const char* const typed = ::el_gets(edit_.get(), &count);
+    if (typed == nullptr || count <= 0) {
+        return false;
+    }
+    line = Line_trimmed(typed);
+    if (!line.empty()) {
+        HistEvent event{};
+        ::history(history_.get(), &event, H_ENTER, line.c_str());
+        // Saved after every line, so that an interrupt loses nothing.
+        if (!history_path_.empty()) {
+            ::history(history_.get(), &event, H_SAVE, history_path_.c_str());
+        }
+    }
+    return true;
+}

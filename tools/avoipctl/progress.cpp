@@ -1,0 +1,38 @@
+#include "avoipctl/progress.hpp"
+
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+void show(const std::stop_token& stop, const std::string& text) {
+    const auto begin = std::chrono::steady_clock::now();
+    std::mutex mutex;
+    std::condition_variable_any wake;
+    std::unique_lock lock(mutex);
+    while (!stop.stop_requested()) {
+        const auto passed = std::chrono::steady_clock::now() - begin;
+        std::fprintf(stderr, "\r%s, %lld s ", text.c_str(), static_cast<long long>(passed / 1s));
+        std::fflush(stderr);
+        wake.wait_for(lock, stop, 1s, [] { return false; });
+    }
+    // Wipes the line.
+    std::fputs("\r\x1b[K", stderr);
+}
+
+}  // namespace
+
+Progress::Progress(std::string text) {
+    if (::isatty(STDERR_FILENO) != 0) {
+        thread_ = std::jthread(
+            [shown = std::move(text)](const std::stop_token& stop) { show(stop, shown); });
+    }
+}
+
+Progress::~Progress() = default;

@@ -1,0 +1,12 @@
+// Answers as people read them: tables of what was read, one word for what was sent.
+#pragma once
+
+#include <string>
+
+#include "avoipctl/answer.hpp"
+#include "avoipctl/catalogue.hpp"
+
+/// The text for a success answer to `command`: a table for a list of devices, one line per value
+/// for a device's parameters, facts and bytes of an EDID, and "Sent." or "Done." where nothing is
+/// read back.
+std::string Render_answer(const Command& command, const Answer& answer);
