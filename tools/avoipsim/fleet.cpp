@@ -110,13 +110,6 @@ void hearAtDevice(const Fleet& fleet, Hearing& hearing, const Request& request, 
     }
 }
 
-// Whether the device hears anything now, but for the request that is lost on its way.
-bool listens(const Fleet& fleet, const Device& device, Clock::time_point now) {
-    const auto& silent = fleet.options.faults.silent;
-    return device.silentUntil <= now &&
-           std::find(silent.begin(), silent.end(), device.id) == silent.end();
-}
-
 }  // namespace
 
 bool Fleet_make(Fleet& fleet, std::string& problem) {
@@ -148,6 +141,20 @@ Device* Fleet_device(Fleet& fleet, std::string_view id) {
     const auto found = std::find_if(fleet.devices.begin(), fleet.devices.end(),
                                     [id](const Device& device) { return device.id == id; });
     return found == fleet.devices.end() ? nullptr : &*found;
+}
+
+Device* Fleet_deviceAt(Fleet& fleet, std::string_view address) {
+    const auto found =
+        std::find_if(fleet.devices.begin(), fleet.devices.end(), [address](const Device& device) {
+            return Device_text(device, "netparams", "devaddr") == address;
+        });
+    return found == fleet.devices.end() ? nullptr : &*found;
+}
+
+bool Fleet_listens(const Fleet& fleet, const Device& device, Clock::time_point now) {
+    const auto& silent = fleet.options.faults.silent;
+    return device.silentUntil <= now &&
+           std::find(silent.begin(), silent.end(), device.id) == silent.end();
 }
 
 bool Fleet_loadState(Fleet& fleet, const std::string& path, std::string& problem) {
@@ -204,7 +211,7 @@ std::vector<Reply> Fleet_hear(Fleet& fleet, std::string_view datagram, const std
                                    request ? request->cmd : "", datagram, asker);
     for (std::size_t i = 0; known && i < fleet.devices.size(); ++i) {
         Device& device = fleet.devices[i];
-        if (!Request_isFor(*request, device) || !listens(fleet, device, now)) {
+        if (!Request_isFor(*request, device) || !Fleet_listens(fleet, device, now)) {
             continue;
         }
         const Fault fault = Faults_draw(fleet.options.faults, number, i);

@@ -46,6 +46,12 @@ bool Fleet_make(Fleet& fleet, std::string& problem);
 /// Null when there is no such device.
 Device* Fleet_device(Fleet& fleet, std::string_view id);
 
+/// The device whose address this is. Null when there is none.
+Device* Fleet_deviceAt(Fleet& fleet, std::string_view address);
+
+/// Whether the device hears anything now: it is not named silent and does not reboot.
+bool Fleet_listens(const Fleet& fleet, const Device& device, Clock::time_point now);
+
 /// Sets devices to what a state file holds; see Fleet_state.
 bool Fleet_loadState(Fleet& fleet, const std::string& path, std::string& problem);
 

@@ -21,9 +21,12 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
+    std::string problem;
+    if (!options->image.path.empty()) {
+        return MakeImage_write(options->image, problem) ? 0 : fail(problem);
+    }
     Fleet fleet;
     fleet.options = options->fleet;
-    std::string problem;
     if (!Fleet_make(fleet, problem) ||
         (!options->stateFile.empty() && !Fleet_loadState(fleet, options->stateFile, problem))) {
         return fail(problem);

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <limits>
 #include <tuple>
 
 namespace {
@@ -68,6 +69,7 @@ void addFaults(CLI::App& app, FaultOptions& faults) {
     constexpr const char* kGroup = "Faults (probabilities from 0 to 1)";
     app.add_option("--seed", faults.seed, "The same seed gives the same faults")
         ->group(kGroup)
+        ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     const std::tuple<const char*, double*, const char*> probabilities[] = {
         {"--loss", &faults.loss, "A request does not reach a device"},
@@ -93,12 +95,61 @@ void addFaults(CLI::App& app, FaultOptions& faults) {
         ->delimiter(',');
 }
 
+void addUpload(CLI::App& app, UploadOptions& upload) {
+    constexpr const char* kGroup = "Firmware uploads";
+    app.add_option("--store-images", upload.storeFolder,
+                   "Folder for the images that devices take: TX-0001.bin and so on")
+        ->group(kGroup);
+    app.add_option("--upload-fault-devices", upload.faultDevices,
+                   "Devices that the faults below are for: TX-0001,RX-0003 [all]")
+        ->group(kGroup)
+        ->delimiter(',');
+    app.add_flag("--upload-refuse", upload.refuse, "Connections are refused")->group(kGroup);
+    app.add_option("--upload-close-after", upload.closeAfter,
+                   "The device closes the connection after so many bytes")
+        ->group(kGroup)
+        ->check(CLI::NonNegativeNumber);
+    app.add_option("--upload-stop-after", upload.stopAfter,
+                   "The device reads no further after so many bytes")
+        ->group(kGroup)
+        ->check(CLI::NonNegativeNumber);
+    app.add_option("--upload-answer-after", upload.answerAfterMs,
+                   "The device answers so many ms late")
+        ->group(kGroup)
+        ->check(CLI::Range(0, kLongestMs));
+    app.add_flag("--upload-no-answer", upload.noAnswer, "The device never answers")->group(kGroup);
+}
+
+void addImage(CLI::App& app, ImageOptions& image) {
+    constexpr const char* kGroup = "Making a firmware image for tests";
+    app.add_option("--make-image", image.path, "Write an image to this file, and end")
+        ->group(kGroup);
+    app.add_option("--image-name", image.name,
+                   "Its name; with TX in it for encoders, RX for decoders")
+        ->group(kGroup)
+        ->capture_default_str()
+        ->check([](const std::string& text) {
+            return text.size() <= kImageNameSize ? "" : "a name has at most 64 characters";
+        });
+    app.add_option("--image-version", image.version, "Its version")
+        ->group(kGroup)
+        ->capture_default_str()
+        ->check([](const std::string& text) {
+            return MakeImage_version(text) ? "" : "a version is three numbers up to 255: 1.2.6";
+        });
+    app.add_option("--image-size", image.size, "Bytes of it that are uploaded")
+        ->group(kGroup)
+        ->capture_default_str()
+        ->check(CLI::Range(0, std::numeric_limits<std::int32_t>::max()));
+}
+
 }  // namespace
 
 std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus) {
     Options options;
     CLI::App app(
         "Plays a fleet of AV-over-IP encoders and decoders on an interface.\n"
+        "It hears requests to 239.255.255.250:8002 and takes firmware on TCP port 5888.\n"
         "Replies leave from the devices' own addresses where these are local on this machine, for\n"
         "example after \"ip route add local 10.77.1.0/24 dev lo\".",
         "avoipsim");
@@ -106,6 +157,8 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus) {
     addDevices(app, options);
     addWork(app, options);
     addFaults(app, options.fleet.faults);
+    addUpload(app, options.upload);
+    addImage(app, options.image);
     try {
         app.parse(argc, argv);
         const int devices = options.fleet.encoders + options.fleet.decoders;

@@ -5,9 +5,13 @@
 #include <string>
 
 #include "avoipsim/fleet.hpp"
+#include "avoipsim/make_image.hpp"
+#include "avoipsim/upload_server.hpp"
 
 struct Options {
     FleetOptions fleet;
+    UploadOptions upload;
+    ImageOptions image;
     std::string interface = "dev0";
     std::string stateFile;      ///< Empty: first values.
     std::string saveStateFile;  ///< Empty: not saved.

@@ -1,7 +1,6 @@
 #include "avoipsim/requests.hpp"
 
 #include <algorithm>
-#include <array>
 
 #include "avoipsim/base64.hpp"
 #include "avoipsim/log.hpp"
@@ -142,7 +141,8 @@ Outcome removeAlias(const Row& row, const Request&, Device& device) {
 }
 
 Outcome receiveData(const Row& row, const Request& request, Device& device) {
-    const auto data = Base64_decode(Json_text(request.root.get(), "data").value_or("="));
+    const auto text = Json_text(request.root.get(), "data");
+    const auto data = text ? Base64_decode(*text) : std::nullopt;
     if (!data) {
         return ignored();
     }

@@ -7,9 +7,12 @@
 #include <csignal>
 #include <cstdio>
 #include <map>
+#include <optional>
+#include <vector>
 
 #include "avoipsim/descriptor.hpp"
 #include "avoipsim/network.hpp"
+#include "avoipsim/upload_server.hpp"
 
 namespace {
 
@@ -23,6 +26,7 @@ struct Service {
     const Options& options;
     Descriptor requests;
     Descriptor signals;
+    UploadServer uploads;
     std::multimap<Clock::time_point, Outgoing> outgoing;
 };
 
@@ -62,19 +66,28 @@ void sendDue(Service& service) {
     }
 }
 
+std::optional<Clock::time_point> nextDue(const Service& service) {
+    auto due = UploadServer_due(service.uploads);
+    if (!service.outgoing.empty()) {
+        const Clock::time_point reply = service.outgoing.begin()->first;
+        due = due ? std::min(*due, reply) : reply;
+    }
+    return due;
+}
+
 // Waits until something is to be done.
 void wait(const Service& service) {
-    pollfd watched[] = {{service.requests.number(), POLLIN, 0},
-                        {service.signals.number(), POLLIN, 0}};
+    std::vector<pollfd> watched = {{service.requests.number(), POLLIN, 0},
+                                   {service.signals.number(), POLLIN, 0}};
+    UploadServer_watch(service.uploads, watched);
+    const auto due = nextDue(service);
     timespec timeout{};
-    const bool due = !service.outgoing.empty();
     if (due) {
-        const auto left =
-            std::max(Clock::duration::zero(), service.outgoing.begin()->first - Clock::now());
+        const auto left = std::max(Clock::duration::zero(), *due - Clock::now());
         timeout.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
         timeout.tv_nsec = (left % std::chrono::seconds(1)).count();
     }
-    ::ppoll(watched, std::size(watched), due ? &timeout : nullptr, nullptr);
+    ::ppoll(watched.data(), watched.size(), due ? &timeout : nullptr, nullptr);
 }
 
 bool saveState(const Service& service) {
@@ -113,8 +126,13 @@ void sayReady(const Service& service) {
 
 int Service_run(Fleet& fleet, const Options& options) {
     std::string problem;
-    Service service{fleet, options, Network_open(options.interface, problem), openSignals(), {}};
-    if (service.requests.number() < 0) {
+    Service service{fleet,
+                    options,
+                    Network_open(options.interface, problem),
+                    openSignals(),
+                    {options.upload, {}, {}},
+                    {}};
+    if (service.requests.number() < 0 || !UploadServer_open(service.uploads, fleet, problem)) {
         return fail(problem);
     }
     if (service.signals.number() < 0) {
@@ -125,6 +143,7 @@ int Service_run(Fleet& fleet, const Options& options) {
         wait(service);
         hear(service);
         sendDue(service);
+        UploadServer_work(service.uploads, fleet);
     }
     return saveState(service) ? 0 : kExitFailure;
 }
