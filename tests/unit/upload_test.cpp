@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <string>
@@ -69,7 +70,7 @@ void expectDone(const CallOutcome& outcome, const std::string& output) {
     EXPECT_EQ(outcome.leftOpen, 0);
 }
 
-void expectFailed(const CallOutcome& outcome, const std::string& output, long leftOpen) {
+void expectFailed(const CallOutcome& outcome, const std::string& output, int leftOpen) {
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.said.output, output);
     EXPECT_EQ(outcome.leftOpen, leftOpen);

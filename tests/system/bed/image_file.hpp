@@ -11,7 +11,7 @@ namespace bed {
 /// Where the block stands in the file, and how long it is.
 inline constexpr std::int64_t kImageBlockOffset = 0xFF0000;
 inline constexpr std::int64_t kImageBlockSize = 396;
-inline constexpr std::int64_t kWholeImage = std::int64_t{16} * 1024 * 1024;
+inline constexpr std::int32_t kWholeImage = 16 * 1024 * 1024;
 
 struct ImageFileOptions {
     /// What the block says; magic and version as they stand in the file.
