@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,7 +35,10 @@ class Terminal {
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal() {
         screen_.reset();
-        ::waitpid(child_, nullptr, 0);
+        if (child_ > 0) {
+            ::kill(child_, SIGKILL);
+            ::waitpid(child_, nullptr, 0);
+        }
     }
 
     void type(std::string_view keys) const {
@@ -114,7 +118,7 @@ TEST_F(AvoipctlAlone, completes_words_at_a_terminal) {
     terminal.await("avoip> ");
     terminal.type("matrix s\t");
     terminal.await("set");
-    terminal.type("tx01 rx02!\r");
+    terminal.type(" tx01 rx02!\r");
     terminal.await(success("matrix sets"));
     terminal.await("avoip> ");
     terminal.type("conf\tget de\t");
