@@ -1,9 +1,9 @@
 // A system handle (a descriptor, an attachment) that several threads use while one may retire it.
 //
 // Retiring takes the handle away at once: no use that begins later gets it. It is released -
-// closed, detached - when the last use that had it ends, so no use ever meets a number or an
-// address that the system has meanwhile given to something else. Nobody waits and nothing is
-// locked; a use is meant to last for one system call or one copy.
+// closed, detached - as soon as no use is under way, so no use ever meets a number or an address
+// that the system has meanwhile given to something else. Nobody waits and nothing is locked; a use
+// is meant to last for one system call or one copy.
 #pragma once
 
 #include <atomic>

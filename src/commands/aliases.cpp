@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <string_view>
 
 #include "commands/finish.hpp"
@@ -41,10 +40,7 @@ int Command_setDeviceAlias(int /*socket*/, const char* line, char** answer) {
     LineScan scan(line);
     AliasAndIdentity texts;
     texts.setIdentity(scan.skipWords(4).word());
-    const std::string_view alias = scan.rest();
-    if (scan.complete()) {
-        texts.setAlias(alias);
-    }
+    texts.setAlias(scan.rest());
     const DeviceId device = Scan_deviceEntry(texts.identity());
     return Command_acknowledge(Protocol_client_setAlias(daemonClient, device, texts.alias()),
                                "Protocol_client_setAlias err!", "config set device alias", answer);

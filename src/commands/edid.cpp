@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -15,7 +14,6 @@
 namespace {
 
 constexpr int kEdidTimeoutSeconds = 5;
-constexpr std::size_t kHexDigitsMax = 1023;
 
 std::string hexText(std::string_view base64) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -38,7 +36,6 @@ unsigned char readByte(std::string_view digits) {
 
 /// Gives `device` the typed EDID, unless it is too long.
 std::int32_t sendEdid(const DeviceId& device, std::string_view hex) {
-    hex = hex.substr(0, kHexDigitsMax);
     const std::size_t count = (hex.size() + 1) / 2;
     if (count > kEdidBytesMax) {
         Output_print("an EDID of %zu bytes is too long: at most %zu\n", count, kEdidBytesMax);
@@ -68,6 +65,8 @@ std::int32_t readEdid(const char* reply, EdidText& edid) {
     }
     const std::string_view text = Json_text(value);
     if (text.size() >= edid.bytes.size()) {
+        Output_print("an EDID of %zu characters is too long: at most %zu\n", text.size(),
+                     edid.bytes.size() - 1);
         return -1;
     }
     edid.set(text);

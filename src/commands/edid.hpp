@@ -19,13 +19,13 @@ inline constexpr std::size_t kEdidBytesMax = 384;
 /// docs/kept-behaviours.md).
 int Command_getRxEdid(int socket, const char* line, char** answer);
 
-/// "config set tx edid ID HEXTEXT!" and, for every encoder, "config set all edid HEXTEXT!". Without
-/// all of the arguments they fail without a line; more than kEdidBytesMax bytes are refused with
-/// one.
+/// "config set tx edid ID HEXTEXT!" and, for every encoder, "config set all edid HEXTEXT!": two
+/// digits a byte, an odd last digit is a byte of its own. Without all of the arguments they fail
+/// without a line; more than kEdidBytesMax bytes are refused with one.
 int Command_setTxEdid(int socket, const char* line, char** answer);
 int Command_setAllEdid(int socket, const char* line, char** answer);
 
-/// Single-reply request, 5 s. A reply whose text does not fit fails like one without it.
+/// Single-reply request, 5 s. A reply whose text does not fit is refused with a line.
 std::int32_t Protocol_client_getDecodeEdid(ProtocolClient* client, const DeviceId& device,
                                            EdidText& edid);
 

@@ -25,7 +25,8 @@ int Command_getNetParams(int /*socket*/, const char* line, char** answer) {
     const DeviceId device = Scan_deviceEntry(identity);
     NetParams params{};
     if (Protocol_client_getNetParams(daemonClient, device, params) < 0) {
-        // The decoder-parameter line, on purpose ("copied-names" in docs/kept-behaviours.md).
+        // The decoder-parameter line, on purpose ("copied-error-lines" in
+        // docs/kept-behaviours.md).
         return Command_fail("Protocol_client_getDecodeParams err!");
     }
     const JsonTree root = Answer_success("config get net params");

@@ -9,7 +9,8 @@
 
 /// "config get net params ID!": answers with the device's settings under the identity as typed,
 /// however long. A failure prints the decoder-parameter line and is answered under the set
-/// command's name, both on purpose ("copied-names" in docs/kept-behaviours.md).
+/// command's name, both on purpose ("copied-error-lines" and "reported-names" in
+/// docs/kept-behaviours.md).
 int Command_getNetParams(int socket, const char* line, char** answer);
 
 /// "config set net params ID HDCPSERVER STATIC DEVADDR DEVNETMASK DEVGATEWAY!". The MAC address is

@@ -11,7 +11,7 @@ namespace {
 constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 
 /// What a directive may hold between its "%" and its conversion letter.
-constexpr std::string_view kDirectiveParts = "-+ #0123456789*.'hlLqjzt";
+constexpr std::string_view kDirectiveParts = "-+ #0123456789*$.'hlLqjzt";
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include "base/output.hpp"
 #include "base/wait.hpp"
@@ -19,34 +20,36 @@ constexpr int kConnectTimeoutMs = 1000;
 constexpr int kRetriesMax = 10;
 constexpr useconds_t kRetryPauseUs = 5000;
 
-/// Prints `what`, "error:" and the current errno with its text: the form all failures here share.
+std::string errorText(int error) {
+    char room[128];
+    // The GNU form returns the text, which need not be in the room.
+    return ::strerror_r(error, room, sizeof room);
+}
+
+/// Prints `what`, "error:" and errno with its text: the form that most failures here share.
 void printError(const char* what, const char* end) {
     const int error = errno;
-    char text[128];
-    Output_print("%s error:%d %s%s", what, error, ::strerror_r(error, text, sizeof text), end);
-    errno = error;
+    Output_print("%s error:%d %s%s", what, error, errorText(error).c_str(), end);
 }
 
 /// Waits for a connect that is under way. @return whether it has succeeded
 bool awaitConnected(int socket) {
     const int ready = Wait_readableOrWritable(socket, kConnectTimeoutMs);
-    char text[128];
+    const int error = errno;
     if (ready < 0) {
-        const int error = errno;
-        Output_print("select error:%d %s,Sockfd=%d\n", error,
-                     ::strerror_r(error, text, sizeof text), socket);
+        Output_print("select error:%d %s,Sockfd=%d\n", error, errorText(error).c_str(), socket);
         return false;
     }
     if (ready == 0) {
         printError("connect timeout.", "\n");
         return false;
     }
-    int error = 0;
-    socklen_t length = sizeof error;
-    ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length);
-    if (error != 0) {
-        Output_print("getsockopt SO_ERROR=%d errno:%d %s\n", error, errno,
-                     ::strerror_r(errno, text, sizeof text));
+    int outcome = 0;
+    socklen_t length = sizeof outcome;
+    ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &outcome, &length);
+    if (outcome != 0) {
+        Output_print("getsockopt SO_ERROR=%d errno:%d %s\n", outcome, error,
+                     errorText(error).c_str());
         return false;
     }
     return true;
@@ -69,9 +72,8 @@ bool connectSocket(int socket, const char* ip, int port) {
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     if (::inet_pton(AF_INET, ip, &address.sin_addr) <= 0) {
-        char text[128];
-        Output_print("ip:%s inet_pton error:%d %s\n", ip, errno,
-                     ::strerror_r(errno, text, sizeof text));
+        const int error = errno;
+        Output_print("ip:%s inet_pton error:%d %s\n", ip, error, errorText(error).c_str());
         return false;
     }
     const int on = 1;
@@ -117,11 +119,15 @@ int Tcp_Send(int socket, const void* buffer, std::size_t length, int seconds) {
             length -= static_cast<std::size_t>(sent);
             continue;
         }
-        if ((errno != EINTR && errno != EAGAIN) || ++retries == kRetriesMax) {
+        const bool isTransient = errno == EINTR || errno == EAGAIN;
+        if (isTransient) {
+            ::usleep(kRetryPauseUs);
+            ++retries;
+        }
+        if (!isTransient || retries == kRetriesMax) {
             printError("send", "");
             return -1;
         }
-        ::usleep(kRetryPauseUs);
     }
     return 0;
 }

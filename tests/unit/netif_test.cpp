@@ -385,7 +385,8 @@ TEST_F(NetGetGateway, a_long_word_is_cut_at_its_room) {
 }
 
 TEST_F(NetGetGateway, a_line_is_read_in_pieces_of_512_characters) {
-    const FakeTool tool("ip", "echo " + std::string(512, 'x') + "default via 10.1.1.1");
+    const FakeTool tool(
+        "ip", "echo " + std::string(512, 'x') + "default via 10.1.1.1; echo last dev eth1");
     expectOutcome(outcomeOf([&] { return Net_getGateway("eth0", gateway_.data()); }), 0,
                   "default gateway:10.1.1.1\n");
 }

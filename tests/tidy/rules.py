@@ -1,0 +1,167 @@
+"""The rules of the source tree. Each takes a Tree and yields its findings as (path, line, text)."""
+
+import ast
+import os
+import re
+
+import cpp
+from tree import CPP_SUFFIXES
+
+MAX_COLUMNS = 100
+MAX_FILE_LINES = 500
+MAX_FUNCTION_LINES = 70
+
+# Copies that do not know where their destination ends.
+UNBOUNDED_COPIES = {"strcpy", "stpcpy", "strcat", "sprintf", "vsprintf", "gets"}
+
+# Which argument of a function is its format.
+FORMAT_POSITIONS = {
+    "printf": 0, "fprintf": 1, "dprintf": 1, "snprintf": 2, "asprintf": 1, "syslog": 1,
+    "vprintf": 0, "vfprintf": 1, "vdprintf": 1, "vsnprintf": 2, "vasprintf": 1, "vsyslog": 1,
+    "scanf": 0, "fscanf": 1, "sscanf": 1, "vsscanf": 1,
+    "Output_print": 0,
+}
+
+# These hand on a format that was handed to them; their own names belong into the table above, so
+# that their callers are checked.
+FORMAT_WRAPPERS = ("src/base/output.cpp", "src/output/output.cpp")
+
+# A format may be put together of literals and of the directives of <cinttypes>.
+FORMAT_MACRO = re.compile(r"(PRI|SCN)[diouxX](8|16|32|64|MAX|PTR|LEAST\d+|FAST\d+)$")
+
+PLACED_FOLDERS = ("src/", "frontend/", "tools/", "bench/")
+ARCHITECTURE = "docs/architecture.md"
+
+# Who must not reach whom, directly or through other files. What `unless` names may be reached, and
+# whatever that one includes with it.
+DIRECTIONS = (
+    {"of": "src/console/", "not": ("src/commands/", "src/protocol/", "src/dispatch/")},
+    {"of": "src/protocol/", "not": ("src/console/", "src/commands/", "src/dispatch/")},
+    {"of": "src/base/", "not": ("src/console/", "src/commands/", "src/dispatch/", "src/protocol/",
+                                "src/firmware/", "src/netif/")},
+    {"of": "src/netif/", "not": ("src/console/", "src/commands/", "src/dispatch/", "src/protocol/",
+                                 "src/firmware/")},
+    {"of": "src/", "not": ("tools/", "frontend/", "tests/", "bench/")},
+    {"of": "frontend/", "not": ("src/", "tools/", "tests/", "bench/")},
+    {"of": "tools/", "not": ("src/", "tests/", "bench/"), "unless": ("src/firmware/image.hpp",)},
+)
+
+
+def line_length(tree):
+    for path in tree.code():
+        for number, line in enumerate(tree.text(path).splitlines(), start=1):
+            if len(line) > MAX_COLUMNS:
+                yield path, number, f"{len(line)} columns; at most {MAX_COLUMNS} are allowed"
+
+
+def file_length(tree):
+    for path in tree.code():
+        lines = len(tree.text(path).splitlines())
+        if lines > MAX_FILE_LINES:
+            yield path, lines, f"{lines} lines; at most {MAX_FILE_LINES} are allowed"
+
+
+def function_length(tree):
+    for path in tree.with_suffix(CPP_SUFFIXES + (".py",)):
+        find = _python_functions if path.endswith(".py") else cpp.functions
+        for function in find(tree.text(path)):
+            lines = function.last_line - function.first_line + 1
+            if lines > MAX_FUNCTION_LINES:
+                yield (path, function.first_line,
+                       f"a function of {lines} lines; at most {MAX_FUNCTION_LINES} are allowed")
+
+
+def _python_functions(text):
+    for node in ast.walk(ast.parse(text)):
+        if isinstance(node, (ast.FunctionDef, ast.AsyncFunctionDef)):
+            yield cpp.Function(node.lineno, node.end_lineno)
+
+
+def unbounded_copy(tree):
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        for token in cpp.tokens(tree.text(path)):
+            if token.kind == "name" and token.text in UNBOUNDED_COPIES:
+                yield path, token.line, f"{token.text} does not know where its destination ends"
+
+
+def literal_format(tree):
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        if path in FORMAT_WRAPPERS:
+            continue
+        for call in cpp.calls(cpp.tokens(tree.text(path))):
+            position = FORMAT_POSITIONS.get(call.name)
+            if position is None or position >= len(call.arguments):
+                continue
+            if not _is_literal(call.arguments[position]):
+                yield path, call.line, f"the format of {call.name} is not a literal"
+
+
+def _is_literal(argument):
+    return any(token.kind == "string" for token in argument) and all(
+        token.kind == "string" or FORMAT_MACRO.match(token.text) for token in argument)
+
+
+def placement(tree):
+    documented = tree.text(ARCHITECTURE) if ARCHITECTURE in tree.files else ""
+    places = set(re.findall(r"`([^`\s]+)`", documented))
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        folder = os.path.dirname(path) + "/"
+        if path.startswith(PLACED_FOLDERS) and path not in places and folder not in places:
+            yield path, 1, f"{ARCHITECTURE} names neither `{path}` nor `{folder}`"
+
+
+def include_cycle(tree):
+    finished = set()
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        yield from _cycles(tree, path, [], finished)
+
+
+def _cycles(tree, path, road, finished):
+    """The cycles that are met on from `path`, which was reached by `road`."""
+    if path in finished:
+        return
+    for line, target in tree.includes(path):
+        if target in road + [path]:
+            circle = (road + [path])[(road + [path]).index(target):] + [target]
+            yield path, line, "an include comes back to its beginning: " + " -> ".join(circle)
+        else:
+            yield from _cycles(tree, target, road + [path], finished)
+    finished.add(path)
+
+
+def include_direction(tree):
+    for direction in DIRECTIONS:
+        for path in tree.with_suffix(CPP_SUFFIXES):
+            if path.startswith(direction["of"]):
+                yield from _wrong_ways(tree, path, direction)
+
+
+def _wrong_ways(tree, path, direction):
+    """The includes of `path` by which a forbidden place is reached, each with one such road."""
+    for line, target in tree.includes(path):
+        roads = [[target]]
+        seen = {target}
+        while roads:
+            road = roads.pop()
+            if road[-1] in direction.get("unless", ()):
+                continue
+            if road[-1].startswith(direction["not"]):
+                yield (path, line,
+                       f"{direction['of']} must not include {' -> '.join(road)}")
+                break
+            for _, further in tree.includes(road[-1]):
+                if further not in seen:
+                    seen.add(further)
+                    roads.append(road + [further])
+
+
+RULES = {
+    "line_length": line_length,
+    "file_length": file_length,
+    "function_length": function_length,
+    "unbounded_copy": unbounded_copy,
+    "literal_format": literal_format,
+    "placement": placement,
+    "include_cycle": include_cycle,
+    "include_direction": include_direction,
+}

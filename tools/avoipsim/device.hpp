@@ -1,0 +1,78 @@
+// One simulated encoder or decoder: who it is and what it is set to.
+//
+// What a device is set to is a list of named sections of named texts, called as the device protocol
+// calls them, so that a request's object, a reply's object and the state file all are sections read
+// or written whole. Texts are kept up to 31 characters (an EDID up to 512); what is longer is cut.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "avoipsim/json.hpp"
+
+using Clock = std::chrono::steady_clock;
+
+enum class DeviceKind : std::uint8_t { Encoder, Decoder };
+
+struct Field {
+    std::string key;
+    std::string value;
+};
+
+struct Section {
+    std::string name;
+    std::vector<Field> fields;
+};
+
+using State = std::vector<Section>;
+
+struct Device {
+    DeviceKind kind = DeviceKind::Encoder;
+    std::string id;
+    State state;
+    State first;  ///< What "device factory" returns to.
+    Clock::time_point silentUntil;
+};
+
+struct DeviceNetwork {
+    std::string address;
+    std::string netmask;
+    std::string gateway;
+};
+
+/// The device `number` (from 1) of its kind, with its first values: TX-0001, RX-0001 and so on.
+Device Device_make(DeviceKind kind, int number, const DeviceNetwork& network);
+
+/// "TX" or "RX".
+std::string Device_type(const Device& device);
+
+/// Null when the device has no such section.
+const Section* Device_section(const Device& device, std::string_view name);
+Section* Device_section(Device& device, std::string_view name);
+
+/// The text of a field; empty when the device has no such field.
+std::string Device_text(const Device& device, std::string_view section, std::string_view key);
+
+/// Sets a field that the device has; any other is ignored.
+void Device_set(Device& device, std::string_view section, std::string_view key,
+                std::string_view value);
+
+/// Takes over each text member of `object` whose key the section has.
+void Section_take(Section& section, const cJSON* object);
+void Section_clear(Section& section);
+
+/// Adds the section's fields to `object`.
+void Section_add(const Section& section, cJSON* object);
+
+/// Back to the first values. The firmware stays.
+void Device_factory(Device& device);
+
+/// The device as the state file holds it.
+Json Device_toJson(const Device& device);
+
+/// Sets the device, and its first values, to what `object` names; what it does not name stays.
+/// False, with the reason in `problem`, when it names something that the device does not have.
+bool Device_fromJson(Device& device, const cJSON* object, std::string& problem);

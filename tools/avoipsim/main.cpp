@@ -1,0 +1,38 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "avoipsim/fleet.hpp"
+#include "avoipsim/options.hpp"
+#include "avoipsim/service.hpp"
+
+namespace {
+
+int fail(const std::string& problem) {
+    std::fprintf(stderr, "avoipsim: %s\n", problem.c_str());
+    return kExitFailure;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int exitStatus = 0;
+    const auto options = Options_parse(argc, argv, exitStatus);
+    if (!options) {
+        return exitStatus;
+    }
+    std::string problem;
+    if (!options->image.path.empty()) {
+        return MakeImage_write(options->image, problem) ? 0 : fail(problem);
+    }
+    Fleet fleet;
+    fleet.options = options->fleet;
+    if (!Fleet_make(fleet, problem) ||
+        (!options->stateFile.empty() && !Fleet_loadState(fleet, options->stateFile, problem))) {
+        return fail(problem);
+    }
+    if (!options->logFile.empty() && !Log_open(fleet.log, options->logFile)) {
+        return fail("log file " + options->logFile + " cannot be opened: " + std::strerror(errno));
+    }
+    return Service_run(fleet, *options);
+}
