@@ -1,7 +1,6 @@
 // Texts of a fixed width, as the records and requests of the device protocol hold them.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -16,9 +15,7 @@ struct FixedText {
 
     /// Stores `text`, cut to kWidth - 1 characters, and a terminating zero.
     void set(std::string_view text) {
-        const std::size_t length = std::min(text.size(), kWidth - 1);
-        std::copy_n(text.data(), length, bytes.data());
-        bytes[length] = '\0';
+        bytes[text.copy(bytes.data(), kWidth - 1)] = '\0';
     }
 
     /// The characters up to the first zero, all kWidth of them where there is none.
