@@ -32,8 +32,9 @@ class Exchange : public testing::Test {
   protected:
     /// Sends and awaits one reply; what the reader got is kept.
     std::int32_t ask(int timeoutSeconds = 1) {
-        reply_.timeoutSeconds = timeoutSeconds;
-        return Protocol_client_singleReply(bed_.client, request_, reply_);
+        SingleReply reply = reply_;
+        reply.timeoutSeconds = timeoutSeconds;
+        return Protocol_client_singleReply(bed_.client, request_, reply);
     }
 
     /// Asks while the device answers with `replies`, one after the other.
