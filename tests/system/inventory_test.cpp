@@ -102,18 +102,17 @@ TEST_F(Inventory, replies_to_other_requests_and_failed_ones_are_not_listed) {
 }
 
 TEST_F(Inventory, unreadable_datagrams_are_reported_and_skipped) {
-    EXPECT_EQ(askForDevices({"hello", R"({"device":{}})", R"({"ack":{"cmd":"config get device"}})",
-                             R"({"ack":{"status":"success"}})",
-                             R"({"ack":{"cmd":"config get device","status":"success"}})",
-                             R"({"ack":{"cmd":"config get device","status":"success",)"
-                             R"("hostid":"001122aabbcc"}})",
-                             deviceReply("a")}),
-              answerOf("config get devices", {"a"}));
+    Texts replies{"hello", R"({"device":{}})", R"({"ack":{"status":"success"}})"};
+    replies.emplace_back(R"({"ack":{"cmd":"config get device"}})");
+    replies.emplace_back(R"({"ack":{"cmd":"config get device","status":"success"}})");
+    replies.emplace_back(R"({"ack":{"cmd":"","status":"success","hostid":"001122aabbcc"}})");
+    replies.push_back(deviceReply("a"));
+    EXPECT_EQ(askForDevices(replies), answerOf("config get devices", {"a"}));
     expectPrinted(
         "cJSON_Parse err!\n"
         "get ack err!\n"
-        "get status err!\n"
         "get cmd err!\n"
+        "get status err!\n"
         "get hostid err!\n"
         "get deviceid err!\n");
 }
