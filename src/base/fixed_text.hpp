@@ -14,9 +14,7 @@ struct FixedText {
     std::array<char, kWidth> bytes;
 
     /// Stores `text`, cut to kWidth - 1 characters, and a terminating zero.
-    void set(std::string_view text) {
-        bytes[text.copy(bytes.data(), kWidth - 1)] = '\0';
-    }
+    void set(std::string_view text) { bytes[text.copy(bytes.data(), kWidth - 1)] = '\0'; }
 
     /// The characters up to the first zero, all kWidth of them where there is none.
     [[nodiscard]] std::string_view view() const {
