@@ -37,6 +37,17 @@ TEST_F(AvoipctlAlone, shows_devices_as_a_table) {
     EXPECT_EQ(daemon.lines(), std::vector<std::string>{"config get decoders!"});
 }
 
+TEST_F(AvoipctlAlone, says_that_no_device_answers) {
+    const std::string answer = success("config get encoders", ",\"devicelist\":[]");
+    bed::StandIn daemon([&](const std::string&) { return answer; });
+    EXPECT_EQ(run({"encoders"}),
+              (Outcome{0,
+                       "IDENTITY  TYPE  ALIAS  ADDRESS  NETMASK  GATEWAY  MAC ADDRESS  STATUS  "
+                       "VERSION\n",
+                       "avoipctl: No device answers.\n"}));
+    EXPECT_EQ(run({"encoders", "--json"}), (Outcome{0, answer + "\n", ""}));
+}
+
 TEST_F(AvoipctlAlone, prints_the_answer_itself_with_json) {
     bed::StandIn daemon(smallNetwork);
     const std::string answer = *smallNetwork("config get decoders!") + "\n";
