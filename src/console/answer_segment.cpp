@@ -90,7 +90,7 @@ void AnswerSegment_post(std::string_view answer) {
     const std::string_view stored = answer.substr(0, room);
     char* text = attachment->memory + kPrefix.size();
     storeShared(text, stored, std::memory_order_relaxed);
-    storeShared(text + stored.size(), std::string_view("", 1), std::memory_order_relaxed);
+    storeShared(text + stored.size(), std::string_view("\0", 1), std::memory_order_relaxed);
     // Nobody who sees a byte of the prefix sees less than the whole answer behind it.
     storeShared(attachment->memory, kPrefix, std::memory_order_release);
     if (stored.size() < answer.size()) {

@@ -210,9 +210,9 @@ TEST_F(AvoipctlAlone, helps_with_an_example_for_each_subcommand) {
     const Outcome outcome = run({"alias", "set", "--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.output.find("Example:\n"
-                                  "  avoipctl alias set tx01 'Meeting room 2'\n"
+                                  "  avoipctl alias set TX-0001 'Meeting room 2'\n"
                                   "which sends the console text\n"
-                                  "  config set device alias tx01 Meeting room 2!\n"),
+                                  "  config set device alias TX-0001 Meeting room 2!\n"),
               std::string::npos)
         << outcome.output;
     EXPECT_EQ(run({"--help"}).status, 0);
