@@ -172,12 +172,13 @@ TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
     EXPECT_TRUE(device.hasHeardNothing());
 }
 
-TEST_F(Protocol, an_interface_that_is_down_keeps_its_address_and_fails_the_send) {
+TEST_F(Protocol, while_the_interface_is_down_requests_fail_as_without_an_address) {
     bed::Device device(namespaces_);
     namespaces_.linkDown();
-    expectFailure(kNotSent, kUnreachable);
+    expectFailure(kNoAddress, "");
+    expectFailure(kNoAddress, "");
     namespaces_.linkUp();
-    expectFailure(kNotSent, kClosed);
+    expectSuccess(device);
     EXPECT_TRUE(device.hasHeardNothing());
 }
 
