@@ -18,9 +18,9 @@ constexpr char kPrefix[] = {'e', 'n', 'd', '\r', '\n'};
 constexpr std::size_t kPrefixSize = sizeof kPrefix;
 constexpr std::int64_t kGraceMs = 1000;
 
-char load(const char& byte) {
+char load(const char& byte, std::memory_order order = std::memory_order_relaxed) {
     // atomic_ref wants an object that may be written; this one only reads it.
-    return std::atomic_ref<char>(const_cast<char&>(byte)).load(std::memory_order_relaxed);
+    return std::atomic_ref<char>(const_cast<char&>(byte)).load(order);
 }
 
 /// The bytes that an attached segment of `requested` bytes spans: the system maps whole pages.
@@ -70,19 +70,18 @@ avoip_result Segment::attach(Deadline deadline, Reason& reason) {
 
 void Segment::clearPrefix() {
     for (std::size_t i = 0; i < kPrefixSize; ++i) {
-        std::atomic_ref<char>(address_[i]).store('\0', std::memory_order_relaxed);
+        // The daemon must not get the command before the cleared bytes.
+        std::atomic_ref<char>(address_[i]).store('\0', std::memory_order_seq_cst);
     }
-    // The daemon must not get the command before the cleared bytes.
-    std::atomic_thread_fence(std::memory_order_seq_cst);
 }
 
 bool Segment::hasAnswer() const {
     for (std::size_t i = 0; i < kPrefixSize; ++i) {
-        if (load(address_[i]) != kPrefix[i]) {
+        // Whoever sees the prefix sees the answer that was stored before it.
+        if (load(address_[i], std::memory_order_acquire) != kPrefix[i]) {
             return false;
         }
     }
-    std::atomic_thread_fence(std::memory_order_acquire);
     return true;
 }
 

@@ -12,7 +12,7 @@ constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 /// Every character's position in the alphabet; 0 for those that are not in it.
-constexpr auto kPositions = [] {
+constexpr auto kPositions = []() {
     std::array<unsigned char, 256> positions{};
     for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
         positions[static_cast<unsigned char>(kAlphabet[i])] = static_cast<unsigned char>(i);

@@ -1,7 +1,6 @@
 // Texts of a fixed width, as the records and requests of the device protocol hold them.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -15,11 +14,7 @@ struct FixedText {
     std::array<char, kWidth> bytes;
 
     /// Stores `text`, cut to kWidth - 1 characters, and a terminating zero.
-    void set(std::string_view text) {
-        const std::size_t length = std::min(text.size(), kWidth - 1);
-        std::copy_n(text.data(), length, bytes.data());
-        bytes[length] = '\0';
-    }
+    void set(std::string_view text) { bytes[text.copy(bytes.data(), kWidth - 1)] = '\0'; }
 
     /// The characters up to the first zero, all kWidth of them where there is none.
     [[nodiscard]] std::string_view view() const {

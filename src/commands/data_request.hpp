@@ -13,7 +13,7 @@ inline constexpr std::size_t kDataRequestBytesMax = 1122;
 
 /// Sends one device raw bytes, as base64 in the request's member "data", and waits for nothing.
 /// @param cmd  the request's command text, cut to 31 characters
-/// @return 0 when sent (or requests are skipped); -1 otherwise. More than kDataRequestBytesMax bytes
-///         are refused with a line that says so.
+/// @return 0 when sent (or requests are skipped); -1 otherwise. More than kDataRequestBytesMax
+///         bytes are refused with a line that says so.
 std::int32_t Protocol_client_sendData(ProtocolClient* client, const DeviceId& device,
                                       const char* cmd, std::span<const unsigned char> data);

@@ -60,8 +60,8 @@ constexpr RecordMember<DecodeParams> kSetRx[] = {
     {"videoformat", &DecodeParams::videoformat},
 };
 
-/// Whether the text, read as a decimal number, lies in the range. A negative number counts as a very
-/// large one, a text without a leading number as 0.
+/// Whether the text, read as a decimal number, lies in the range. A negative number counts as a
+/// very large one, a text without a leading number as 0.
 bool inRange(const FixedText<32>& text, unsigned long lowest, unsigned long highest) {
     const auto value = static_cast<unsigned long>(std::strtol(text.c_str(), nullptr, 10));
     return lowest <= value && value <= highest;

@@ -43,9 +43,9 @@ std::size_t mappedSize(int identifier) {
 }
 
 /// Other threads and other processes may write or read the same bytes at the same time.
-void storeShared(char* destination, std::string_view text) {
+void storeShared(char* destination, std::string_view text, std::memory_order order) {
     for (const char character : text) {
-        std::atomic_ref(*destination++).store(character, std::memory_order_relaxed);
+        std::atomic_ref(*destination++).store(character, order);
     }
 }
 
@@ -89,10 +89,10 @@ void AnswerSegment_post(std::string_view answer) {
     const std::size_t room = attachment->size - kPrefix.size() - 1;
     const std::string_view stored = answer.substr(0, room);
     char* text = attachment->memory + kPrefix.size();
-    storeShared(text, stored);
-    storeShared(text + stored.size(), std::string_view("\0", 1));
-    std::atomic_thread_fence(std::memory_order_release);
-    storeShared(attachment->memory, kPrefix);
+    storeShared(text, stored, std::memory_order_relaxed);
+    storeShared(text + stored.size(), std::string_view("\0", 1), std::memory_order_relaxed);
+    // Nobody who sees a byte of the prefix sees less than the whole answer behind it.
+    storeShared(attachment->memory, kPrefix, std::memory_order_release);
     if (stored.size() < answer.size()) {
         Output_print("answer of %zu characters cut to %zu: the answer segment is too small\n",
                      answer.size(), stored.size());

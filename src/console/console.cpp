@@ -182,6 +182,7 @@ int Telnet_server() {
         return result;
     }
     store(console.ready, 0);
+    // cppcheck-suppress invalidFunctionArg ; Linux takes pauses of a second and more
     ::usleep(kStopPauseUs);
     ::close(listener);
     AnswerSegment_remove(segment);

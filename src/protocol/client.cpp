@@ -30,6 +30,12 @@ void enlargeReceiveQueue(int descriptor) {
     }
 }
 
+/// Whether the interface that `request` names is up. One that is down keeps its address, but a
+/// request that tried to leave through it would cost the client its socket.
+bool isUp(int descriptor, ifreq request) {
+    return ::ioctl(descriptor, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0;
+}
+
 sockaddr_in ipv4Address(in_addr_t address, std::uint32_t port) {
     sockaddr_in result{};
     result.sin_family = AF_INET;
@@ -150,7 +156,7 @@ std::int32_t Protocol_client_getIfAddr(const char* interfaceName, char* out) {
     }
     ifreq request{};
     ::strncpy(request.ifr_name, interfaceName, sizeof request.ifr_name - 1);
-    if (::ioctl(descriptor, SIOCGIFADDR, &request) < 0) {
+    if (!isUp(descriptor, request) || ::ioctl(descriptor, SIOCGIFADDR, &request) < 0) {
         // The descriptor stays open on purpose ("address-query-leak" in docs/kept-behaviours.md).
         Output_print("SIOCGIFADDR Failed!/n");
         return -1;

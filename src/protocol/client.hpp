@@ -78,11 +78,12 @@ std::int32_t Protocol_client_joinGroup(ProtocolClient* client, std::int32_t sock
 /// Leaves the group; returns 0 whatever comes of it.
 std::int32_t Protocol_client_leaveGroup(ProtocolClient* client);
 
-/// Writes the interface's IPv4 address in dotted form.
+/// Writes the interface's IPv4 address in dotted form. An interface that is down counts as one
+/// without an address.
 /// @param out  room for 32 characters
 /// @return 0; -1 after "socket create failed!/n" or "SIOCGIFADDR Failed!/n", whose "/n" is on
-/// purpose
-///         ("slash-n" in docs/kept-behaviours.md); after the second the query's socket stays open
+///         purpose ("slash-n" in docs/kept-behaviours.md). After the second the query's socket
+///         stays open.
 std::int32_t Protocol_client_getIfAddr(const char* interfaceName, char* out);
 
 /// Sends `length` bytes of `data` as one datagram to the client's group and port.

@@ -16,12 +16,14 @@ def header_alone(tree, build):
     """Compiles each header below `tree`; `build` is the build directory: it holds
     compile_commands.json, and remembers what has compiled as it stands."""
     commands = _read_commands(tree, build)
+    reached = {source: _reached(tree, source) for source, _ in commands
+               if os.path.exists(os.path.join(tree.root, source))}
     memory = os.path.join(build, "tidy")
     os.makedirs(memory, exist_ok=True)
 
     def check(task):
         path, language = task
-        command = _command_for(path, language, commands)
+        command = _command_for(path, language, commands, reached)
         stamp = os.path.join(memory, _digest(tree, path, command))
         if os.path.exists(stamp):
             return None
@@ -53,12 +55,26 @@ def _read_commands(tree, build):
             for entry in entries]
 
 
-def _command_for(path, language, commands):
-    """The compiler call of the source that stands nearest to `path`, made to read a header."""
-    def nearness(command):
-        return len(os.path.commonprefix([os.path.dirname(path) + "/", command[0]]))
+def _reached(tree, path):
+    """`path` and all files of the tree that it includes, directly or not."""
+    waiting, seen = [path], {path}
+    while waiting:
+        for _, target in tree.includes(waiting.pop()):
+            if target not in seen:
+                seen.add(target)
+                waiting.append(target)
+    return seen
 
-    _, arguments = max(commands, key=nearness)
+
+def _command_for(path, language, commands, reached):
+    """The compiler call of a source that includes `path`, or else of the source that stands
+    nearest to it, made to read a header."""
+    def suits(command):
+        source, _ = command
+        nearness = len(os.path.commonprefix([os.path.dirname(path) + "/", source]))
+        return path in reached.get(source, ()), nearness
+
+    _, arguments = max(commands, key=suits)
     if os.path.basename(arguments[0]) == "ccache":
         arguments = arguments[1:]
     kept = [arguments[0]]
@@ -81,12 +97,6 @@ def _command_for(path, language, commands):
 def _digest(tree, path, command):
     """One name for a header, all of ours that it includes, and the way it is compiled."""
     digest = hashlib.sha256("\0".join(command).encode())
-    waiting, seen = [path], {path}
-    while waiting:
-        current = waiting.pop()
+    for current in sorted(_reached(tree, path)):
         digest.update(f"\0{current}\0{tree.text(current)}".encode())
-        for _, target in tree.includes(current):
-            if target not in seen:
-                seen.add(target)
-                waiting.append(target)
     return digest.hexdigest()

@@ -19,12 +19,12 @@ FORMAT_POSITIONS = {
     "printf": 0, "fprintf": 1, "dprintf": 1, "snprintf": 2, "asprintf": 1, "syslog": 1,
     "vprintf": 0, "vfprintf": 1, "vdprintf": 1, "vsnprintf": 2, "vasprintf": 1, "vsyslog": 1,
     "scanf": 0, "fscanf": 1, "sscanf": 1, "vsscanf": 1,
-    "Output_print": 0,
+    "Output_print": 0, "Reason_set": 1,
 }
 
 # These hand on a format that was handed to them; their own names belong into the table above, so
 # that their callers are checked.
-FORMAT_WRAPPERS = ("src/base/output.cpp", "src/output/output.cpp")
+FORMAT_WRAPPERS = ("src/base/output.cpp", "frontend/reason.cpp")
 
 # A format may be put together of literals and of the directives of <cinttypes>.
 FORMAT_MACRO = re.compile(r"(PRI|SCN)[diouxX](8|16|32|64|MAX|PTR|LEAST\d+|FAST\d+)$")

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <set>
 #include <string>
 
@@ -108,15 +110,17 @@ TEST(Catalogue, finds_the_command_that_a_console_text_begins_with) {
 
 TEST(ConsoleText, is_the_command_and_its_values_and_an_exclamation_mark) {
     EXPECT_EQ(exampleOf(command("devices", "")), "config get devices!");
-    EXPECT_EQ(exampleOf(command("alias", "set")), "config set device alias tx01 Meeting room 2!");
-    EXPECT_EQ(exampleOf(command("wall", "set")), "vw set 3840 2160 0 0 1 0 1920 0 tx01 rx01!");
+    EXPECT_EQ(exampleOf(command("alias", "set")),
+              "config set device alias TX-0001 Meeting room 2!");
+    EXPECT_EQ(exampleOf(command("wall", "set")),
+              "vw set 3840 2160 0 0 1 0 1920 0 TX-0001 RX-0001!");
     EXPECT_EQ(exampleOf(command("update", "decoder")),
-              "update device decoder rx01 /srv/firmware/image.bin!");
+              "update device decoder RX-0001 /srv/firmware/image.bin!");
 }
 
 TEST(ShellExample, quotes_what_holds_a_blank) {
     EXPECT_EQ(Arguments_shellExample(command("alias", "set")),
-              "avoipctl alias set tx01 'Meeting room 2'");
+              "avoipctl alias set TX-0001 'Meeting room 2'");
     EXPECT_EQ(Arguments_shellExample(command("devices", "")), "avoipctl devices");
 }
 
@@ -124,13 +128,21 @@ TEST(CommandTable, has_a_line_for_each_command) {
     const std::string table = CommandTable_print();
     EXPECT_EQ(std::ranges::count(table, '\n'), 41);
     EXPECT_TRUE(table.starts_with(
-        "| Console text | `avoipctl` | What it does | Data in the answer |\n|---|---|---|---|\n"));
+        "| Console text | `avoipctl` | What it does | Data in the answer | Time-out |\n"
+        "|---|---|---|---|---|\n"));
     EXPECT_NE(table.find("\n| `matrix get DECODER!` | `matrix get DECODER` | Show which encoder a "
-                         "decoder shows | `rxsource`: `rxid` `txid` |\n"),
+                         "decoder shows | `rxsource`: `rxid` `txid` | 15 s |\n"),
               std::string::npos);
     EXPECT_NE(table.find("\n| `device all reboot!` | `device reboot-all` | Reboot all devices | "
-                         "nothing |\n"),
+                         "nothing | 5 s |\n"),
               std::string::npos);
+}
+
+TEST(CommandTable, stands_in_the_documentation_as_it_is_printed) {
+    std::ifstream file(AVOIP_DOCS "/console.md");
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(text.find("\n\n" + CommandTable_print() + "\n"), std::string::npos)
+        << "Put the output of \"avoipctl --print-command-table\" into docs/console.md.";
 }
 
 TEST(AnswerProblem, is_none_for_what_the_catalogue_promises) {

@@ -190,14 +190,15 @@ TEST(Render, says_one_word_where_nothing_is_read_back) {
 }
 
 TEST(Update, says_what_became_of_each_device) {
-    const std::vector<Target> targets{{"tx01", "V1.0.0", "V1.2.6"},
-                                      {"tx02", "V1.0.0", "V1.0.0"},
-                                      {"tx03", "V1.0.0", ""},
-                                      {"tx04", "V1.0.0", "V0.9.0"}};
+    const std::vector<Target> targets{{"tx01", "V1.0.0", "V1.2.6"}, {"tx02", "V1.0.0", "V1.0.0"},
+                                      {"tx03", "V1.0.0", ""},       {"tx04", "V1.0.0", "V0.9.0"},
+                                      {"tx05", "1.0.0", "1.2.6"},   {"tx06", "1.2.6", "1.2.6"}};
     EXPECT_EQ(Update_print(targets, "V1.2.6"),
               "IDENTITY  BEFORE  AFTER   RESULT\n"
               "tx01      V1.0.0  V1.2.6  updated\n"
               "tx02      V1.0.0  V1.0.0  unchanged\n"
               "tx03      V1.0.0          not listed\n"
-              "tx04      V1.0.0  V0.9.0  changed\n");
+              "tx04      V1.0.0  V0.9.0  changed\n"
+              "tx05      1.0.0   1.2.6   updated\n"
+              "tx06      1.2.6   1.2.6   same version\n");
 }

@@ -280,17 +280,18 @@ TEST_F(IfAddr, the_longest_address_fits) {
 TEST_F(IfAddr, fifteen_characters_of_the_name_count) {
     bed::ip(
         "link add abcdefghijklmno type veth peer name other\n"
-        "addr add 10.1.2.3/24 dev abcdefghijklmno");
+        "addr add 10.1.2.3/24 dev abcdefghijklmno\n"
+        "link set abcdefghijklmno up");
     query("abcdefghijklmnopqrstuvwxyz");
     EXPECT_EQ(result_, 0);
     EXPECT_STREQ(address_.data(), "10.1.2.3");
 }
 
-TEST_F(IfAddr, an_interface_that_is_down_still_has_its_address) {
+TEST_F(IfAddr, an_interface_that_is_down_counts_as_one_without_an_address) {
     bed::ip("link set eth0.2 down");
-    query("eth0.2");
-    EXPECT_EQ(result_, 0);
-    EXPECT_STREQ(address_.data(), "10.77.0.1");
+    const CapturedOutput captured = query("eth0.2");
+    EXPECT_EQ(result_, -1);
+    EXPECT_EQ(captured.output, "SIOCGIFADDR Failed!/n");
 }
 
 TEST_F(IfAddr, a_missing_address_is_printed_without_a_line_end) {

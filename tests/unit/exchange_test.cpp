@@ -7,6 +7,7 @@
 
 #include <array>
 #include <functional>
+#include <future>
 #include <string>
 #include <thread>
 #include <utility>
@@ -31,8 +32,9 @@ class Exchange : public testing::Test {
   protected:
     /// Sends and awaits one reply; what the reader got is kept.
     std::int32_t ask(int timeoutSeconds = 1) {
-        reply_.timeoutSeconds = timeoutSeconds;
-        return Protocol_client_singleReply(bed_.client, request_, reply_);
+        SingleReply reply = reply_;
+        reply.timeoutSeconds = timeoutSeconds;
+        return Protocol_client_singleReply(bed_.client, request_, reply);
     }
 
     /// Asks while the device answers with `replies`, one after the other.
@@ -331,6 +333,36 @@ TEST_F(CollectingExchange, two_that_share_the_replies_do_not_hang) {
     EXPECT_EQ(outcome.result, 0);
     EXPECT_EQ(counts[0] + counts[1], 5U) << "each reply goes to one of them";
     EXPECT_LT(outcome.took, kSoon);
+}
+
+TEST_F(CollectingExchange, those_that_wake_for_one_datagram_do_not_block) {
+    // In each round all wait and one datagram comes; now and then several are told of it.
+    constexpr int kRounds = 60;
+    constexpr int kThreads = 4;
+    bool blocked = false;
+    for (int round = 0; round < kRounds && !blocked; ++round) {
+        std::array<std::future<std::uint32_t>, kThreads> counts;
+        for (auto& each : counts) {
+            each = std::async(std::launch::async, [&] {
+                const Collection all{
+                    .idleTimeoutMs = 20, .capacity = 9, .take = [](auto...) { return true; }};
+                std::uint32_t count = 0;
+                Protocol_client_collect(bed_.client, request_, all, &count);
+                return count;
+            });
+        }
+        for (int i = 0; i < kThreads; ++i) {
+            bed_.device.receive();
+        }
+        bed_.device.reply(reply());
+        for (const auto& each : counts) {
+            while (each.wait_for(kSoon) != std::future_status::ready) {
+                blocked = true;
+                bed_.device.reply(reply());
+            }
+        }
+    }
+    EXPECT_FALSE(blocked) << "in a receive that found nothing";
 }
 
 // What holds for every kind of exchange.

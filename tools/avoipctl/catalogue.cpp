@@ -25,12 +25,12 @@ constexpr int kDataDigits = 1022;
 
 using enum ArgumentKind;
 
-constexpr Argument kDevice{"device", kLastIdentity, "identity of the device", "tx01"};
-constexpr Argument kFirstDevice{"device", kIdentity, "identity of the device", "tx01"};
-constexpr Argument kEncoder{"encoder", kLastIdentity, "identity of the encoder", "tx01"};
-constexpr Argument kFirstEncoder{"encoder", kIdentity, "identity of the encoder", "tx01"};
-constexpr Argument kDecoder{"decoder", kLastIdentity, "identity of the decoder", "rx01"};
-constexpr Argument kFirstDecoder{"decoder", kIdentity, "identity of the decoder", "rx01"};
+constexpr Argument kDevice{"device", kLastIdentity, "identity of the device", "TX-0001"};
+constexpr Argument kFirstDevice{"device", kIdentity, "identity of the device", "TX-0001"};
+constexpr Argument kEncoder{"encoder", kLastIdentity, "identity of the encoder", "TX-0001"};
+constexpr Argument kFirstEncoder{"encoder", kIdentity, "identity of the encoder", "TX-0001"};
+constexpr Argument kDecoder{"decoder", kLastIdentity, "identity of the decoder", "RX-0001"};
+constexpr Argument kFirstDecoder{"decoder", kIdentity, "identity of the decoder", "RX-0001"};
 constexpr Argument kEdid{"edid", kHex, "the EDID", "00FFFFFFFFFFFF00", 0, kEdidDigits};
 constexpr Argument kImage{"image", kPath, "firmware image on the daemon's machine",
                           "/srv/firmware/image.bin"};
@@ -56,8 +56,8 @@ constexpr Argument kEncoderSet[] = {
     {"encres", kWord, "video resolution, as the encoder calls it", "1920x1080"},
     {"fps", kNumber, "frames a second", "30", 1, 30},
     {"ratecontrol", kChoice, "rate control", "CBR", 0, 0, "CBR VBR"},
-    {"bitrate", kNumber, "video bit rate", "8000", 32, 20480},
-    {"audioinput", kWord, "audio input, as the encoder calls it", "hdmi"},
+    {"bitrate", kNumber, "video bit rate", "4000", 32, 20480},
+    {"audioinput", kWord, "audio input, as the encoder calls it", "HDMI"},
     {"audiocodec", kWord, "audio codec, as the encoder calls it", "AAC"},
     {"audiofreq", kWord, "audio sample rate, as the encoder calls it", "48000"},
     {"audiobitrate", kWord, "audio bit rate, as the encoder calls it", "128"},
@@ -74,16 +74,16 @@ constexpr Argument kDecoderSet[] = {
 
 constexpr Argument kNetSet[] = {
     kFirstDevice,
-    {"hdcpserver", kWord, "HDCP server, as the device calls it", "off"},
-    {"static", kWord, "static address, as the device calls it", "on"},
-    {"address", kAddress, "IPv4 address", "192.168.2.31"},
-    {"netmask", kAddress, "IPv4 netmask", "255.255.255.0"},
-    {"gateway", kAddress, "IPv4 gateway", "192.168.2.1"},
+    {"hdcpserver", kWord, "HDCP server, as the device calls it", "0"},
+    {"static", kWord, "static address, as the device calls it", "1"},
+    {"address", kAddress, "IPv4 address", "10.77.1.7"},
+    {"netmask", kAddress, "IPv4 netmask", "255.255.0.0"},
+    {"gateway", kAddress, "IPv4 gateway", "10.77.0.1"},
 };
 
 constexpr Argument kSerialSet[] = {
     kFirstDevice,
-    {"baudrate", kNumber, "baud rate", "9600", 1, 100'000'000},
+    {"baudrate", kNumber, "baud rate", "115200", 1, 100'000'000},
     {"databits", kNumber, "data bits", "8", 5, 9},
     {"parity", kWord, "parity, as the device calls it", "none"},
     {"stopbits", kWord, "stop bits, as the device calls it", "1"},

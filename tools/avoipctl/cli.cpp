@@ -25,9 +25,12 @@ constexpr const char* kAbout =
     "avoipctl talks to avoipd, the control daemon of an AV-over-IP system, on this machine.\n"
     "Without a subcommand it is a prompt.";
 
-constexpr const char* kExitStatuses =
+constexpr const char* kEnding =
     "Exit status: 0 success, 1 the daemon answered failure, 2 wrong usage, 3 no daemon or no\n"
-    "answer segment, 4 no answer in time.";
+    "answer segment, 4 no answer in time.\n\n"
+    "Environment: AVOIP_LOCK_FILE names the lock file by which front ends take turns; all need "
+    "the\n"
+    "same. XDG_STATE_HOME is where the history and the devices last seen are kept.";
 
 /// What a value of this argument looks like, for the help.
 std::string typeName(const Argument& argument) {
@@ -227,7 +230,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
         return printCompletion(session, {words.begin() + 1, words.end()});
     }
     CLI::App app(kAbout, "avoipctl");
-    app.footer(kExitStatuses);
+    app.footer(kEnding);
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", AVOIP_VERSION);
     Action action;

@@ -31,12 +31,14 @@ std::string answerData(const Command& command) {
 
 std::string CommandTable_print() {
     std::string table =
-        "| Console text | `avoipctl` | What it does | Data in the answer |\n|---|---|---|---|\n";
+        "| Console text | `avoipctl` | What it does | Data in the answer | Time-out |\n"
+        "|---|---|---|---|---|\n";
     for (const Command& command : Catalogue_commands()) {
         table.append("| `").append(withArguments(std::string(command.text), command));
         table.append("!` | `").append(withArguments(Arguments_subcommand(command), command));
         table.append("` | ").append(command.summary).append(" | ");
-        table.append(answerData(command)).append(" |\n");
+        table.append(answerData(command)).append(" | ");
+        table.append(std::to_string(command.timeout_ms / 1000)).append(" s |\n");
     }
     return table;
 }

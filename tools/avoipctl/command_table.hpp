@@ -3,5 +3,6 @@
 
 #include <string>
 
-/// A table of all commands: console text, subcommand, what it does, and what the answer holds.
+/// A table of all commands: console text, subcommand, what it does, what the answer holds, and
+/// how long avoipctl waits for it.
 std::string CommandTable_print();

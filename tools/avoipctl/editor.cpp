@@ -27,7 +27,7 @@ std::vector<std::string> wordsBefore(const LineInfo& info) {
 }
 
 /// The tab key: adds what is certain; where nothing is, shows what is possible.
-unsigned char complete(EditLine* editLine, int) {
+unsigned char complete(EditLine* editLine, wint_t) {
     const std::vector<std::string> words = wordsBefore(*::el_line(editLine));
     const std::vector<std::string> candidates =
         Completion_candidates(words, State_identities(), true);
@@ -62,7 +62,8 @@ Editor::Editor()
     ::el_set(edit_.get(), EL_EDITOR, "emacs");
     ::el_set(edit_.get(), EL_SIGNAL, 1);
     ::el_set(edit_.get(), EL_HIST, &::history, history_.get());
-    ::el_set(edit_.get(), EL_ADDFN, "avoipctl-complete", "Complete the word", &complete);
+    // The wide form: the other one leaks copies of the two texts.
+    ::el_wset(edit_.get(), EL_ADDFN, L"avoipctl-complete", L"Complete the word", &complete);
     ::el_set(edit_.get(), EL_BIND, "^I", "avoipctl-complete", nullptr);
     ::el_source(edit_.get(), nullptr);
 }

@@ -15,6 +15,7 @@ void show(const std::stop_token& stop, const std::string& text) {
     const auto begin = std::chrono::steady_clock::now();
     std::mutex mutex;
     std::condition_variable_any wake;
+    // cppcheck-suppress localMutex ; guards nothing, the wait asks for one
     std::unique_lock lock(mutex);
     while (!stop.stop_requested()) {
         const auto passed = std::chrono::steady_clock::now() - begin;

@@ -46,6 +46,15 @@ void printJson(Session& session, const Command& get, std::span<const Route> rout
     session.out << Answer_writeRows("routes", get.shape.members, rows) << '\n';
 }
 
+Row rowOf(std::span<const std::string> encoders, const Route& route) {
+    Row row{route.decoder};
+    for (const std::string& encoder : encoders) {
+        row.emplace_back(encoder == route.encoder ? "x" : ".");
+    }
+    row.push_back(noteOn(encoders, route));
+    return row;
+}
+
 }  // namespace
 
 std::string Routes_print(std::span<const std::string> encoders, std::span<const Route> routes) {
@@ -57,12 +66,8 @@ std::string Routes_print(std::span<const std::string> encoders, std::span<const 
     std::vector<Row> rows;
     bool noted = false;
     for (const Route& route : routes) {
-        Row& row = rows.emplace_back(Row{route.decoder});
-        for (const std::string& encoder : encoders) {
-            row.emplace_back(encoder == route.encoder ? "x" : ".");
-        }
-        row.push_back(noteOn(encoders, route));
-        noted = noted || !row.back().empty();
+        rows.push_back(rowOf(encoders, route));
+        noted = noted || !rows.back().back().empty();
     }
     if (!noted) {
         headings.pop_back();

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr int kUnknownTextMs = 15'000;
+constexpr std::string_view kDeviceList = "devicelist";
 
 /// What a user can do about a failure answer to this command.
 std::string_view advice(const Command& command) {
@@ -18,7 +19,7 @@ std::string_view advice(const Command& command) {
         return "The daemon's output says which step failed; 'avoipctl image FILE' looks at the "
                "image, 'avoipctl devices' at the devices.";
     }
-    if (command.shape.key.empty() || command.shape.key == "devicelist") {
+    if (command.shape.key.empty() || command.shape.key == kDeviceList) {
         return "The daemon could not send to the devices, or refused a value: see its output, and "
                "whether its eth0.2 has an address.";
     }
@@ -55,7 +56,7 @@ std::string remarkOn(const std::string& text, const Answer& answer) {
 
 /// Keeps the identities of a list of devices, which are its first column.
 void rememberDevices(const Command& command, const Answer& answer) {
-    if (command.shape.key != "devicelist") {
+    if (command.shape.key != kDeviceList) {
         return;
     }
     std::vector<std::string> identities;
@@ -92,6 +93,9 @@ Status Run_command(Session& session, const Command& command, std::span<const std
         session.out << reading.json << '\n';
     } else if (status == kSuccess) {
         session.out << Render_answer(command, reading.answer);
+        if (command.shape.key == kDeviceList && reading.answer.rows.empty()) {
+            Session_error(session, "No device answers.");
+        }
     }
     if (status == kSuccess && session.options.edid_decode && !reading.answer.rows.empty()) {
         session.out.flush();

@@ -35,7 +35,7 @@ bool isIdentity(const std::string& text) {
 /// Sorted, each once.
 void tidy(std::vector<std::string>& identities) {
     std::ranges::sort(identities);
-    identities.erase(std::ranges::unique(identities).begin(), identities.end());
+    identities.erase(std::unique(identities.begin(), identities.end()), identities.end());
 }
 
 }  // namespace

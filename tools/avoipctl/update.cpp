@@ -28,12 +28,24 @@ std::string_view kindName(const Command& command) {
     return isForEncoders(command) ? "encoders" : "decoders";
 }
 
+/// The version without the "V" that some devices, and the daemon, write before it.
+std::string_view numbers(std::string_view version) {
+    if (version.starts_with('V') || version.starts_with('v')) {
+        version.remove_prefix(1);
+    }
+    return version;
+}
+
+bool hasVersion(const Target& target, const std::string& wanted) {
+    return numbers(target.after) == numbers(wanted);
+}
+
 std::string outcome(const Target& target, const std::string& wanted) {
     if (target.after.empty()) {
         return "not listed";
     }
-    if (target.after == wanted) {
-        return "updated";
+    if (hasVersion(target, wanted)) {
+        return target.after == target.before ? "same version" : "updated";
     }
     return target.after == target.before ? "unchanged" : "changed";
 }
@@ -68,19 +80,21 @@ Status listDevices(Session& session, const Command& command, std::vector<Target>
     return status;
 }
 
-/// Takes over what a new list says about the targets; true when all have the version `wanted`.
+/// Takes over what a new list says about the targets; true when all are listed, with the version
+/// `wanted` or at least another than before.
 bool noteVersions(std::vector<Target>& targets, std::span<const Target> listed,
                   const std::string& wanted) {
     bool all = true;
     for (Target& target : targets) {
         const auto found = std::ranges::find(listed, target.identity, &Target::identity);
         target.after = found == listed.end() ? "" : found->before;
-        all = all && target.after == wanted;
+        all = all && !target.after.empty() &&
+              (hasVersion(target, wanted) || target.after != target.before);
     }
     return all;
 }
 
-/// Looks at the devices until all targets have the version `wanted`, with patience when the daemon
+/// Looks at the devices until all targets have a new version, with patience when the daemon
 /// reported success, and otherwise once.
 Status awaitVersions(Session& session, const Command& command, std::vector<Target>& targets,
                      const std::string& wanted, bool patient) {

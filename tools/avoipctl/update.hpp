@@ -14,8 +14,9 @@ struct Target {
     std::string after;   ///< and after it, empty while it is not listed
 };
 
-/// The targets as a table, with what became of each: "updated" when it has the version `wanted`,
-/// "unchanged" when it has the one it had, "changed" when it has another, "not listed" otherwise.
+/// The targets as a table, with what became of each: "updated" when it now has the version
+/// `wanted`, "same version" when it had that before, "unchanged" when it still has its old one,
+/// "changed" when it has yet another, "not listed" when it does not answer.
 std::string Update_print(std::span<const Target> targets, const std::string& wanted);
 
 /// Prints what the image file at `path` says of itself; kWrongUsage when it is no image.

@@ -1,0 +1,166 @@
+// How the daemon lives on when the system refuses its console something. It runs as it is built for
+// a device: sanitizers do not live within such limits.
+#include <gtest/gtest.h>
+#include <sys/ipc.h>
+#include <sys/resource.h>
+#include <sys/shm.h>
+
+#include <fstream>
+#include <string>
+
+#include "bed/session.hpp"
+#include "families/commands.hpp"
+
+namespace {
+
+using families::failure;
+
+constexpr const char* kMac = "local mac:001122aabbcc \n";
+constexpr const char* kListening = "Server: listening for client requests....\n";
+constexpr const char* kNoThread = "Telnet: telnet_starting.......err!\n";
+
+bed::DaemonOptions plainDaemon() {
+    bed::DaemonOptions options;
+    options.program = AVOIPD_PLAIN_PATH;
+    return options;
+}
+
+/// Takes from the running daemon what it would be given otherwise.
+void limit(const bed::Daemon& daemon, __rlimit_resource resource, rlim_t most) {
+    const rlimit wanted{.rlim_cur = most, .rlim_max = RLIM_INFINITY};
+    rlimit before{};
+    ASSERT_EQ(::prlimit(daemon.pid(), resource, nullptr, &before), 0);
+    const rlimit set{.rlim_cur = wanted.rlim_cur, .rlim_max = before.rlim_max};
+    ASSERT_EQ(::prlimit(daemon.pid(), resource, &set, nullptr), 0);
+}
+
+TEST(ListenerFailures, a_console_without_a_socket_leaves_the_daemon_running) {
+    const bed::Namespaces namespaces;
+    bed::DaemonOptions options = plainDaemon();
+    options.limits = {{RLIMIT_NOFILE, 4}};  // the client's socket is the last one there is
+    bed::Daemon daemon(options);
+    daemon.errors().awaitWhole("socket: Too many open files\n");
+    EXPECT_EQ(daemon.output().all(), kMac);
+    EXPECT_TRUE(daemon.isRunning());
+}
+
+TEST(ListenerFailures, a_console_without_a_thread_leaves_the_daemon_running) {
+    const bed::Namespaces namespaces;
+    bed::DaemonOptions options = plainDaemon();
+    // The stack of a new thread is as large as this limit, and no address space has that much room.
+    options.limits = {{RLIMIT_STACK, rlim_t{1} << 47U}};
+    bed::Daemon daemon(options);
+    daemon.output().awaitWhole(std::string(kMac) + kNoThread);
+    EXPECT_EQ(daemon.threadCount(), 1U);
+    EXPECT_TRUE(daemon.isRunning());
+}
+
+TEST(ListenerFailures, a_segment_that_may_not_be_used_ends_the_listener) {
+    const bed::Namespaces namespaces;
+    ASSERT_GE(::shmget(bed::kSegmentKey, 32, IPC_CREAT | IPC_EXCL), 0);
+    bed::DaemonOptions options;
+    options.program = "/usr/bin/setpriv";
+    options.arguments = {"--bounding-set", "-ipc_owner", "--inh-caps", "-ipc_owner",
+                         AVOIPD_PLAIN_PATH};
+    bed::Daemon daemon(options);
+    daemon.errors().awaitWhole("shmget errnor: Permission denied\n");
+    daemon.output().awaitWhole(std::string(kMac) + kListening);
+    bed::awaitCondition("the listener to end", [&] { return daemon.threadCount() == 1; });
+    EXPECT_TRUE(daemon.isRunning());
+
+    // The socket is left open: a connection is made, and never served.
+    bed::Console console;
+    console.send("hello!");
+    EXPECT_TRUE(console.hasHeardNothing());
+    EXPECT_EQ(daemon.threadCount(), 1U);
+}
+
+TEST(ListenerFailures, a_segment_that_cannot_be_attached_gets_no_answers_and_commands_run) {
+    const bed::Namespaces namespaces;
+    bed::Device device(namespaces);
+    // Larger than any address space; it needs no memory.
+    ASSERT_GE(::shmget(bed::kSegmentKey, std::size_t{1} << 50U, IPC_CREAT | SHM_NORESERVE | 0664),
+              0);
+    bed::Daemon daemon(plainDaemon());
+    bed::Console console;
+    console.send("hello!device showme rx01!");
+    EXPECT_EQ(device.receive().text, R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
+                                     R"("device":[{"id":"rx01"}]}})");
+    console.send("!");
+    daemon.output().awaitWhole(std::string(kMac) + kListening +
+                               "pBuffData hello!\npBuffData device showme rx01!\npBuffData !\n");
+    EXPECT_EQ(daemon.errors().all(), "");
+}
+
+TEST(ListenerFailures, a_small_segment_that_stands_already_is_filled_to_its_last_page) {
+    const bed::Namespaces namespaces;
+    bed::Device device(namespaces);
+    bed::Segment::create(32);
+    bed::Daemon daemon;
+    bed::Console console;
+    bed::Segment segment;
+    EXPECT_EQ(segment.ask(console, "an unknown command!"), failure("an unknown command!"));
+    EXPECT_EQ(segment.status().shm_segsz, 32U);
+
+    segment.clear();
+    console.send("config get devices!");
+    device.receive();
+    const std::string reply = bed::replyText(
+        "config get device", "success", "001122aabbcc", "",
+        R"("device":{"deviceid":"","alias":")" + std::string(31, 'x') +
+            R"(","devtype":"","devaddr":"","devnetmask":"","devgateway":"","devmac":"",)"
+            R"("status":"","version":""})");
+    const std::vector<std::string> replies(100, reply);
+    device.replyAll(replies);
+    const std::string answer = segment.awaitAnswer();
+    const std::size_t room = segment.bytes().size() - 6;
+    EXPECT_EQ(answer.size(), room);
+    EXPECT_TRUE(answer.starts_with(
+        R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[{"hostid":"",)"));
+    EXPECT_EQ(segment.bytes().back(), '\0');
+    daemon.awaitOutput(" characters cut to " + std::to_string(room) +
+                       ": the answer segment is too small\n");
+}
+
+TEST(ListenerFailures, a_failed_accept_ends_the_listener_and_the_connections_go_on) {
+    const bed::Namespaces namespaces;
+    bed::Daemon daemon(plainDaemon());
+    bed::Console console;
+    bed::Segment segment;
+    segment.ask(console, "hello!");
+
+    limit(daemon, RLIMIT_NOFILE, 0);
+    const bed::Console refused;
+    daemon.errors().awaitWhole("accept: Too many open files\n");
+    bed::awaitCondition("the listener to end", [&] { return daemon.threadCount() == 2; });
+    EXPECT_EQ(segment.ask(console, "hello again!"), failure("hello again!"));
+    EXPECT_TRUE(refused.hasHeardNothing());
+    EXPECT_TRUE(daemon.isRunning());
+}
+
+/// The address space that the process takes up.
+rlim_t addressSpace(const bed::Daemon& daemon) {
+    std::ifstream file("/proc/" + std::to_string(daemon.pid()) + "/statm");
+    rlim_t pages = 0;
+    file >> pages;
+    return pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+}
+
+TEST(ListenerFailures, a_connection_without_a_thread_ends_the_listener_and_the_others_go_on) {
+    const bed::Namespaces namespaces;
+    bed::Daemon daemon(plainDaemon());
+    bed::Console console;
+    bed::Segment segment;
+    segment.ask(console, "hello!");
+
+    limit(daemon, RLIMIT_AS, addressSpace(daemon));
+    const bed::Console unserved;
+    daemon.awaitOutput(kNoThread);
+    bed::awaitCondition("the listener to end", [&] { return daemon.threadCount() == 2; });
+    EXPECT_EQ(segment.ask(console, "hello again!"), failure("hello again!"));
+    EXPECT_TRUE(unserved.hasHeardNothing());
+    EXPECT_TRUE(daemon.isRunning());
+    EXPECT_EQ(daemon.errors().all(), "");
+}
+
+}  // namespace

@@ -1,0 +1,182 @@
+// How the daemon starts, and how it lives on when a step of its start-up fails.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <string>
+
+#include "bed/session.hpp"
+#include "families/commands.hpp"
+
+namespace {
+
+using families::failure;
+
+constexpr const char* kListening = "Server: listening for client requests....\n";
+constexpr const char* kNoDevices =
+    R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[]})";
+
+std::string discovery(const std::string& hostid) {
+    return R"({"request":{"cmd":"config get device","hostid":")" + hostid +
+           R"(","device":[{"id":"All"}]}})";
+}
+
+/// Holds a port, so that nobody else gets it.
+class Occupant {
+  public:
+    Occupant(int type, std::uint16_t port) : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        if (type == SOCK_STREAM) {
+            EXPECT_EQ(::listen(socket_.get(), 1), 0);
+        }
+    }
+
+  private:
+    bed::Descriptor socket_;
+};
+
+TEST(Startup, takes_its_identity_from_the_control_interface_and_listens) {
+    const bed::Namespaces namespaces;
+    bed::Daemon daemon;
+    daemon.output().awaitWhole(std::string("local mac:001122aabbcc \n") + kListening);
+    EXPECT_EQ(daemon.errors().all(), "");
+    const bed::Segment segment;
+    EXPECT_EQ(segment.status().shm_perm.mode & 07777U, 0664U);
+    EXPECT_EQ(daemon.stop(SIGTERM), (bed::Exit{true, SIGTERM}));
+}
+
+TEST(Startup, looks_at_no_arguments) {
+    const bed::Namespaces namespaces;
+    bed::DaemonOptions options;
+    options.arguments = {"--help", "eth1", "7000"};
+    bed::Daemon daemon(options);
+    daemon.output().awaitWhole(std::string("local mac:001122aabbcc \n") + kListening);
+}
+
+TEST(Startup, sends_the_hardware_address_in_lower_case_as_hostid_of_every_request) {
+    const bed::Namespaces namespaces(bed::Control::kAddressed, "02:AB:CD:EF:01:09");
+    bed::Device device(namespaces);
+    bed::Daemon daemon;
+    bed::Console console;
+    console.send("config get devices!");
+    EXPECT_EQ(device.receive().text, discovery("02abcdef0109"));
+    console.send("device showme rx01!");
+    EXPECT_EQ(device.receive().text, R"({"request":{"cmd":"device showme","hostid":"02abcdef0109",)"
+                                     R"("device":[{"id":"rx01"}]}})");
+}
+
+TEST(Startup, goes_on_without_the_control_interface) {
+    bed::Namespaces namespaces(bed::Control::kAbsent);
+    bed::Daemon daemon;
+    bed::Console console;
+    bed::Segment segment;
+    daemon.output().awaitWhole(std::string("mac ioctl error\n") + kListening);
+    EXPECT_EQ(segment.ask(console, "config get devices!"), failure("config get devices"));
+    daemon.output().awaitWhole(std::string("mac ioctl error\n") + kListening +
+                               "pBuffData config get devices!\n"
+                               "SIOCGIFADDR Failed!/npEthName(eth0.2) get ip err!\n"
+                               "Protocol_client_getDevice err!\n");
+
+    // It knows no identity, also when the interface comes later.
+    namespaces.addControlInterface();
+    bed::Device device(namespaces);
+    console.send("config get devices!");
+    EXPECT_EQ(device.receive().text, discovery(""));
+}
+
+TEST(Startup, goes_on_without_an_address_on_the_control_interface) {
+    bed::Namespaces namespaces(bed::Control::kWithoutAddress);
+    bed::Device device(namespaces);
+    bed::Daemon daemon;
+    bed::Console console;
+    bed::Segment segment;
+    EXPECT_EQ(segment.ask(console, "config get devices!"), failure("config get devices"));
+    daemon.output().awaitWhole(std::string("local mac:001122aabbcc \n") + kListening +
+                               "pBuffData config get devices!\n"
+                               "SIOCGIFADDR Failed!/npEthName(eth0.2) get ip err!\n"
+                               "Protocol_client_getDevice err!\n");
+    EXPECT_TRUE(device.hasHeardNothing());
+
+    namespaces.addAddress();
+    EXPECT_EQ(segment.ask(console, "config get devices!"), kNoDevices);
+    EXPECT_EQ(device.receive().text, discovery("001122aabbcc"));
+}
+
+TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
+    const bed::Namespaces namespaces;
+    bed::Device device(namespaces);
+    const Occupant occupant(SOCK_DGRAM, 8003);
+    bed::Daemon daemon;
+    bed::Console console;
+    bed::Segment segment;
+    daemon.output().awaitWhole(
+        std::string("local mac:001122aabbcc \npEthName(eth0.2) get socket err!\n") + kListening);
+    daemon.errors().awaitWhole("bind(): Address already in use\n");
+
+    for (const std::string name :
+         {"config get devices", "config get encoders", "config get decoders"}) {
+        EXPECT_EQ(segment.ask(console, name + "!"), failure(name));
+    }
+    for (const families::Command& command : families::kCommands) {
+        EXPECT_EQ(segment.ask(console, command.line), failure(command.failureName));
+    }
+    for (const std::string name : {"update all encoders", "update device encoder",
+                                   "update all decoders", "update device decoder"}) {
+        EXPECT_EQ(segment.ask(console, name + " x /nonexistent!"), failure(name));
+    }
+    EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
+    EXPECT_TRUE(device.hasHeardNothing());
+    EXPECT_TRUE(daemon.isRunning());
+}
+
+TEST(Startup, goes_on_without_the_port_for_the_console) {
+    const bed::Namespaces namespaces;
+    const Occupant occupant(SOCK_STREAM, 6888);
+    bed::Daemon daemon;
+    daemon.errors().awaitWhole("bind: Address already in use\n");
+    EXPECT_EQ(daemon.output().all(), "local mac:001122aabbcc \n");
+    EXPECT_FALSE(bed::Segment::exists());
+    EXPECT_TRUE(daemon.isRunning());
+    // The client's socket, and the console's, which is left open.
+    EXPECT_EQ(daemon.descriptors().size(), 3U + 2U);
+}
+
+TEST(Startup, goes_on_without_any_port) {
+    const bed::Namespaces namespaces;
+    const Occupant replies(SOCK_DGRAM, 8003);
+    const Occupant console(SOCK_STREAM, 6888);
+    bed::Daemon daemon;
+    daemon.errors().awaitWhole("bind(): Address already in use\nbind: Address already in use\n");
+    EXPECT_TRUE(daemon.isRunning());
+}
+
+TEST(Startup, works_with_descriptors_from_1024_on) {
+    const bed::Namespaces namespaces;
+    bed::Device device(namespaces);
+    bed::DaemonOptions options;
+    options.firstDescriptor = 1100;
+    bed::Daemon daemon(options);
+    bed::Console console;
+    bed::Segment segment;
+
+    segment.clear();
+    console.send("config get devices!");
+    device.receive();
+    device.reply(bed::replyText(
+        "config get device", "success", "001122aabbcc", "tx01",
+        R"("device":{"deviceid":"tx01","alias":"a","devtype":"t","devaddr":"d","devnetmask":"n",)"
+        R"("devgateway":"g","devmac":"m","status":"s","version":"v"})"));
+    EXPECT_EQ(segment.awaitAnswer(),
+              R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[)"
+              R"({"hostid":"tx01","devtype":"t","alias":"a","devaddr":"d","devnetmask":"n",)"
+              R"("devgateway":"g","devmac":"m","status":"s","version":"v"}]})");
+    // The client's socket, the listener and the connection.
+    EXPECT_EQ(daemon.descriptors().size(), 1100U + 3U);
+    console.send("exit!");
+    EXPECT_EQ(console.awaitClosed(), "");
+}
+
+}  // namespace

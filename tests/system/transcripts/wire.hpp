@@ -1,0 +1,28 @@
+// What goes over the cable of the bed in the device protocol, both ways, in its order.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "bed/descriptor.hpp"
+
+struct WireDatagram {
+    /// From the daemon to the devices, not the other way.
+    bool outward = false;
+    /// The sender's address.
+    std::string address;
+    std::string text;
+};
+
+class Wire {
+  public:
+    /// Listens on "eth0.2" of the calling thread's network namespace from now on.
+    Wire();
+
+    /// Everything that has passed since the last call. What the daemon sent or received before it
+    /// did something that the caller has seen is always in it.
+    std::vector<WireDatagram> take();
+
+  private:
+    bed::Descriptor socket_;
+};
