@@ -139,7 +139,7 @@ int Tcp_SendPiece(int socket, const void* piece, std::size_t length, int seconds
     if (std::cmp_equal(sent, length)) {
         return 0;
     }
-    if (sent < 0 && errno != EAGAIN) {
+    if (sent < 0 && errno != EAGAIN && errno != EINTR) {
         printError("send", "");
         return -1;
     }
