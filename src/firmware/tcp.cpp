@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "base/output.hpp"
 #include "base/wait.hpp"
@@ -130,6 +131,22 @@ int Tcp_Send(int socket, const void* buffer, std::size_t length, int seconds) {
         }
     }
     return 0;
+}
+
+int Tcp_SendPiece(int socket, const void* piece, std::size_t length, int seconds) {
+    const int errorBefore = errno;
+    const ssize_t sent = ::send(socket, piece, length, MSG_DONTWAIT);
+    if (std::cmp_equal(sent, length)) {
+        return 0;
+    }
+    if (sent < 0 && errno != EAGAIN && errno != EINTR) {
+        printError("send", "");
+        return -1;
+    }
+    // A wait that runs out leaves errno as it is, and its message shows it.
+    errno = errorBefore;
+    const std::size_t taken = sent > 0 ? static_cast<std::size_t>(sent) : 0;
+    return Tcp_Send(socket, static_cast<const char*>(piece) + taken, length - taken, seconds);
 }
 
 int Tcp_Recv(int socket, void* buffer, std::size_t capacity, int seconds) {

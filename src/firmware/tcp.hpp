@@ -14,6 +14,10 @@ int Tcp_Connect(const char* ip, int port);
 /// @return 0 when everything is sent; -1 after printing why, without a line end
 int Tcp_Send(int socket, const void* buffer, std::size_t length, int seconds);
 
+/// The same for a piece that is small beside what the socket holds for sending, with one system
+/// call where there is room for it: it is sent first, and only what finds no room is waited for.
+int Tcp_SendPiece(int socket, const void* piece, std::size_t length, int seconds);
+
 /// Waits up to `seconds` until the socket can be read, then receives once.
 /// @return the number of bytes received, at least 1; -1 after printing why, without a line end. The
 ///         peer's end of the stream counts as a failure.

@@ -18,21 +18,26 @@ constexpr int kSendTimeoutSeconds = 5;
 constexpr int kReplyTimeoutSeconds = 300;
 constexpr std::int32_t kChunkSizeMax = 4096;
 
-/// One chunk's data and, at the end, the device's reply.
-using ChunkBuffer = std::array<char, kChunkSizeMax + 1>;
+/// A chunk as it goes on the stream: header and data side by side, so that one send takes both.
+struct Chunk {
+    std::array<unsigned char, 4> header;
+    /// The data, and at the end the device's reply.
+    std::array<char, kChunkSizeMax> data;
+};
+static_assert(sizeof(Chunk) == 4 + kChunkSizeMax, "no gap between header and data");
 
 /// Reads `length` bytes of the file at `offset`; those past its end are zero.
-void readPayload(int file, ChunkBuffer& buffer, std::int32_t length, std::int32_t offset) {
+void readPayload(int file, Chunk& chunk, std::int32_t length, std::int32_t offset) {
     std::int32_t read = 0;
     while (read < length) {
-        const ssize_t got = ::pread(file, buffer.data() + read,
+        const ssize_t got = ::pread(file, chunk.data.data() + read,
                                     static_cast<std::size_t>(length - read), offset + read);
         if (got <= 0) {
             break;
         }
         read += static_cast<std::int32_t>(got);
     }
-    std::fill(buffer.begin() + read, buffer.begin() + length, '\0');
+    std::fill(chunk.data.begin() + read, chunk.data.begin() + length, '\0');
 }
 
 char chunkKind(std::int32_t sent, std::int32_t remaining) {
@@ -43,40 +48,37 @@ char chunkKind(std::int32_t sent, std::int32_t remaining) {
     return last ? 'D' : 'B';
 }
 
-int sendChunk(int socket, char kind, const ChunkBuffer& buffer, std::int32_t length) {
-    const std::array<unsigned char, 4> header = {'$', static_cast<unsigned char>(kind),
-                                                 static_cast<unsigned char>(length),
-                                                 static_cast<unsigned char>(length >> 8)};
-    if (Tcp_Send(socket, header.data(), header.size(), kSendTimeoutSeconds) < 0) {
-        return -1;
-    }
-    return Tcp_Send(socket, buffer.data(), static_cast<std::size_t>(length), kSendTimeoutSeconds);
+int sendChunk(int socket, Chunk& chunk, char kind, std::int32_t length) {
+    chunk.header = {'$', static_cast<unsigned char>(kind), static_cast<unsigned char>(length),
+                    static_cast<unsigned char>(length >> 8)};
+    return Tcp_SendPiece(socket, &chunk, chunk.header.size() + static_cast<std::size_t>(length),
+                         kSendTimeoutSeconds);
 }
 
 /// Waits for the device's reply, at most `capacity` bytes of it, and prints it as a text: an empty
 /// one when none came.
-void awaitReply(int socket, ChunkBuffer& buffer, std::int32_t capacity) {
-    buffer.fill('\0');
-    Tcp_Recv(socket, buffer.data(), static_cast<std::size_t>(capacity), kReplyTimeoutSeconds);
-    Output_print("read %s\n", buffer.data());
+void awaitReply(int socket, Chunk& chunk, std::int32_t capacity) {
+    chunk.data.fill('\0');
+    Tcp_Recv(socket, chunk.data.data(), static_cast<std::size_t>(capacity), kReplyTimeoutSeconds);
+    Output_print("read %.*s\n", kChunkSizeMax, chunk.data.data());
 }
 
 /// Sends the first `size` bytes of the file in chunks. @return 0, or -1 after "Tcp_Send err!"
 int sendImage(int socket, int file, std::int32_t size, bool wait) {
-    ChunkBuffer buffer;
+    Chunk chunk;
     std::int32_t length = 0;
     for (std::int32_t sent = 0; sent < size; sent += length) {
         const std::int32_t remaining = size - sent;
         length = std::min(remaining, kChunkSizeMax);
-        readPayload(file, buffer, length, sent);
-        if (sendChunk(socket, chunkKind(sent, remaining), buffer, length) < 0) {
+        readPayload(file, chunk, length, sent);
+        if (sendChunk(socket, chunk, chunkKind(sent, remaining), length) < 0) {
             Output_print("Tcp_Send err!\n");
             return -1;
         }
     }
     // A device that was sent nothing has nothing to reply to.
     if (wait && size > 0) {
-        awaitReply(socket, buffer, length);
+        awaitReply(socket, chunk, length);
     }
     return 0;
 }

@@ -235,6 +235,44 @@ TEST_F(TcpSend, a_descriptor_that_is_none_is_a_failure) {
     expectFailure(sendAll("x"), "select error:9 Bad file descriptor");
 }
 
+using TcpSendPiece = TcpTransfer;
+
+TEST_F(TcpSendPiece, sends_what_there_is_room_for_at_once) {
+    EXPECT_EQ(Tcp_SendPiece(near_.get(), "hello", 5, 0), 0);
+    near_.reset();
+    EXPECT_EQ(receiveAll(), "hello");
+}
+
+TEST_F(TcpSendPiece, waits_where_there_is_no_room) {
+    fill();
+    const CallOutcome inVain =
+        outcomeOf([this] { return Tcp_SendPiece(near_.get(), "hello", 5, 0); });
+    expectFailure(inVain, "select error:0 Success");
+    std::string received;
+    std::jthread reader([&] { received = receiveAll(); });
+    EXPECT_EQ(Tcp_SendPiece(near_.get(), "hello", 5, 10), 0);
+    near_.reset();
+    reader.join();
+    EXPECT_EQ(received.substr(received.size() - 6), "fhello");
+}
+
+TEST_F(TcpSendPiece, waits_where_there_is_room_for_a_part_only) {
+    // A piece as large as this is taken in part and then has to wait.
+    const CallOutcome outcome =
+        outcomeOf([this] { return Tcp_SendPiece(near_.get(), large_.data(), large_.size(), 0); });
+    expectFailure(outcome, "select error:0 Success");
+    near_.reset();
+    const std::string received = receiveAll();
+    EXPECT_GT(received.size(), 0U);
+    EXPECT_LT(received.size(), large_.size());
+}
+
+TEST_F(TcpSendPiece, a_peer_that_has_gone_away_is_a_failure_and_no_signal) {
+    far_.reset();
+    const CallOutcome outcome = outcomeOf([this] { return Tcp_SendPiece(near_.get(), "x", 1, 0); });
+    expectFailure(outcome, "send error:32 Broken pipe");
+}
+
 TEST_F(TcpRecv, returns_what_has_come_up_to_its_room) {
     ASSERT_EQ(::send(far_.get(), "abcdef", 6, 0), 6);
     std::array<char, 8> buffer{};
