@@ -5,6 +5,7 @@ import os
 import re
 
 import cpp
+from documents import described_command, recorded_session
 from tree import CPP_SUFFIXES
 
 MAX_COLUMNS = 100
@@ -164,4 +165,6 @@ RULES = {
     "placement": placement,
     "include_cycle": include_cycle,
     "include_direction": include_direction,
+    "recorded_session": recorded_session,
+    "described_command": described_command,
 }

@@ -226,5 +226,24 @@ class Headers(RuleTest):
         self.assertEqual(self.findings(), [("frontend/bad.h", 1)])
 
 
+class Documents(RuleTest):
+    def test_a_session_that_no_transcript_has_is_found(self):
+        self.write("tests/transcripts/a.txt", "# Two.\n> one!\n= 1\n\n> two!\n= 2\n")
+        self.write("docs/commands.md",
+                   "```text\n> two!\n= 2\n\n> one!\n= 1\n```\n```text\n> one!\n= 2\n```\n")
+        self.assertEqual(self.places(rules.recorded_session), [("docs/commands.md", 9)])
+
+    def test_half_a_session_is_found_and_other_blocks_are_left_alone(self):
+        self.write("tests/transcripts/a.txt", "> one!\n| said\n= 1\n")
+        self.write("docs/commands.md", "```\n> no!\n```\n\n```text\n> one!\n= 1\n```\n")
+        self.assertEqual(self.places(rules.recorded_session), [("docs/commands.md", 6)])
+
+    def test_a_command_that_is_not_described_is_found(self):
+        self.write("docs/console.md",
+                   "| Console text |\n|---|\n| `one ID!` |\n| `two!` |\n\n| `err!` |\n")
+        self.write("docs/commands.md", "| `one ID!` | 3 s |\n")
+        self.assertEqual(self.places(rules.described_command), [("docs/console.md", 4)])
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -114,7 +114,7 @@ TEST_F(RunHandlerTest, zeroes_the_whole_buffer_before_the_handler_runs) {
 TEST_F(RunHandlerTest, zeroes_the_whole_buffer_without_a_handler_too) {
     Telnet_setHandler(nullptr);
     EXPECT_EQ(Telnet_runHandler(7, "line!", buffer.data(), buffer.size()), 0);
-    EXPECT_EQ(buffer, std::string(kAnswerBufferSize, '\0'));
+    EXPECT_EQ(buffer.find_first_not_of('\0'), std::string::npos);
     EXPECT_FALSE(bed::Segment().hasAnswer());
 }
 

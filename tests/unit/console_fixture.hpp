@@ -27,6 +27,11 @@ int recordingHandler(int socket, const char* line, char* answer);
 /// Telnet_server on a thread of its own.
 class RunningListener {
   public:
+    RunningListener() = default;
+    ~RunningListener() { Telnet_stop(); }
+    RunningListener(const RunningListener&) = delete;
+    RunningListener& operator=(const RunningListener&) = delete;
+
     /// Waits for its end.
     int result() {
         thread_.join();
