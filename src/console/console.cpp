@@ -208,6 +208,7 @@ void Telnet_client(int socket) {
             return;
         }
         Telnet_trimLine(line.data(), count);
+        // Anywhere in the line, on purpose ("exit-anywhere" in docs/kept-behaviours.md).
         if (std::strstr(line.data(), "exit") != nullptr) {
             return;
         }

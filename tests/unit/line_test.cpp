@@ -29,7 +29,7 @@ Line readLine(const bed::Descriptor& source) {
 std::string trimmed(const std::string& text, int count) {
     std::string buffer = text + '\0';
     EXPECT_EQ(Telnet_trimLine(buffer.data(), count), nullptr);
-    return buffer.c_str();
+    return buffer.substr(0, buffer.find('\0'));
 }
 
 std::string trimmed(const std::string& text) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <string>
@@ -122,9 +123,9 @@ TEST(Print, mixes_no_texts_of_several_threads) {
     constexpr int kTexts = 20;
     {
         const Redirected redirected(STDOUT_FILENO, channel.ours);
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < kThreads; ++i) {
-            threads.emplace_back([] {
+        std::array<std::jthread, kThreads> threads;
+        for (auto& thread : threads) {
+            thread = std::jthread([] {
                 for (int text = 0; text < kTexts; ++text) {
                     Output_print("%s, %s\n", "one half", "the other half");
                 }

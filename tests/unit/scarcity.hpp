@@ -59,28 +59,26 @@ class NoMoreThreads {
 class ForbiddenSegment {
   public:
     ForbiddenSegment() {
-        checked(::shmget(bed::kSegmentKey, 4096, IPC_CREAT | IPC_EXCL));
-        overridePermissions(false);
+        if (::shmget(bed::kSegmentKey, 4096, IPC_CREAT | IPC_EXCL) < 0 ||
+            overridePermissions(false) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot forbid the segment");
+        }
     }
     ~ForbiddenSegment() { overridePermissions(true); }
     ForbiddenSegment(const ForbiddenSegment&) = delete;
     ForbiddenSegment& operator=(const ForbiddenSegment&) = delete;
 
   private:
-    static void checked(long result) {
-        if (result < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot forbid the segment");
-        }
-    }
-
-    static void overridePermissions(bool allowed) {
+    static long overridePermissions(bool allowed) {
         __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
         std::array<__user_cap_data_struct, 2> sets{};
-        checked(::syscall(SYS_capget, &header, sets.data()));
+        if (::syscall(SYS_capget, &header, sets.data()) != 0) {
+            return -1;
+        }
         constexpr std::uint32_t kBit = 1U << CAP_IPC_OWNER;
         const std::uint32_t others = sets[0].effective & ~kBit;
         sets[0].effective = allowed ? others | kBit : others;
-        checked(::syscall(SYS_capset, &header, sets.data()));
+        return ::syscall(SYS_capset, &header, sets.data());
     }
 };
 

@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <latch>
 #include <memory>
 #include <optional>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -113,9 +113,9 @@ TEST_F(SharedHandleTest, is_never_released_under_a_use_of_another_thread) {
     std::latch started(kUsers);
     std::atomic<bool> stop = false;
     std::atomic<int> usedAfterRelease = 0;
-    std::vector<std::jthread> users;
-    for (int i = 0; i < kUsers; ++i) {
-        users.emplace_back([&] {
+    std::array<std::jthread, kUsers> users;
+    for (auto& user : users) {
+        user = std::jthread([&] {
             started.count_down();
             while (!stop) {
                 const Use use(handle);
@@ -134,7 +134,7 @@ TEST_F(SharedHandleTest, is_never_released_under_a_use_of_another_thread) {
         }
     }
     stop = true;
-    users.clear();
+    std::ranges::for_each(users, &std::jthread::join);
     EXPECT_EQ(usedAfterRelease, 0);
     for (const auto& count : released) {
         ASSERT_EQ(count, 1);
