@@ -17,9 +17,14 @@
 
 namespace {
 
-std::mutex mutex;
-std::condition_variable changed;
-std::vector<Handled> calls;
+struct Record {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<Handled> calls;
+};
+
+/// Never destroyed: connection threads, which nobody joins, may still stand when the process ends.
+Record& record = *new Record;
 
 bool isZero(const char* buffer, std::size_t size) {
     return buffer[0] == '\0' && std::memcmp(buffer, buffer + 1, size - 1) == 0;
@@ -37,17 +42,17 @@ int recordingHandler(int socket, const char* line, char* answer) {
     std::ranges::copy(stored, answer);
     int result = 0;
     std::from_chars(text.data(), text.data() + text.size(), result);
-    const std::lock_guard lock(mutex);
-    calls.push_back({.socket = socket, .line = text, .answerWasZero = zero});
-    changed.notify_all();
+    const std::lock_guard lock(record.mutex);
+    record.calls.push_back({.socket = socket, .line = text, .answerWasZero = zero});
+    record.changed.notify_all();
     return result;
 }
 
 ConsoleFixture::ConsoleFixture() {
     Telnet_init();
     Telnet_setHandler(recordingHandler);
-    const std::lock_guard lock(mutex);
-    calls.clear();
+    const std::lock_guard lock(record.mutex);
+    record.calls.clear();
 }
 
 ConsoleFixture::~ConsoleFixture() {
@@ -55,18 +60,19 @@ ConsoleFixture::~ConsoleFixture() {
 }
 
 Handled ConsoleFixture::awaitHandled(std::size_t count) {
-    std::unique_lock lock(mutex);
-    if (!changed.wait_for(lock, bed::kPatience, [&] { return calls.size() >= count; })) {
-        throw bed::Error("the handler was called " + std::to_string(calls.size()) + " times, not " +
-                         std::to_string(count));
+    std::unique_lock lock(record.mutex);
+    if (!record.changed.wait_for(lock, bed::kPatience,
+                                 [&] { return record.calls.size() >= count; })) {
+        throw bed::Error("the handler was called " + std::to_string(record.calls.size()) +
+                         " times, not " + std::to_string(count));
     }
-    return calls[count - 1];
+    return record.calls[count - 1];
 }
 
 std::vector<std::string> ConsoleFixture::handledLines() {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(record.mutex);
     std::vector<std::string> lines;
-    std::ranges::transform(calls, std::back_inserter(lines), &Handled::line);
+    std::ranges::transform(record.calls, std::back_inserter(lines), &Handled::line);
     return lines;
 }
 

@@ -1,0 +1,180 @@
+// The daemon as it is built for a device, watched by valgrind: it reads and writes no memory that
+// is not its own, sends no byte that was never written, and keeps what it keeps on purpose and
+// nothing else.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "avoipctl/arguments.hpp"
+#include "avoipctl/catalogue.hpp"
+#include "bed/console.hpp"
+#include "bed/daemon.hpp"
+#include "bed/device.hpp"
+#include "bed/ip_tool.hpp"
+#include "bed/namespaces.hpp"
+#include "bed/segment.hpp"
+#include "bed/wait.hpp"
+
+namespace {
+
+/// How many blocks are left under each name of memcheck.supp.
+using Kept = std::map<std::string, int>;
+
+/// What is left of a daemon that has served one connection.
+const Kept kOneConnection = {
+    {"connection-leaks: the answer buffer", 1},
+    {"connection-leaks: the threads", 2},
+    {"the client, and client-not-created", 1},
+    {"the attachment of the answer segment", 1},
+    {"the C++ runtime", 1},
+};
+
+class Memcheck : public testing::Test {
+  protected:
+    static bed::DaemonOptions watchedDaemon() {
+        bed::DaemonOptions options;
+        options.program = VALGRIND_PATH;
+        options.arguments = {"-v",
+                             "--leak-check=full",
+                             "--show-leak-kinds=all",
+                             "--errors-for-leak-kinds=all",
+                             std::string("--suppressions=") + AVOIP_SUPPRESSIONS,
+                             AVOIPD_PLAIN_PATH};
+        return options;
+    }
+
+    /// Closes the connection, waits until the daemon's thread for it has ended, ends the daemon,
+    /// and expects that valgrind found no error. @return what it passed over
+    static Kept keptAfterOneConnection(bed::Daemon& daemon, bed::Console& console) {
+        const std::size_t threads = daemon.threadCount();
+        console.send("exit!");
+        console.awaitClosed();
+        bed::awaitCondition("the end of the connection's thread",
+                            [&] { return daemon.threadCount() < threads; });
+        EXPECT_EQ(daemon.stop(SIGTERM), (bed::Exit{.bySignal = true, .code = SIGTERM}));
+        const std::string report = daemon.errors().all();
+        EXPECT_NE(report.find("ERROR SUMMARY: 0 errors from 0 contexts"), std::string::npos);
+        return keptIn(report);
+    }
+
+  private:
+    static Kept keptIn(const std::string& report) {
+        const std::regex used(
+            "used_suppression: +[0-9]+ (.*) .*memcheck.supp:[0-9]+ .* in ([0-9]+) blocks");
+        Kept kept;
+        std::istringstream lines(report);
+        std::smatch parts;
+        for (std::string line; std::getline(lines, line);) {
+            if (std::regex_search(line, parts, used)) {
+                kept[parts[1]] = std::stoi(parts[2]);
+            }
+        }
+        return kept;
+    }
+};
+
+std::string makeFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
+    return ::mkdtemp(pattern.data());
+}
+
+/// An encoder and a decoder, simulated, and an image that both take.
+class Fleet {
+  public:
+    explicit Fleet(const bed::Namespaces& namespaces)
+        : devices_(namespaces.onDeviceSide([] {
+              bed::ip("route add local 10.77.1.0/24 dev lo");
+              return bed::Daemon(
+                  simulator({"--encoders", "1", "--decoders", "1", "--reboot-time", "0"}));
+          })) {
+        bed::Daemon maker(simulator(
+            {"--make-image", image(), "--image-name", "TX and RX", "--image-size", "5000"}));
+        EXPECT_EQ(maker.awaitExit(), bed::Exit{});
+        devices_.awaitOutput("on dev0");
+    }
+    ~Fleet() { std::filesystem::remove_all(folder_); }
+    Fleet(const Fleet&) = delete;
+    Fleet& operator=(const Fleet&) = delete;
+
+    std::string image() const { return folder_ + "/image.bin"; }
+
+  private:
+    static bed::DaemonOptions simulator(const std::vector<std::string>& arguments) {
+        bed::DaemonOptions options;
+        options.program = AVOIPSIM_PATH;
+        options.arguments = arguments;
+        return options;
+    }
+
+    const std::string folder_ = makeFolder();
+    bed::Daemon devices_;
+};
+
+TEST_F(Memcheck, a_run_of_every_command_leaves_the_connection_and_nothing_else) {
+    const bed::Namespaces namespaces;
+    const Fleet fleet(namespaces);
+    bed::Daemon daemon(watchedDaemon());
+    bed::Console console;
+    bed::Segment segment;
+    for (const Command& command : Catalogue_commands()) {
+        std::vector<std::string> values = Arguments_examples(command);
+        if (command.group == "update") {
+            values.back() = fleet.image();
+        }
+        const std::string line = Arguments_consoleText(command, values);
+        EXPECT_NE(segment.ask(console, line).find(R"("status":"success")"), std::string::npos)
+            << line;
+    }
+    EXPECT_NE(segment.ask(console, "vw add get!").find("failure"), std::string::npos);
+
+    EXPECT_EQ(keptAfterOneConnection(daemon, console), kOneConnection);
+}
+
+TEST_F(Memcheck, replies_that_lack_something_leave_their_documents) {
+    const bed::Namespaces namespaces;
+    bed::Device device(namespaces);
+    bed::Daemon daemon(watchedDaemon());
+    bed::Console console;
+    bed::Segment segment;
+    const auto ask = [&](const std::string& line, const std::string& cmd) {
+        segment.clear();
+        console.send(line);
+        device.receive();
+        device.reply(bed::replyText(cmd, "success", "001122aabbcc", "x1"));
+        return segment.awaitAnswer();
+    };
+    EXPECT_NE(ask("serial get params x1!", "serial get params").find("failure"), std::string::npos);
+    EXPECT_NE(ask("matrix get x1!", "matrix get").find("success"), std::string::npos);
+
+    // Each is one ack: 6 values with 5 keys and 4 texts.
+    Kept expected = kOneConnection;
+    expected["parser-leak"] = 15;
+    expected["routeless-reply"] = 15;
+    EXPECT_EQ(keptAfterOneConnection(daemon, console), expected);
+}
+
+TEST_F(Memcheck, a_client_that_is_not_created_stays) {
+    const bed::Namespaces namespaces;
+    const bed::Descriptor occupant(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(bed::kReplyPort);
+    ASSERT_EQ(::bind(occupant.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+
+    bed::Daemon daemon(watchedDaemon());
+    bed::Console console;
+    bed::Segment segment;
+    EXPECT_NE(segment.ask(console, "device showme x1!").find("failure"), std::string::npos);
+    EXPECT_NE(daemon.errors().all().find("bind(): Address already in use"), std::string::npos);
+    EXPECT_EQ(keptAfterOneConnection(daemon, console), kOneConnection);
+}
+
+}  // namespace
