@@ -4,9 +4,11 @@
 #include <sys/ipc.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "bed/session.hpp"
 #include "families/commands.hpp"
@@ -27,11 +29,10 @@ bed::DaemonOptions plainDaemon() {
 
 /// Takes from the running daemon what it would be given otherwise.
 void limit(const bed::Daemon& daemon, __rlimit_resource resource, rlim_t most) {
-    const rlimit wanted{.rlim_cur = most, .rlim_max = RLIM_INFINITY};
-    rlimit before{};
-    ASSERT_EQ(::prlimit(daemon.pid(), resource, nullptr, &before), 0);
-    const rlimit set{.rlim_cur = wanted.rlim_cur, .rlim_max = before.rlim_max};
-    ASSERT_EQ(::prlimit(daemon.pid(), resource, &set, nullptr), 0);
+    rlimit changed{};
+    ASSERT_EQ(::prlimit(daemon.pid(), resource, nullptr, &changed), 0);
+    changed.rlim_cur = most;
+    ASSERT_EQ(::prlimit(daemon.pid(), resource, &changed, nullptr), 0);
 }
 
 TEST(ListenerFailures, a_console_without_a_socket_leaves_the_daemon_running) {
@@ -161,6 +162,27 @@ TEST(ListenerFailures, a_connection_without_a_thread_ends_the_listener_and_the_o
     EXPECT_TRUE(unserved.hasHeardNothing());
     EXPECT_TRUE(daemon.isRunning());
     EXPECT_EQ(daemon.errors().all(), "");
+}
+
+TEST(ListenerFailures, a_connection_without_memory_for_its_answers_ends_and_the_others_go_on) {
+    const bed::Namespaces namespaces;
+    constexpr rlim_t kMiB = rlim_t{1024} * 1024;
+    bed::DaemonOptions options = plainDaemon();
+    options.limits = {{RLIMIT_STACK, 8 * kMiB}};
+    bed::Daemon daemon(options);
+    bed::Console console;
+    bed::Segment segment;
+    segment.ask(console, "hello!");
+
+    // Enough for the stack of a thread, and not for 4 MiB more.
+    limit(daemon, RLIMIT_AS, addressSpace(daemon) + 10 * kMiB);
+    bed::Console refused;
+    EXPECT_EQ(refused.awaitClosed(), "");
+    EXPECT_EQ(segment.ask(console, "hello again!"), failure("hello again!"));
+
+    limit(daemon, RLIMIT_AS, addressSpace(daemon) + 200 * kMiB);
+    bed::Console served;
+    EXPECT_EQ(segment.ask(served, "and again!"), failure("and again!"));
 }
 
 }  // namespace

@@ -28,7 +28,12 @@ int recordingHandler(int socket, const char* line, char* answer);
 class RunningListener {
   public:
     RunningListener() = default;
-    ~RunningListener() { Telnet_stop(); }
+    /// Stops the console if the listener's end has not been waited for.
+    ~RunningListener() {
+        if (thread_.joinable()) {
+            Telnet_stop();
+        }
+    }
     RunningListener(const RunningListener&) = delete;
     RunningListener& operator=(const RunningListener&) = delete;
 
