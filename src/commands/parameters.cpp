@@ -1,6 +1,7 @@
 #include "commands/parameters.hpp"
 
 #include <cstdlib>
+#include <span>
 
 #include "commands/finish.hpp"
 #include "commands/record_requests.hpp"
@@ -38,27 +39,10 @@ constexpr RecordMember<DecodeParams> kAnsweredRx[] = {
     {"hdcpstatus", &DecodeParams::hdcpstatus},
 };
 
-/// What the set commands take behind the identity and send on, in this order. The last value of a
-/// line is the rest of it.
-constexpr RecordMember<EncodeParams> kSetTx[] = {
-    {"enctype", &EncodeParams::enctype},
-    {"encres", &EncodeParams::encres},
-    {"fps", &EncodeParams::fps},
-    {"ratecontrol", &EncodeParams::ratecontrol},
-    {"bitrate", &EncodeParams::bitrate},
-    {"audioinput", &EncodeParams::audioinput},
-    {"audiocodec", &EncodeParams::audiocodec},
-    {"audiofreq", &EncodeParams::audiofreq},
-    {"audiobitrate", &EncodeParams::audiobitrate},
-};
-
-constexpr RecordMember<DecodeParams> kSetRx[] = {
-    {"luma", &DecodeParams::luma},
-    {"contrast", &DecodeParams::contrast},
-    {"hue", &DecodeParams::hue},
-    {"saturation", &DecodeParams::saturation},
-    {"videoformat", &DecodeParams::videoformat},
-};
+/// What the set commands take behind the identity and send on, in the same order: enctype to
+/// audiobitrate, and luma to videoformat. The last value of a line is the rest of it.
+constexpr std::span kSetTx = std::span(kAnsweredTx).subspan<2, 9>();
+constexpr std::span kSetRx = std::span(kAnsweredRx).subspan<2, 5>();
 
 /// Whether the text, read as a decimal number, lies in the range. A negative number counts as a
 /// very large one, a text without a leading number as 0.
