@@ -12,13 +12,14 @@
 
 #include "base/output.hpp"
 #include "base/shared_handle.hpp"
+#include "console/console.hpp"
 
 namespace {
 
 constexpr key_t kKey = 0x12345678;
 constexpr int kFlags = IPC_CREAT | 0664;
 constexpr std::string_view kPrefix = "end\r\n";
-constexpr std::size_t kSize = kPrefix.size() + std::size_t{4} * 1024 * 1024 + 1;
+constexpr std::size_t kSize = kPrefix.size() + kAnswerBufferSize + 1;
 
 struct Attachment {
     char* memory;
