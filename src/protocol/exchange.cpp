@@ -17,12 +17,16 @@ constexpr std::size_t kReplySizeMax = 1500;
 /// Holds the datagram received last. The byte behind it is never written and ends a full one.
 using ReplyBuffer = std::array<char, kReplySizeMax + 1>;
 
-/// Waits for a datagram and receives it. A datagram that another request took in between does not
-/// count: the wait begins anew, so that no request ever blocks in a receive.
+/// Takes the next datagram: one that is there already, or else one that comes within the time. One
+/// that another request takes in between does not count: the wait begins anew, so that no request
+/// ever blocks in a receive. In a burst of replies none costs a wait.
 /// @return false when the time has passed, the wait failed, or the receive failed (reported)
-bool awaitDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
-    while (Wait_readable(client.socket.peek(), timeoutMs) > 0) {
+bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
+    do {
         const ClientSocket::Use use(client.socket);
+        if (use.get() < 0) {
+            return false;
+        }
         if (::recvfrom(use.get(), buffer.data(), kReplySizeMax, MSG_DONTWAIT, nullptr, nullptr) >=
             0) {
             return true;
@@ -31,7 +35,7 @@ bool awaitDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
             Output_systemError("devsearch_client_discover recvfrom()");
             return false;
         }
-    }
+    } while (Wait_readable(client.socket.peek(), timeoutMs) > 0);
     return false;
 }
 
@@ -56,7 +60,7 @@ std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& 
     }
     ReplyBuffer buffer{};
     ReplyAck ack{};
-    while (awaitDatagram(*client, buffer, reply.timeoutSeconds * 1000)) {
+    while (takeDatagram(*client, buffer, reply.timeoutSeconds * 1000)) {
         if (reply.traced) {
             Output_print("recv buf: %s\n", buffer.data());
         }
@@ -80,8 +84,7 @@ std::int32_t Protocol_client_collect(ProtocolClient* client, const Request& requ
     ReplyBuffer buffer{};
     ReplyAck ack{};
     std::uint32_t taken = 0;
-    while (taken < collection.capacity &&
-           awaitDatagram(*client, buffer, collection.idleTimeoutMs)) {
+    while (taken < collection.capacity && takeDatagram(*client, buffer, collection.idleTimeoutMs)) {
         if (Protocol_client_parseAck(ack, buffer.data()) == 0 && answers(ack, record) &&
             collection.take(buffer.data(), taken)) {
             ++taken;
