@@ -12,8 +12,8 @@ namespace bed {
 
 namespace {
 
-int find() {
-    return ::shmget(kSegmentKey, 0, 0);
+int find(key_t key = kSegmentKey) {
+    return ::shmget(key, 0, 0);
 }
 
 }  // namespace
@@ -34,9 +34,11 @@ bool Segment::exists() {
     return find() >= 0;
 }
 
-Segment::Segment() {
-    awaitCondition("the answer segment", [] { return exists(); });
-    id_ = find();
+Segment::Segment(key_t key) {
+    awaitCondition("the answer segment", [&] {
+        id_ = find(key);
+        return id_ >= 0;
+    });
     void* memory = ::shmat(id_, nullptr, 0);
     if (reinterpret_cast<std::intptr_t>(memory) == -1) {
         throwSystemError("cannot attach the answer segment");

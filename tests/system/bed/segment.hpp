@@ -29,8 +29,9 @@ class Segment {
     static void remove();
     static bool exists();
 
-    /// Attaches to the segment, waiting until there is one.
-    Segment();
+    /// Attaches to the segment, waiting until there is one. Another key is for a stand-in that runs
+    /// beside the daemon.
+    explicit Segment(key_t key = kSegmentKey);
     ~Segment();
 
     Segment(const Segment&) = delete;
