@@ -6,8 +6,6 @@
 // They take turns. All are timed from the connect to the device's reply, so that no byte is still
 // under way when the clock stops. The path is the bed's: a cable between two network namespaces.
 // The rates are of this machine at this moment; the ratios are what to look at.
-//
-//   upload [ROUNDS]
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -16,13 +14,9 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +27,7 @@
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/upload_port.hpp"
+#include "bench/measure.hpp"
 #include "firmware/upload.hpp"
 
 namespace {
@@ -41,6 +36,7 @@ constexpr const char* kDeviceAddress = "10.77.1.1";
 constexpr std::size_t kHeaderSize = 4;
 constexpr std::size_t kPieceSize = 4100;
 constexpr double kMebibytes = 16;
+constexpr int kRounds = 31;
 
 // The devices' side of the bed, with a fleet of one encoder that is never busy rebooting.
 class Fleet {
@@ -125,36 +121,21 @@ void uploadByDaemon(const bed::ImageFile& image) {
     }
 }
 
-double secondsFor(const std::function<void()>& act) {
-    const auto begin = std::chrono::steady_clock::now();
+double rateOf(const std::function<void()>& act) {
+    const double begin = bench::nowUs();
     act();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return kMebibytes * 1e6 / (bench::nowUs() - begin);
 }
 
 struct Contender {
     const char* name;
     std::function<void()> act;
-    std::vector<double> seconds{};
+    std::vector<double> rates{};
 };
 
-// How much of one contender's rate the other one reaches, round by round.
-double ratio(const Contender& floor, const Contender& other) {
-    std::vector<double> ratios;
-    for (std::size_t round = 0; round < floor.seconds.size(); ++round) {
-        ratios.push_back(floor.seconds[round] / other.seconds[round]);
-    }
-    return median(ratios);
-}
-
-void run(int rounds) {
-    // What the upload prints goes nowhere; the result goes where the standard output was.
-    const bed::Descriptor results(::dup(STDOUT_FILENO));
+void measure() {
+    // What the upload prints goes nowhere; the rows go where the standard output was.
+    const bed::Descriptor rows(::dup(STDOUT_FILENO));
     const bed::Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     ::dup2(nowhere.get(), STDOUT_FILENO);
 
@@ -166,40 +147,33 @@ void run(int rounds) {
     bed::awaitCondition("the simulated encoder", [] { return tryToConnect().get() >= 0; });
 
     std::array<Contender, 3> contenders{
-        Contender{"bare loop from memory", [&] { sendFromMemory(stream); }},
-        Contender{"bare loop from the file", [&] { sendFromFile(image, stream); }},
-        Contender{"the daemon's upload", [&] { uploadByDaemon(image); }},
+        Contender{"the bytes in memory", [&] { sendFromMemory(stream); }},
+        Contender{"the file read too", [&] { sendFromFile(image, stream); }},
+        Contender{"", [&] { uploadByDaemon(image); }},
     };
     for (const Contender& contender : contenders) {
         contender.act();
     }
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         for (Contender& contender : contenders) {
-            contender.seconds.push_back(secondsFor(contender.act));
+            contender.rates.push_back(rateOf(contender.act));
         }
     }
-    const Contender& upload = contenders.back();
-    for (const Contender& contender : contenders) {
-        ::dprintf(results.get(), "%-24s %6.0f MiB/s   upload : this  %.2f\n", contender.name,
-                  kMebibytes / median(contender.seconds), ratio(contender, upload));
+    ::dup2(rows.get(), STDOUT_FILENO);
+    const std::vector<double>& daemon = contenders.back().rates;
+    const auto rate = [](const std::vector<double>& rates) {
+        return bench::number(bench::median(rates), 0) + " MiB/s";
+    };
+    for (const Contender& floor : std::span(contenders).first(2)) {
+        const double ratio = bench::medianRatio(daemon, floor.rates);
+        bench::printRow("Upload of 16 MiB; floor: " + std::string(floor.name), rate(daemon),
+                        rate(floor.rates), bench::number(ratio, 2),
+                        std::string("at least 0.9: ") + (ratio >= 0.9 ? "met" : "**missed**"));
     }
-    ::dprintf(results.get(), "(medians of %d rounds; goal for the ratios: at least 0.9)\n", rounds);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    std::signal(SIGPIPE, SIG_IGN);
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 31;
-    if (rounds < 1) {
-        std::fputs("usage: upload [ROUNDS], with at least 1 round\n", stderr);
-        return 2;
-    }
-    try {
-        run(rounds);
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "upload: %s\n", problem.what());
-        return 1;
-    }
-    return 0;
+int main() {
+    return bench::run("upload", measure);
 }

@@ -1,0 +1,50 @@
+// The devices' side of a benchmark: what was heard is counted, or answered at once.
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bed/descriptor.hpp"
+#include "bed/namespaces.hpp"
+
+namespace bench {
+
+/// Hears requests and lets them lie until they are counted. Its queue holds about 50,000.
+class Listener {
+  public:
+    explicit Listener(const bed::Namespaces& namespaces);
+
+    /// How many requests have come since the last call; takes them away. Whoever sent them has
+    /// them delivered before the send returns, so none is still under way.
+    std::size_t count() const;
+
+  private:
+    bed::Descriptor socket_;
+};
+
+/// Sends all its replies, as fast as the system takes them, to whoever sends a request.
+class Responder {
+  public:
+    Responder(const bed::Namespaces& namespaces, std::vector<std::string> replies);
+
+    /// When the last reply to the last request was on its way, on the clock of nowUs().
+    double lastSentUs() const { return lastSentUs_.load(); }
+    /// What the devices took for the last request themselves, from its receipt to the last reply.
+    double ownTimeUs() const { return ownTimeUs_.load(); }
+
+  private:
+    void answerAll(const std::stop_token& stop);
+
+    bed::Descriptor socket_;
+    std::vector<std::string> replies_;
+    std::atomic<double> lastSentUs_{0};
+    std::atomic<double> ownTimeUs_{0};
+    std::jthread thread_;
+};
+
+/// The reply of one device of many to the listing commands, as long as a real one.
+std::string deviceReply(int number);
+
+}  // namespace bench

@@ -1,0 +1,120 @@
+// What discovery costs with fleets of 1 to 1,024 devices that all answer at once: replies lost,
+// processor time per reply, and the time beyond the half second of silence that ends it.
+//
+//   discovery [FILE]
+//
+// FILE receives a line for each fleet, for the plot: devices, the daemon's and the floor's
+// processor time per discovery in ms, and their time beyond the silence in ms.
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bed/namespaces.hpp"
+#include "bed/wait.hpp"
+#include "bench/devices.hpp"
+#include "bench/measure.hpp"
+#include "bench/server.hpp"
+
+namespace {
+
+constexpr std::size_t kRounds = 7;
+constexpr double kSilenceUs = 500'000;
+/// The daemon has room for so many devices; the last one ends the discovery at once.
+constexpr int kRoom = 1024;
+constexpr const char* kLine = "config get devices!";
+const bench::FloorWork kWork{
+    .replies = "idle",
+    .request =
+        R"({"request":{"cmd":"config get device","hostid":"001122aabbcc","device":[{"id":"All"}]}})",
+    .answer = "",
+};
+
+struct Cost {
+    std::vector<double> cpuUs;
+    std::vector<double> beyondUs;
+    std::size_t listed = 0;
+};
+
+std::size_t countOf(const std::string& text, const std::string& what) {
+    std::size_t count = 0;
+    for (auto place = text.find(what); place != std::string::npos;
+         place = text.find(what, place + what.size())) {
+        ++count;
+    }
+    return count;
+}
+
+/// @param mark       what the answer holds once for each device
+/// @param silenceUs  how long this server waits for more
+void discover(const bench::Server& server, const bench::Responder& devices, const char* mark,
+              double silenceUs, Cost& cost) {
+    bed::Console console = server.connect();
+    const double before = bench::cpuUs(server.pid());
+    server.askPatientlyUs(console, kLine);
+    const double answeredUs = bench::nowUs();
+    cost.cpuUs.push_back(bench::cpuUs(server.pid()) - before);
+    cost.beyondUs.push_back(answeredUs - devices.lastSentUs() - silenceUs);
+    cost.listed += countOf(server.answer(), mark);
+}
+
+void printFleet(int size, const Cost& daemon, const Cost& floor, std::FILE* plot) {
+    const std::string fleet =
+        "Discovery, " + std::to_string(size) + (size == 1 ? " device" : " devices at once");
+    const std::size_t sent = kRounds * static_cast<std::size_t>(size);
+    const auto lost = [sent](const Cost& cost) { return std::to_string(sent - cost.listed); };
+    bench::printRow(fleet + ": replies lost of " + std::to_string(sent), lost(daemon), lost(floor),
+                    "", daemon.listed == sent ? "none: met" : "none: **missed**");
+    const auto each = [size](const Cost& cost) {
+        return bench::number(bench::median(cost.cpuUs) / size, 1) + " us";
+    };
+    bench::printRow(fleet + ": processor time per reply", each(daemon), each(floor),
+                    bench::number(bench::medianRatio(daemon.cpuUs, floor.cpuUs), 2));
+    const auto beyond = [](const Cost& cost) {
+        return bench::number(bench::median(cost.beyondUs) / 1000, 2) + " ms";
+    };
+    const char* const end = size < kRoom ? ": time beyond the silence" : ": time to the answer";
+    bench::printRow(fleet + end, beyond(daemon), beyond(floor),
+                    bench::number(bench::medianRatio(daemon.beyondUs, floor.beyondUs), 2));
+    if (plot != nullptr) {
+        std::fprintf(plot, "%d %.3f %.3f %.3f %.3f\n", size, bench::median(daemon.cpuUs) / 1000,
+                     bench::median(floor.cpuUs) / 1000, bench::median(daemon.beyondUs) / 1000,
+                     bench::median(floor.beyondUs) / 1000);
+    }
+}
+
+const char* plotPath = nullptr;
+
+void measure() {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> plot(
+        plotPath != nullptr ? std::fopen(plotPath, "w") : nullptr, std::fclose);
+    if (plotPath != nullptr && plot == nullptr) {
+        bed::throwSystemError(std::string("cannot write ") + plotPath);
+    }
+    const bed::Namespaces namespaces;
+    for (const int size : {1, 16, 64, 256, kRoom}) {
+        std::vector<std::string> replies;
+        for (int i = 0; i < size; ++i) {
+            replies.push_back(bench::deviceReply(i));
+        }
+        const bench::Responder devices(namespaces, replies);
+        const bench::Server daemon;
+        const bench::Server floor(kWork);
+        Cost daemonCost;
+        Cost floorCost;
+        for (std::size_t round = 0; round < kRounds; ++round) {
+            // The identity of a device stands under another key in the answer than in the replies.
+            discover(daemon, devices, "\"hostid\":\"TX-", size < kRoom ? kSilenceUs : 0,
+                     daemonCost);
+            discover(floor, devices, "\"device\":{", kSilenceUs, floorCost);
+        }
+        printFleet(size, daemonCost, floorCost, plot.get());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    plotPath = argc > 1 ? argv[1] : nullptr;
+    return bench::run("discovery", measure);
+}

@@ -1,0 +1,124 @@
+// What the daemon holds of the machine's memory: at idle, for each connection that is open or has
+// been, and after a hundred thousand commands; and how large the program is on the disk. The floor
+// at idle is an empty program with the same libraries, that of a connection the bare server.
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+#include "bed/namespaces.hpp"
+#include "bed/wait.hpp"
+#include "bench/devices.hpp"
+#include "bench/measure.hpp"
+#include "bench/server.hpp"
+
+namespace {
+
+constexpr std::size_t kConnections = 200;
+constexpr std::size_t kCommands = 100'000;
+constexpr const char* kLine = "device showme RX-0001!";
+const bench::FloorWork kOneWay{
+    .replies = "0",
+    .request =
+        R"({"request":{"cmd":"device showme","hostid":"001122aabbcc","device":[{"id":"RX-0001"}]}})",
+    .answer = R"({"ack":{"cmd":"device showme","status":"success"}})",
+};
+
+std::string kib(double value) {
+    return bench::number(value, value < 100 ? 1 : 0) + " KiB";
+}
+
+double residentKiB(const bench::Server& server) {
+    return static_cast<double>(server.residentKiB());
+}
+
+void idle() {
+    bed::DaemonOptions options;
+    options.program = EMPTY_PATH;
+    options.arguments = {"wait"};
+    const bed::Daemon empty(options);
+    const bench::Server daemon;
+    // Loading is over when the next program has loaded and serves.
+    const double daemonKiB = residentKiB(daemon);
+    bench::printRow("Resident at idle", kib(daemonKiB),
+                    kib(static_cast<double>(empty.residentKiB())), "",
+                    bench::atMost(5 * 1024, daemonKiB, " KiB"));
+}
+
+void use(const bench::Server& server, bed::Console& console) {
+    for (int i = 0; i < 5; ++i) {
+        server.askUs(console, kLine);
+    }
+}
+
+struct PerConnection {
+    double openKiB;
+    double closedKiB;
+};
+
+PerConnection connections(const bench::Server& server) {
+    bed::Console first = server.connect();
+    use(server, first);
+    const double before = residentKiB(server);
+    std::vector<bed::Console> consoles;
+    for (std::size_t i = 0; i < kConnections; ++i) {
+        consoles.push_back(server.connect());
+        use(server, consoles.back());
+    }
+    const double open = residentKiB(server);
+    for (bed::Console& console : consoles) {
+        console.send("exit!");
+        console.awaitClosed();
+    }
+    // The last thread is gone a moment after its connection.
+    use(server, first);
+    const double closed = residentKiB(server);
+    return {(open - before) / kConnections, (closed - before) / kConnections};
+}
+
+void commands(const bench::Server& daemon, const bench::Server& floor) {
+    const auto grownKiB = [](const bench::Server& server) {
+        bed::Console console = server.connect();
+        use(server, console);
+        const double before = residentKiB(server);
+        for (std::size_t i = 0; i < kCommands; ++i) {
+            server.askUs(console, kLine);
+        }
+        return residentKiB(server) - before;
+    };
+    bench::printRow("Resident more after 100,000 commands", kib(grownKiB(daemon)),
+                    kib(grownKiB(floor)), "");
+}
+
+void programSize() {
+    struct stat status {};
+    if (::stat(STRIPPED_PATH, &status) != 0) {
+        bed::throwSystemError(std::string("no stripped program at ") + STRIPPED_PATH);
+    }
+    const double sizeKiB = static_cast<double>(status.st_size) / 1024;
+    bench::printRow("Size of the stripped program", kib(sizeKiB), "", "",
+                    bench::atMost(400, sizeKiB, " KiB"));
+}
+
+void measure() {
+    const bed::Namespaces namespaces;
+    idle();
+    {
+        const bench::Server daemon;
+        const bench::Server floor(kOneWay);
+        const PerConnection ours = connections(daemon);
+        const PerConnection bare = connections(floor);
+        bench::printRow("Resident per open connection", kib(ours.openKiB), kib(bare.openKiB), "",
+                        bench::atMost(64, ours.openKiB, " KiB"));
+        bench::printRow("Resident per connection that has closed", kib(ours.closedKiB),
+                        kib(bare.closedKiB), "");
+        commands(daemon, floor);
+    }
+    programSize();
+}
+
+}  // namespace
+
+int main() {
+    return bench::run("memory", measure);
+}
