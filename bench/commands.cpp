@@ -25,16 +25,16 @@ constexpr double kGoal = 1.5;
 constexpr const char* kOneWayLine = "device showme RX-0001!";
 const bench::FloorWork kOneWay{
     .replies = "0",
-    .request =
-        R"({"request":{"cmd":"device showme","hostid":"001122aabbcc","device":[{"id":"RX-0001"}]}})",
+    .request = R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
+               R"("device":[{"id":"RX-0001"}]}})",
     .answer = R"({"ack":{"cmd":"device showme","status":"success"}})",
 };
 
 constexpr const char* kSingleReplyLine = "matrix get RX-0001!";
 const bench::FloorWork kSingleReply{
     .replies = "1",
-    .request =
-        R"({"request":{"cmd":"matrix get","hostid":"001122aabbcc","device":[{"id":"RX-0001"}]}})",
+    .request = R"({"request":{"cmd":"matrix get","hostid":"001122aabbcc",)"
+               R"("device":[{"id":"RX-0001"}]}})",
     .answer = R"({"ack":{"cmd":"matrix get","status":"success"},)"
               R"("rxsource":[{"rxid":"RX-0001","txid":"TX-0001"}]})",
 };

@@ -25,8 +25,8 @@ constexpr int kRoom = 1024;
 constexpr const char* kLine = "config get devices!";
 const bench::FloorWork kWork{
     .replies = "idle",
-    .request =
-        R"({"request":{"cmd":"config get device","hostid":"001122aabbcc","device":[{"id":"All"}]}})",
+    .request = R"({"request":{"cmd":"config get device","hostid":"001122aabbcc",)"
+               R"("device":[{"id":"All"}]}})",
     .answer = "",
 };
 

@@ -60,7 +60,7 @@ sockaddr_in ipv4Address(const char* address, int port) {
 void queryAddress() {
     const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ifreq request{};
-    std::strcpy(request.ifr_name, "eth0.2");
+    std::strncpy(request.ifr_name, "eth0.2", IFNAMSIZ - 1);
     ::ioctl(handle, SIOCGIFADDR, &request);
     ::close(handle);
 }

@@ -20,8 +20,8 @@ double cpuUs(pid_t process);
 double percentile(std::vector<double> values, double share);
 double median(const std::vector<double>& values);
 
-/// The median of `of[i] / by[i]`. Contenders take turns, so that whatever slows the machine down for
-/// a moment slows both sides of one ratio.
+/// The median of `of[i] / by[i]`. Contenders take turns, so that whatever slows the machine down
+/// for a moment slows both sides of one ratio.
 double medianRatio(const std::vector<double>& of, const std::vector<double>& by);
 
 /// A number with so many digits behind its point.

@@ -19,8 +19,8 @@ constexpr std::size_t kCommands = 100'000;
 constexpr const char* kLine = "device showme RX-0001!";
 const bench::FloorWork kOneWay{
     .replies = "0",
-    .request =
-        R"({"request":{"cmd":"device showme","hostid":"001122aabbcc","device":[{"id":"RX-0001"}]}})",
+    .request = R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
+               R"("device":[{"id":"RX-0001"}]}})",
     .answer = R"({"ack":{"cmd":"device showme","status":"success"}})",
 };
 

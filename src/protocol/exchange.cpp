@@ -24,7 +24,8 @@ using ReplyBuffer = std::array<char, kReplySizeMax + 1>;
 bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
     do {
         const ClientSocket::Use use(client.socket);
-        if (use.get() < 0) {
+        // Neither without a socket nor with a negative time-out is there anything to wait for.
+        if (use.get() < 0 || timeoutMs < 0) {
             return false;
         }
         if (::recvfrom(use.get(), buffer.data(), kReplySizeMax, MSG_DONTWAIT, nullptr, nullptr) >=
