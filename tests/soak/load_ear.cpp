@@ -1,0 +1,110 @@
+#include "load_ear.hpp"
+
+#include <linux/sock_diag.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+
+#include "bed/device.hpp"
+#include "bed/wait.hpp"
+#include "load_bed.hpp"
+
+namespace load {
+
+namespace {
+
+constexpr int kQueueBytes = 256 * 1024 * 1024;
+constexpr std::size_t kBatch = 256;
+
+/// How many datagrams found no room in the socket's queue.
+std::size_t overflows(const bed::Descriptor& socket) {
+    std::array<std::uint32_t, SK_MEMINFO_VARS> facts{};
+    socklen_t size = sizeof facts;
+    ::getsockopt(socket.get(), SOL_SOCKET, SO_MEMINFO, facts.data(), &size);
+    return facts[SK_MEMINFO_DROPS];
+}
+
+/// A socket that never keeps its reader waiting for more than a second.
+bed::Descriptor openQueue(const bed::Namespaces& namespaces) {
+    bed::Descriptor opened = bed::openGroupSocket(namespaces);
+    const timeval silence{1, 0};
+    if (::setsockopt(opened.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kQueueBytes, sizeof kQueueBytes) !=
+            0 ||
+        ::setsockopt(opened.get(), SOL_SOCKET, SO_RCVTIMEO, &silence, sizeof silence) != 0) {
+        bed::throwSystemError("no queue that holds a crowd of requests (run this as root)");
+    }
+    return opened;
+}
+
+/// Buffers for many datagrams at once.
+class Batch {
+  public:
+    Batch() {
+        for (std::size_t i = 0; i < kBatch; ++i) {
+            parts_[i] = {texts_[i].data(), texts_[i].size()};
+            messages_[i].msg_hdr.msg_iov = &parts_[i];
+            messages_[i].msg_hdr.msg_iovlen = 1;
+        }
+    }
+
+    /// Waits for one at least; 0 after a second of silence.
+    std::size_t receive(const bed::Descriptor& socket) {
+        const int count =
+            ::recvmmsg(socket.get(), messages_.data(), kBatch, MSG_WAITFORONE, nullptr);
+        return static_cast<std::size_t>(std::max(count, 0));
+    }
+
+    std::string_view text(std::size_t i) const { return {texts_[i].data(), messages_[i].msg_len}; }
+
+  private:
+    std::array<std::array<char, 256>, kBatch> texts_;
+    std::array<iovec, kBatch> parts_{};
+    std::array<mmsghdr, kBatch> messages_{};
+};
+
+}  // namespace
+
+Ear::Ear(const bed::Namespaces& namespaces, std::size_t commands)
+    : socket_(openQueue(namespaces)), heard_(commands), listener_([this] { listen(); }) {}
+
+std::string Ear::finish() {
+    finishing_ = true;
+    listener_.join();
+    std::string lost;
+    addLoss(lost, overflows(socket_), "that the bench's own queue had no room for");
+    addLoss(lost, static_cast<std::size_t>(std::ranges::count(heard_, 0)), "never on the wire");
+    addLoss(lost, static_cast<std::size_t>(std::ranges::count_if(heard_, [](int n) { return n > 1; })),
+            "more than once");
+    addLoss(lost, strangers_, "of another text");
+    return lost;
+}
+
+void Ear::listen() {
+    Batch batch;
+    std::size_t count = 0;
+    // What was asked for first: a silence counts only from then on.
+    for (bool last = finishing_; (count = batch.receive(socket_)) > 0 || !last; last = finishing_) {
+        for (std::size_t i = 0; i < count; ++i) {
+            take(batch.text(i));
+        }
+    }
+}
+
+void Ear::take(std::string_view text) {
+    static const std::string kFirst = commandRequest(0);
+    static const std::size_t kDigits = kFirst.find('0', kFirst.find("\"id\""));
+    std::size_t number = heard_.size();
+    std::from_chars(text.data() + std::min(kDigits, text.size()), text.data() + text.size(),
+                    number);
+    if (number < heard_.size() && text == commandRequest(number)) {
+        heard_[number] = std::max(heard_[number], static_cast<std::uint8_t>(heard_[number] + 1));
+    } else {
+        ++strangers_;
+    }
+}
+
+}  // namespace load
