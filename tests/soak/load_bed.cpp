@@ -71,8 +71,7 @@ std::string commandLine(std::size_t number) {
 }
 
 std::string commandRequest(std::size_t number) {
-    return R"({"request":{"cmd":"device showme","hostid":"001122aabbcc","device":[{"id":")" +
-           identity(number) + R"("}]}})";
+    return families::showmeRequest(identity(number));
 }
 
 Finding measure(const LoadBed& bed, const std::function<void()>& act) {
