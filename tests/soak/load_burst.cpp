@@ -67,7 +67,9 @@ class Fleet {
     }
 
   private:
-    static std::string identity(std::size_t number) { return "TX-" + std::to_string(10000 + number); }
+    static std::string identity(std::size_t number) {
+        return "TX-" + std::to_string(10000 + number);
+    }
 
     void connectToReplyPort() {
         sockaddr_in asker{};

@@ -50,7 +50,8 @@ Finding connections(std::size_t connections) {
         }
         bed.awaitIdle();
     });
-    finding.done = grouped(connections) + " connections one after the other, each for one command: " +
+    finding.done = grouped(connections) +
+                   " connections one after the other, each for one command: " +
                    leftByEach(finding, connections);
     addLoss(finding.lost, unserved, "connection not served: " + explanation);
     return finding;
@@ -65,12 +66,13 @@ Finding connectionsUntilRefused(std::size_t most) {
             ++served;
         }
     });
-    finding.done = grouped(served) + " connections were served one after the other: " +
-                   leftByEach(finding, served);
+    finding.done = grouped(served) +
+                   " connections were served one after the other: " + leftByEach(finding, served);
     if (served < most) {
         const std::string printed = bed.daemon.output().all();
-        finding.done += ". The next one heard \"" + explanation + "\"; the daemon's last words: \"" +
-                        printed.substr(printed.rfind("pBuffData")) + bed.daemon.errors().all() + "\"";
+        finding.done +=
+            ". The next one heard \"" + explanation + "\"; the daemon's last words: \"" +
+            printed.substr(printed.rfind("pBuffData")) + bed.daemon.errors().all() + "\"";
     }
     const bool goesOn =
         bed.segment.ask(bed.console, "hello again!") == families::failure("hello again!") &&

@@ -74,12 +74,13 @@ Ear::Ear(const bed::Namespaces& namespaces, std::size_t commands)
 std::string Ear::finish() {
     finishing_ = true;
     listener_.join();
+    const auto never = std::ranges::count(heard_, 0);
+    const auto once = std::ranges::count(heard_, 1);
     std::string lost;
-    addLoss(lost, overflows(socket_), "that the bench's own queue had no room for");
-    addLoss(lost, static_cast<std::size_t>(std::ranges::count(heard_, 0)), "never on the wire");
-    addLoss(lost, static_cast<std::size_t>(std::ranges::count_if(heard_, [](int n) { return n > 1; })),
-            "more than once");
+    addLoss(lost, static_cast<std::size_t>(never), "requests never heard");
+    addLoss(lost, heard_.size() - static_cast<std::size_t>(never + once), "heard more than once");
     addLoss(lost, strangers_, "of another text");
+    addLoss(lost, overflows(socket_), "for which the listener itself had no room");
     return lost;
 }
 

@@ -49,6 +49,11 @@ const Outcome kSent{0, "Sent.\n", ""};
 
 class AvoipctlBesideStandstill : public Avoipctl {
   protected:
+    /// The daemon has taken the session's connection before anybody stands still.
+    void SetUp() override {
+        ASSERT_EQ(session.segment.ask(session.console, "hello!"), failure("hello!"));
+    }
+
     bed::Session session;
 };
 
@@ -105,12 +110,8 @@ TEST_F(AvoipctlBesideStandstill, ends_with_4_in_its_time_when_the_daemon_stands_
     const bed::ImageFile image({.size = bed::kWholeImage});
     const Standstill standstill(session.daemon);
     const std::vector<std::vector<std::string>> calls{
-        {"devices"},
-        {"--json", "encoders"},
-        {"device", "showme", "rx01"},
-        {"routes"},
-        {"send", "hello!"},
-        {"update", "all-encoders", image.path()},
+        {"devices"}, {"--json", "encoders"}, {"device", "showme", "rx01"},
+        {"routes"},  {"send", "hello!"},     {"update", "all-encoders", image.path()},
     };
     for (std::vector<std::string> call : calls) {
         SCOPED_TRACE(call.front());

@@ -85,19 +85,23 @@ std::string printedOf(std::string lines) {
     return printed;
 }
 
-/// Waits until so many threads of the daemon stand in a write to standard output.
-void awaitHeldUp(const bed::Daemon& daemon, std::size_t threads) {
+/// How many threads of the daemon stand in a write to standard output.
+std::size_t heldUpThreads(const bed::Daemon& daemon) {
     const std::string writing = std::to_string(SYS_write) + " 0x1 ";
-    const std::filesystem::path tasks = "/proc/" + std::to_string(daemon.pid()) + "/task";
-    bed::awaitCondition(std::to_string(threads) + " threads that cannot print", [&] {
-        const std::filesystem::directory_iterator entries(tasks);
-        return threads == static_cast<std::size_t>(std::count_if(
-                              begin(entries), end(entries), [&](const auto& entry) {
-                                  std::ifstream file(entry.path() / "syscall");
-                                  std::string call;
-                                  return std::getline(file, call) && call.starts_with(writing);
-                              }));
-    });
+    const std::filesystem::path threads = "/proc/" + std::to_string(daemon.pid()) + "/task";
+    std::size_t count = 0;
+    for (const auto& thread : std::filesystem::directory_iterator(threads)) {
+        std::ifstream file(thread.path() / "syscall");
+        std::string call;
+        std::getline(file, call);
+        count += call.starts_with(writing) ? 1 : 0;
+    }
+    return count;
+}
+
+void awaitHeldUp(const bed::Daemon& daemon, std::size_t threads) {
+    bed::awaitCondition(std::to_string(threads) + " threads that cannot print",
+                        [&] { return heldUpThreads(daemon) == threads; });
 }
 
 TEST(Printing, each_text_is_one_write_also_without_a_line_end) {
@@ -187,11 +191,11 @@ TEST(Printing, into_a_full_pipe_holds_all_commands_up_until_it_is_read_and_loses
     bed::Segment segment;
     segment.ask(console, "hello!");
     const std::string lines = linesThatFill(ends) + "device showme rx01!";
-    console.send(lines);
+    console.send(lines + "exit!");
     awaitHeldUp(daemon, 1);
     bed::Console other;
     segment.clear();
-    other.send("device showme rx02!");
+    other.send("device showme rx02!exit!");
     awaitHeldUp(daemon, 2);
     EXPECT_FALSE(segment.hasAnswer());
     EXPECT_TRUE(device.hasHeardNothing());
@@ -211,6 +215,8 @@ TEST(Printing, into_a_full_pipe_holds_all_commands_up_until_it_is_read_and_loses
     std::ranges::sort(requests);
     EXPECT_EQ(requests, (std::vector<std::string>{families::showmeRequest("rx01"),
                                                   families::showmeRequest("rx02")}));
+    console.awaitClosed();
+    other.awaitClosed();
     EXPECT_EQ(segment.awaitAnswer(), families::success("device showme"));
 }
 
