@@ -69,10 +69,12 @@ class Batch {
 }  // namespace
 
 Ear::Ear(const bed::Namespaces& namespaces, std::size_t commands)
-    : socket_(openQueue(namespaces)), heard_(commands), listener_([this] { listen(); }) {}
+    : socket_(openQueue(namespaces)),
+      heard_(commands),
+      listener_([this](const std::stop_token& finishing) { listen(finishing); }) {}
 
 std::string Ear::finish() {
-    finishing_ = true;
+    listener_.request_stop();
     listener_.join();
     const auto never = std::ranges::count(heard_, 0);
     const auto once = std::ranges::count(heard_, 1);
@@ -84,20 +86,24 @@ std::string Ear::finish() {
     return lost;
 }
 
-void Ear::listen() {
+void Ear::listen(const std::stop_token& finishing) {
     Batch batch;
     std::size_t count = 0;
-    // What was asked for first: a silence counts only from then on.
-    for (bool last = finishing_; (count = batch.receive(socket_)) > 0 || !last; last = finishing_) {
+    bool isFinishing = false;
+    do {
+        // Looked at first: the silence that ends this has begun behind the wish to finish.
+        isFinishing = finishing.stop_requested();
+        count = batch.receive(socket_);
         for (std::size_t i = 0; i < count; ++i) {
             take(batch.text(i));
         }
-    }
+    } while (count > 0 || !isFinishing);
 }
 
 void Ear::take(std::string_view text) {
+    // Where the identity's number begins; each request has it in the same place.
     static const std::string kFirst = commandRequest(0);
-    static const std::size_t kDigits = kFirst.find('0', kFirst.find("\"id\""));
+    static const std::size_t kDigits = kFirst.find('0', kFirst.find(R"("id":)"));
     std::size_t number = heard_.size();
     std::from_chars(text.data() + std::min(kDigits, text.size()), text.data() + text.size(),
                     number);

@@ -2,10 +2,10 @@
 // and counts each by its text, on a thread of its own and with a queue that keeps up.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -24,13 +24,12 @@ class Ear {
     std::string finish();
 
   private:
-    void listen();
+    void listen(const std::stop_token& finishing);
     void take(std::string_view text);
 
     bed::Descriptor socket_;
     std::vector<std::uint8_t> heard_;
     std::size_t strangers_ = 0;
-    std::atomic<bool> finishing_ = false;
     std::jthread listener_;
 };
 

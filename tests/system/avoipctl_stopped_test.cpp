@@ -155,6 +155,7 @@ TEST_F(AvoipctlPromptBesideStandstill, goes_on_beside_one_that_stands_still_and_
 }
 
 TEST_F(AvoipctlPromptBesideStandstill, can_be_used_again_when_the_daemon_goes_on) {
+    const std::size_t threads = session.daemon.threadCount();
     {
         const Standstill standstill(session.daemon);
         type("--timeout 0.2 device showme rx01");
@@ -163,12 +164,11 @@ TEST_F(AvoipctlPromptBesideStandstill, can_be_used_again_when_the_daemon_goes_on
         prompted.awaitError(kNoAnswer);
         EXPECT_FALSE(session.segment.hasAnswer());
     }
-    // What was given up is done late, and answered into the segment. The main thread, the listener
-    // and the connection of the session are left behind it.
+    // What was given up is done late, and answered into the segment.
     session.device.receive();
     session.device.receive();
     bed::awaitCondition("the given-up commands to end",
-                        [this] { return session.daemon.threadCount() == 3; });
+                        [&] { return session.daemon.threadCount() == threads; });
     EXPECT_TRUE(session.segment.hasAnswer());
 
     type("device showme rx02");
