@@ -85,8 +85,7 @@ TEST(ListenerFailures, a_segment_that_cannot_be_attached_gets_no_answers_and_com
     bed::Daemon daemon(plainDaemon());
     bed::Console console;
     console.send("hello!device showme rx01!");
-    EXPECT_EQ(device.receive().text, R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
-                                     R"("device":[{"id":"rx01"}]}})");
+    EXPECT_EQ(device.receive().text, families::showmeRequest("rx01"));
     console.send("!");
     daemon.output().awaitWhole(std::string(kMac) + kListening +
                                "pBuffData hello!\npBuffData device showme rx01!\npBuffData !\n");
@@ -137,6 +136,41 @@ TEST(ListenerFailures, a_failed_accept_ends_the_listener_and_the_connections_go_
     EXPECT_EQ(segment.ask(console, "hello again!"), failure("hello again!"));
     EXPECT_TRUE(refused.hasHeardNothing());
     EXPECT_TRUE(daemon.isRunning());
+}
+
+TEST(ListenerFailures, connections_that_use_all_descriptors_up_end_the_listener_and_go_on) {
+    const bed::Namespaces namespaces;
+    bed::Device device(namespaces);
+    bed::DaemonOptions options = plainDaemon();
+    options.limits = {{RLIMIT_NOFILE, 32}};
+    bed::Daemon daemon(options);
+    // The daemon itself has five: the standard ones, the client's socket and the listener's.
+    std::vector<bed::Console> consoles(32 - 5);
+    bed::Segment segment;
+    for (bed::Console& console : consoles) {
+        EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
+    }
+    EXPECT_EQ(daemon.descriptors().size(), 32U);
+    const bed::Console refused;
+    daemon.errors().awaitWhole("accept: Too many open files\n");
+    bed::awaitCondition("the listener to end",
+                        [&] { return daemon.threadCount() == 1 + consoles.size(); });
+    for (bed::Console& console : consoles) {
+        EXPECT_EQ(segment.ask(console, "hello again!"), failure("hello again!"));
+    }
+
+    // Each request asks for the interface's address, which takes a descriptor.
+    EXPECT_EQ(segment.ask(consoles.front(), "device showme rx01!"), failure("device showme"));
+    daemon.awaitOutput(
+        "pBuffData device showme rx01!\n"
+        "socket create failed!/npEthName(eth0.2) get ip err!\n"
+        "Protocol_client_device_showme err!\n");
+    consoles.back().send("exit!");
+    consoles.back().awaitClosed();
+    EXPECT_EQ(segment.ask(consoles.front(), "device showme rx02!"),
+              families::success("device showme"));
+    EXPECT_EQ(device.receive().text, families::showmeRequest("rx02"));
+    EXPECT_TRUE(refused.hasHeardNothing());
 }
 
 /// The address space that the process takes up.

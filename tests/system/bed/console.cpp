@@ -6,8 +6,6 @@
 #include <array>
 #include <cerrno>
 
-#include "bed/wait.hpp"
-
 namespace bed {
 
 namespace {
@@ -56,9 +54,9 @@ void Console::reset() {
     socket_.reset();
 }
 
-std::string Console::awaitClosed() {
+std::string Console::awaitClosed(std::chrono::milliseconds patience) {
     std::string received;
-    while (awaitReadable(socket_.get())) {
+    while (awaitReadable(socket_.get(), patience)) {
         std::array<char, 4096> piece;
         const ssize_t count = ::recv(socket_.get(), piece.data(), piece.size(), 0);
         if (count == 0 || (count < 0 && errno == ECONNRESET)) {

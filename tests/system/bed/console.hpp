@@ -1,11 +1,13 @@
 // A client of the daemon's text console, on the side of the calling thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "bed/descriptor.hpp"
+#include "bed/wait.hpp"
 
 namespace bed {
 
@@ -25,7 +27,7 @@ class Console {
     void reset();
 
     /// Waits until the daemon has ended the connection; returns what it sent until then.
-    std::string awaitClosed();
+    std::string awaitClosed(std::chrono::milliseconds patience = kPatience);
     /// Whether the daemon has neither sent anything nor ended the connection so far.
     bool hasHeardNothing() const;
 

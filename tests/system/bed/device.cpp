@@ -65,19 +65,23 @@ std::string replyText(std::string_view cmd, std::string_view status, std::string
     return text + "}";
 }
 
-Device::Device(const Namespaces& namespaces) : namespaces_(namespaces) {
-    namespaces_.onDeviceSide([this] {
+Descriptor openGroupSocket(const Namespaces& namespaces) {
+    return namespaces.onDeviceSide([] {
         // Bound to the group, so that only what is sent to the group is heard.
-        socket_ = boundSocket(kGroup, kRequestPort);
+        Descriptor opened = boundSocket(kGroup, kRequestPort);
         ip_mreqn membership{};
         membership.imr_multiaddr.s_addr = ::inet_addr(kGroup);
         membership.imr_ifindex = static_cast<int>(::if_nametoindex(kDeviceInterface));
-        if (::setsockopt(socket_.get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership,
+        if (::setsockopt(opened.get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership,
                          sizeof membership) != 0) {
             throwSystemError("the device cannot join the group");
         }
+        return opened;
     });
 }
+
+Device::Device(const Namespaces& namespaces)
+    : namespaces_(namespaces), socket_(openGroupSocket(namespaces)) {}
 
 Datagram Device::receive(std::chrono::milliseconds patience) {
     if (!awaitReadable(socket_.get(), patience)) {

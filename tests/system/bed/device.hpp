@@ -28,6 +28,9 @@ inline constexpr std::uint16_t kReplyPort = 8003;
 std::string replyText(std::string_view cmd, std::string_view status, std::string_view hostid,
                       std::string_view deviceid, std::string_view data = {});
 
+/// A socket on the device side that hears what is sent to the devices' group, and nothing else.
+Descriptor openGroupSocket(const Namespaces& namespaces);
+
 /// A datagram and where it came from.
 struct Datagram {
     std::string text;

@@ -204,4 +204,11 @@ inline std::string failure(std::string_view cmd) {
     return answerText(cmd, "failure");
 }
 
+/// The request that "device showme" sends for a device.
+inline std::string showmeRequest(std::string_view id) {
+    std::string text = R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
+                       R"("device":[{"id":")";
+    return text.append(id) + R"("}]}})";
+}
+
 }  // namespace families
