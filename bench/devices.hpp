@@ -44,7 +44,7 @@ class Responder {
     std::jthread thread_;
 };
 
-/// The reply of one device of many to the listing commands, as long as a real one.
-std::string deviceReply(int number);
+/// The replies to discovery of so many encoders.
+std::vector<std::string> deviceReplies(int count);
 
 }  // namespace bench

@@ -93,11 +93,7 @@ void measure() {
     }
     const bed::Namespaces namespaces;
     for (const int size : {1, 16, 64, 256, kRoom}) {
-        std::vector<std::string> replies;
-        for (int i = 0; i < size; ++i) {
-            replies.push_back(bench::deviceReply(i));
-        }
-        const bench::Responder devices(namespaces, replies);
+        const bench::Responder devices(namespaces, bench::deviceReplies(size));
         const bench::Server daemon;
         const bench::Server floor(kWork);
         Cost daemonCost;

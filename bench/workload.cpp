@@ -26,21 +26,13 @@ struct Workload {
     std::vector<std::string> replies;
 };
 
-std::vector<std::string> fleet() {
-    std::vector<std::string> replies;
-    for (int i = 0; i < 64; ++i) {
-        replies.push_back(bench::deviceReply(i));
-    }
-    return replies;
-}
-
 const std::array kWorkloads{
     Workload{"one-way", "device showme RX-0001!", {}},
     Workload{"single-reply",
              "matrix get RX-0001!",
              {bed::replyText("matrix get", "success", "001122aabbcc", "RX-0001",
                              R"("rxsource":{"rxid":"RX-0001","txid":"TX-0001"})")}},
-    Workload{"discovery", "config get devices!", fleet()},
+    Workload{"discovery", "config get devices!", bench::deviceReplies(64)},
 };
 
 const Workload* workload = nullptr;

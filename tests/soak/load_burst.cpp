@@ -24,32 +24,18 @@ constexpr const char* kLine = "config get devices!";
 class Fleet {
   public:
     explicit Fleet(const bed::Namespaces& namespaces) {
-        namespaces.onDeviceSide([this] { connectToReplyPort(); });
+        socket_ = namespaces.onDeviceSide(
+            [] { return bed::Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)); });
+        asker_.sin_family = AF_INET;
+        asker_.sin_port = htons(bed::kReplyPort);
+        asker_.sin_addr.s_addr = ::inet_addr(bed::kControlAddress);
         for (std::size_t i = 0; i < kFleet; ++i) {
             replies_.push_back(deviceReply(identity(i)));
-        }
-        for (std::string& reply : replies_) {
-            parts_.push_back({reply.data(), reply.size()});
-        }
-        for (iovec& part : parts_) {
-            mmsghdr message{};
-            message.msg_hdr.msg_iov = &part;
-            message.msg_hdr.msg_iovlen = 1;
-            messages_.push_back(message);
         }
     }
 
     /// All replies, as fast as the system takes them.
-    void replyAtOnce() {
-        for (std::size_t sent = 0; sent < kFleet;) {
-            const int count = ::sendmmsg(socket_.get(), messages_.data() + sent,
-                                         static_cast<unsigned int>(kFleet - sent), 0);
-            if (count < 0) {
-                bed::throwSystemError("the fleet cannot reply");
-            }
-            sent += static_cast<std::size_t>(count);
-        }
-    }
+    void replyAtOnce() const { bed::sendBurst(socket_, asker_, replies_); }
 
     /// How many devices of the fleet the answer lists.
     static std::size_t listedIn(const std::string& answer) {
@@ -71,21 +57,9 @@ class Fleet {
         return "TX-" + std::to_string(10000 + number);
     }
 
-    void connectToReplyPort() {
-        sockaddr_in asker{};
-        asker.sin_family = AF_INET;
-        asker.sin_port = htons(bed::kReplyPort);
-        asker.sin_addr.s_addr = ::inet_addr(bed::kControlAddress);
-        socket_ = bed::Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&asker), sizeof asker) != 0) {
-            bed::throwSystemError("the fleet has no way to the daemon");
-        }
-    }
-
     bed::Descriptor socket_;
+    sockaddr_in asker_{};
     std::vector<std::string> replies_;
-    std::vector<iovec> parts_;
-    std::vector<mmsghdr> messages_;
 };
 
 std::size_t receiveQueueMost() {
@@ -98,7 +72,7 @@ std::size_t receiveQueueMost() {
 /// Discovers the fleet again and again; what each discovery listed, in ascending order.
 std::vector<std::size_t> discover(LoadBed& bed, std::size_t rounds) {
     bed::Device device(bed.namespaces);
-    Fleet fleet(bed.namespaces);
+    const Fleet fleet(bed.namespaces);
     std::vector<std::size_t> listed;
     for (std::size_t round = 0; round < rounds; ++round) {
         bed.segment.clear();

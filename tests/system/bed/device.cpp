@@ -80,6 +80,32 @@ Descriptor openGroupSocket(const Namespaces& namespaces) {
     });
 }
 
+void sendBurst(const Descriptor& socket, const sockaddr_in& to,
+               std::span<const std::string> texts) {
+    std::vector<iovec> parts;
+    for (const std::string& text : texts) {
+        // The system only reads what is to be sent.
+        parts.push_back({const_cast<char*>(text.data()), text.size()});
+    }
+    std::vector<mmsghdr> messages;
+    for (iovec& part : parts) {
+        mmsghdr message{};
+        message.msg_hdr.msg_name = const_cast<sockaddr_in*>(&to);
+        message.msg_hdr.msg_namelen = sizeof to;
+        message.msg_hdr.msg_iov = &part;
+        message.msg_hdr.msg_iovlen = 1;
+        messages.push_back(message);
+    }
+    for (std::size_t sent = 0; sent < messages.size();) {
+        const int count = ::sendmmsg(socket.get(), &messages[sent],
+                                     static_cast<unsigned>(messages.size() - sent), 0);
+        if (count <= 0) {
+            throwSystemError("cannot send a burst of replies");
+        }
+        sent += static_cast<std::size_t>(count);
+    }
+}
+
 Device::Device(const Namespaces& namespaces)
     : namespaces_(namespaces), socket_(openGroupSocket(namespaces)) {}
 

@@ -4,6 +4,8 @@
 // to port 8003 of the asker. It says nothing of its own accord. Sending is allowed from any thread.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <chrono>
 #include <cstdint>
 #include <span>
@@ -30,6 +32,9 @@ std::string replyText(std::string_view cmd, std::string_view status, std::string
 
 /// A socket on the device side that hears what is sent to the devices' group, and nothing else.
 Descriptor openGroupSocket(const Namespaces& namespaces);
+
+/// Sends all texts to one address, as fast as the system takes them.
+void sendBurst(const Descriptor& socket, const sockaddr_in& to, std::span<const std::string> texts);
 
 /// A datagram and where it came from.
 struct Datagram {
