@@ -33,8 +33,8 @@ struct Options {
 /// Encoders that stop to read what is uploaded to them: 1 to this.
 inline constexpr int kStallingEncoders = 4;
 
-/// Whether a connection has had to do with devices' replies, and so has used more memory.
-enum class Use : std::uint8_t { kLight, kReading };
+/// What a connection has been used for at the most: the more, the more memory it has touched.
+enum class Use : std::uint8_t { kLight, kReading, kListing };
 
 class Soak {
   public:

@@ -104,7 +104,7 @@ void giveLine(Soak& soak, Random& random, Member& member) {
         const Line line = choice < 98 ? readingLine(random) : listingLine(random);
         soak.expect(line, least);
         bytes = line.text;
-        member.use = Use::kReading;
+        member.use = std::max(member.use, choice < 98 ? Use::kReading : Use::kListing);
     }
     member.console.send(bytes);
     ++soak.report.counts.lines;
@@ -112,12 +112,12 @@ void giveLine(Soak& soak, Random& random, Member& member) {
 
 /// Many connections at once, each with a few lines; they go without waiting for an answer. Who has
 /// answered what cannot be told here, but what was carried out and what was sent can.
-void runCrowd(Soak& soak, Random& random) {
-    std::list<Member> crowd(random.between(4, 24));
+void gather(Soak& soak, Random& random) {
+    std::list<Member> crowd(random.between(4, 32));
     for (Member& member : crowd) {
         member.resets = random.percent(40);
     }
-    for (std::uint64_t round = random.between(1, 3); round > 0; --round) {
+    for (std::uint64_t lines = random.between(1, 3); lines > 0; --lines) {
         for (Member& member : crowd) {
             giveLine(soak, random, member);
             soak.hear();
@@ -130,8 +130,13 @@ void runCrowd(Soak& soak, Random& random) {
         soak.report.inject(member.resets ? Fault::kCrowdReset : Fault::kCrowdLeave);
         soak.countEnded(member.use);
     }
-    crowd.clear();
-    soak.forgetAnswers();
+}
+
+void runCrowd(Soak& soak, Random& random) {
+    for (std::uint64_t crowds = random.between(2, 8); crowds > 0 && soak.pause(); --crowds) {
+        gather(soak, random);
+        soak.forgetAnswers();
+    }
 }
 
 /// A command waits for a device when the address goes.
@@ -197,7 +202,7 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     }
     console.awaitClosed();
     soak.endUpload();
-    soak.countEnded(Use::kReading);
+    soak.countEnded(Use::kListing);
     soak.report.inject(Fault::kUploadStalled);
 }
 

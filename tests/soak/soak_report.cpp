@@ -82,7 +82,8 @@ void Report::printNumbers(const Numbers& numbers) const {
     printRow("datagrams heard on the cable", numbers.heard);
     printRow("replies that the daemon read", numbers.datagrams.received);
     printRow("replies that found no room", numbers.datagrams.lost);
-    printRow("connections ended", counts.connections);
+    printRow("replies that were not released (parser-leak)", numbers.repliesLeft);
+    printRow("connections ended (connection-leaks)", counts.connections);
     printRow("commands failed without an address, a descriptor each (address-query-leak)",
              counts.failedByAddress);
     std::printf("| resident memory: start, end, explained at most | %zu, %zu, %zu KiB |\n",

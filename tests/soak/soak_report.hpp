@@ -52,7 +52,8 @@ struct Counts {
     std::uint64_t oneWay = 0;          ///< One-way commands that must be carried out.
     std::uint64_t oneWayRequests = 0;  ///< The datagrams of those.
     std::uint64_t connections = 0;     ///< Ended.
-    std::uint64_t readers = 0;         ///< Ended connections that have asked devices something.
+    std::uint64_t readers = 0;         ///< Of them, those that have read a device's reply,
+    std::uint64_t listers = 0;         ///< and those that have listed devices.
     std::uint64_t failedByAddress = 0;
 };
 
@@ -71,6 +72,7 @@ class Report {
 
     void printFaults(const DeviceFaults& devices) const;
     struct Numbers {
+        std::uint64_t repliesLeft = 0;
         Process start;
         Process end;
         std::size_t descriptorsExplained = 0;
