@@ -31,11 +31,11 @@
 //     with the system's own count of what left.
 //   - Each line is carried out once: the daemon prints it, and the printed lines are counted alike.
 //
-//   Each phase ends when no connection is left but the one that stays; then all accounts must agree,
-//   and the daemon's descriptors are exactly those at the start and those that the kept behaviours
-//   explain: one for each command without an address, one for each image that was no good. Resident
-//   memory must stay below what they explain: so much for each ended connection, for each of those
-//   that listened to devices, and for each reply that was not released.
+//   Each phase ends when no connection is left but the one that stays; then all accounts must
+//   agree, and the daemon's descriptors are exactly those at the start and those that the kept
+//   behaviours explain: one for each command without an address, one for each image that was no
+//   good. Resident memory must stay below what they explain: so much for each ended connection,
+//   more for one that listed devices, and so much for each reply that was not released.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
     CLI::App app("Commands avoipd while all around it goes wrong, and says what came of it.",
                  "soak");
     app.add_option("--minutes", options.minutes, "How long")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(0.1, 1440.0))
         ->capture_default_str();
     app.add_option("--seed", options.seed, "The same seed draws the same actions [any]");
     app.add_option("--logs", options.logs, "Folder for what the programs print and log")

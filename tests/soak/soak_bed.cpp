@@ -15,6 +15,7 @@
 
 #include "bed/ip_tool.hpp"
 #include "bed/wait.hpp"
+#include "frontend/avoip_frontend.h"
 
 namespace soak {
 
@@ -23,7 +24,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds kPause{4};
+constexpr milliseconds kPause{2};
 /// More than any command takes; connections of a crowd can hold each other up.
 constexpr std::chrono::seconds kIdlePatience{240};
 constexpr int kAnswerPatienceMs = 60'000;
@@ -35,12 +36,12 @@ constexpr std::size_t kIdleThreads = 3;
 /// 65,530 mappings that a process may have. A long run opens them at a slower pace.
 constexpr double kMostConnections = 15'000;
 
-/// What the kept behaviours cost. Measured were 17 KiB for an ended connection ("connection-leaks"),
-/// 20 for one that had read replies, and up to 120 for one that had listed 200 devices; a reply that
-/// is not released ("parser-leak") costs a kilobyte or two.
+/// What the kept behaviours cost. Measured were 17 KiB for an ended connection
+/// ("connection-leaks"), 20 for one that had read replies, and some 50 on average for one that had
+/// listed 100 or 200 devices; a reply that is not released ("parser-leak") costs a kilobyte or two.
 constexpr std::size_t kConnectionKiB = 18;
 constexpr std::size_t kReaderMoreKiB = 4;
-constexpr std::size_t kListerMoreKiB = 110;
+constexpr std::size_t kListerMoreKiB = 100;
 constexpr std::size_t kReplyKiB = 2;
 /// The heaps of the threads: as many as there were threads at the same time in the largest crowd.
 constexpr std::size_t kHeapsKiB = 6144;
@@ -156,7 +157,11 @@ Soak::Soak(const Options& options)
 }
 
 Soak::FrontEnd Soak::openFrontEnd() {
-    return {avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT), avoip_frontend_close};
+    return FrontEnd(avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT));
+}
+
+void Soak::CloseFrontEnd::operator()(avoip_frontend* frontend) const {
+    avoip_frontend_close(frontend);
 }
 
 bool Soak::waitFor(milliseconds time) {
@@ -427,6 +432,12 @@ void Soak::compareProcess() {
 
 void Soak::printReport() {
     const bool alive = daemon_.isRunning();
+    if (!alive) {
+        const bed::Exit exit = daemon_.awaitExit();
+        report.notKept("the daemon has ended, " +
+                       std::string(exit.bySignal ? "by signal " : "with exit status ") +
+                       std::to_string(exit.code) + ", having said: " + daemon_.errors().all());
+    }
     report.printFaults(countDeviceFaults(requestLog(options_)));
     rusage own{};
     ::getrusage(RUSAGE_SELF, &own);

@@ -14,12 +14,13 @@
 #include "bed/image_file.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
-#include "frontend/avoip_frontend.h"
 #include "soak_lines.hpp"
 #include "soak_report.hpp"
 #include "soak_tally.hpp"
 #include "soak_watch.hpp"
 #include "transcripts/wire.hpp"
+
+struct avoip_frontend;
 
 namespace soak {
 
@@ -56,8 +57,8 @@ class Soak {
     /// lines that the front end library would not send so.
     void askBy(const Line& line, const std::function<void()>& send);
 
-    /// The same for a line that `send` sends behind others: their answers come before its own, which
-    /// is a failure that no other line has.
+    /// The same for a line that `send` sends behind others: their answers come before its own,
+    /// which is a failure that no other line has.
     void askBehindOthers(const Line& line, const std::function<void()>& send);
 
     /// Notes that a line is carried out: always, or (least 0) perhaps.
@@ -102,7 +103,7 @@ class Soak {
     std::string takeAnswer();
     /// Reports an answer that is there though nobody has asked.
     void checkSegment();
-    /// Waits until the answer of `line`, a failure that no other line has, stands there, and clears it.
+    /// Waits until the answer of `line` stands there, a failure that no other line has; clears it.
     void awaitLast(const Line& line);
     std::string answerTo(const Line& line, const std::function<void()>& send);
     void judge(const Line& line, const std::string& answer);
@@ -115,7 +116,10 @@ class Soak {
     std::size_t explainedKiB() const;
     bool waitFor(std::chrono::milliseconds time);
 
-    using FrontEnd = std::unique_ptr<avoip_frontend, decltype(&avoip_frontend_close)>;
+    struct CloseFrontEnd {
+        void operator()(avoip_frontend* frontend) const;
+    };
+    using FrontEnd = std::unique_ptr<avoip_frontend, CloseFrontEnd>;
     static FrontEnd openFrontEnd();
 
     Options options_;

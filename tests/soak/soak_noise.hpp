@@ -33,7 +33,7 @@ class SilentNoise {
         bed::Console console;
         Line line;
         std::size_t sent = 0;
-        /// How many bytes it sends before it goes; the whole line for those that wait for an answer.
+        /// How many bytes it sends before it goes; all for one that waits for an answer.
         std::size_t until = 0;
         bool isComplete() const { return until == line.text.size(); }
     };

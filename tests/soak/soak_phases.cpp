@@ -160,7 +160,7 @@ void runWithoutAddress(Soak& soak, Random& random) {
     if (link) {
         soak.linkDown();
         soak.report.inject(Fault::kLinkLost);
-    } else if (random.percent(25)) {
+    } else if (random.percent(40)) {
         loseAddressWhileWaiting(soak);
     } else {
         soak.removeAddress();
@@ -188,10 +188,13 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     console.send(line.text);
     console.finishSending();
     // The devices' faults may hide the device, and the command ends without an upload.
-    const std::uint64_t before = soak.printed.uploadsBegun;
+    const std::uint64_t begunBefore = soak.printed.uploadsBegun;
+    const std::uint64_t brokenBefore = soak.printed.uploadsBroken;
+    bool begun = false;
     bed::awaitCondition("the upload to begin", [&] {
         soak.printed.follow();
-        return soak.printed.uploadsBegun > before || !console.hasHeardNothing();
+        begun = soak.printed.uploadsBegun > begunBefore;
+        return begun || !console.hasHeardNothing();
     });
     {
         SilentNoise noise(soak);
@@ -203,7 +206,13 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     console.awaitClosed();
     soak.endUpload();
     soak.countEnded(Use::kListing);
-    soak.report.inject(Fault::kUploadStalled);
+    soak.printed.follow();
+    if (begun) {
+        soak.report.inject(Fault::kUploadStalled);
+        if (soak.printed.uploadsBroken == brokenBefore) {
+            soak.report.notKept("an upload did not end though its device reads no more");
+        }
+    }
 }
 
 /// Uploads that take their turn: to a device that takes them, and of images that are no good.
