@@ -21,8 +21,9 @@
 //     before the next command or in its place. (A second one that follows within the millisecond
 //     before the prefix is cleared no front end can see. But each line carried out is printed, and
 //     those are counted.)
-//   - A stalled upload answers when it ends. Its text tells its answer from others. Should it
-//     overwrite one, which can happen once for each upload, another line finds the order again.
+//   - A stalled upload answers when it ends. Its text tells its answer from others. Should the two
+//     overwrite each other, which can happen once for each upload, it is counted, and another line
+//     finds the order again.
 //   - Connections that do not take turns have phases of their own (crowds). Their answers are not
 //     looked at; what they made the daemon carry out and send is.
 //   - Exactly its datagrams: each one-way command has an identity of its own, and a listener on

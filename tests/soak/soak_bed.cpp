@@ -336,8 +336,14 @@ void Soak::beginUpload(const Line& line) {
     upload_ = &line;
 }
 
-void Soak::endUpload() {
+void Soak::endUpload(bool amongOthers) {
     if (upload_ == nullptr) {
+        return;
+    }
+    if (amongOthers && !segment_.hasAnswer()) {
+        // Another line's answer came right behind it.
+        ++report.counts.overwritten;
+        upload_ = nullptr;
         return;
     }
     const std::string answer = takeAnswer();
@@ -387,11 +393,15 @@ void Soak::settle() {
                        " datagrams, and heard were " + std::to_string(requests_.seen()));
     }
     ++report.counts.phases;
-    // Slower where a long run would otherwise use up the room for connections.
-    const double due =
-        static_cast<double>(report.counts.connections) / kMostConnections * options_.minutes * 60;
-    waitFor(
-        milliseconds(static_cast<std::int64_t>(std::max(due - secondsSince(begin_), 0.0) * 1000)));
+    paceConnections();
+}
+
+// Slower where a long run would otherwise use up the room for connections.
+void Soak::paceConnections() {
+    const double used = static_cast<double>(report.counts.connections) / kMostConnections;
+    const double due = std::min(used, 1.0) * options_.minutes * 60;
+    const double early = std::max(due - secondsSince(begin_), 0.0);
+    waitFor(milliseconds(static_cast<std::int64_t>(early * 1000)));
 }
 
 Process Soak::process() const {

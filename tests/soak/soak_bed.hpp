@@ -82,8 +82,9 @@ class Soak {
     /// An upload on a connection of its own runs from now on; its answer may come at any time, and
     /// is told from others by its text.
     void beginUpload(const Line& line);
-    /// Its connection has ended; judges its answer, if that has not been seen yet.
-    void endUpload();
+    /// Its connection has ended; judges its answer, if that has not been seen yet. `amongOthers`:
+    /// it ended while others were asked for, so that one of those may have overwritten it.
+    void endUpload(bool amongOthers);
 
     /// Waits until no connection is open but the one that stays, and clears the segment: behind
     /// connections that have not taken turns.
@@ -111,6 +112,7 @@ class Soak {
     bool isAnswerOfUpload(const std::string& answer);
     void awaitIdle();
     void compareProcess();
+    void paceConnections();
     Process process() const;
     std::size_t explainedDescriptors() const;
     std::size_t explainedKiB() const;

@@ -203,8 +203,9 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
             soak.ask(quickLine(soak, random));
         }
     }
+    const bool endedBefore = !console.hasHeardNothing();
     console.awaitClosed();
-    soak.endUpload();
+    soak.endUpload(endedBefore);
     soak.countEnded(Use::kListing);
     soak.printed.follow();
     if (begun) {

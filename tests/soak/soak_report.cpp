@@ -74,7 +74,8 @@ void Report::printNumbers(const Numbers& numbers) const {
     printRow("phases", counts.phases);
     printRow("commands of front ends that take turns", counts.asked);
     printRow("right answers, one for each", counts.answered);
-    printRow("answers overwritten by an upload's (one-answer)", counts.overwritten);
+    printRow("answers of uploads and others that overwrote each other (one-answer)",
+             counts.overwritten);
     printRow("lines of crowds", counts.lines);
     printRow("one-way commands", counts.oneWay);
     printRow("datagrams that they must send", counts.oneWayRequests);

@@ -47,7 +47,7 @@ struct Counts {
     std::uint64_t phases = 0;
     std::uint64_t asked = 0;           ///< Commands of the undisturbed front ends.
     std::uint64_t answered = 0;        ///< Answers to them, each the only one and a right one.
-    std::uint64_t overwritten = 0;     ///< Answers that the end of an upload has overwritten.
+    std::uint64_t overwritten = 0;     ///< Of an upload and another line, one the other.
     std::uint64_t lines = 0;           ///< Commands of those in crowds.
     std::uint64_t oneWay = 0;          ///< One-way commands that must be carried out.
     std::uint64_t oneWayRequests = 0;  ///< The datagrams of those.
