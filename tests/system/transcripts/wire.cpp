@@ -1,6 +1,7 @@
 #include "transcripts/wire.hpp"
 
 #include <arpa/inet.h>
+#include <linux/filter.h>
 #include <linux/if_ether.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
@@ -55,6 +56,24 @@ Wire::Wire()
     address.sll_ifindex = static_cast<int>(::if_nametoindex(bed::kControlInterface));
     if (::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
         bed::throwSystemError("cannot listen on the cable");
+    }
+}
+
+// The packet begins with its IPv4 header, which is 20 bytes long in what the daemon sends.
+void Wire::keepRequestsOnly() {
+    constexpr std::uint32_t kProtocolOffset = 9;
+    constexpr std::uint32_t kPortOffset = 22;
+    std::array<sock_filter, 6> steps{{
+        BPF_STMT(BPF_LD | BPF_B | BPF_ABS, kProtocolOffset),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_UDP, 0, 3),
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, kPortOffset),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, bed::kRequestPort, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, 0xFFFF),
+        BPF_STMT(BPF_RET | BPF_K, 0),
+    }};
+    const sock_fprog filter{steps.size(), steps.data()};
+    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0) {
+        bed::throwSystemError("cannot choose what to hear on the cable");
     }
 }
 

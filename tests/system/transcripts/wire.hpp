@@ -19,6 +19,10 @@ class Wire {
     /// Listens on "eth0.2" of the calling thread's network namespace from now on.
     Wire();
 
+    /// From now on listens to what leaves for the devices alone. The rest, replies and uploads,
+    /// does not fill the room for what has not been taken yet.
+    void keepRequestsOnly();
+
     /// Everything that has passed since the last call. What the daemon sent or received before it
     /// did something that the caller has seen is always in it.
     std::vector<WireDatagram> take();

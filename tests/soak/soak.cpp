@@ -1,0 +1,96 @@
+// Commands the daemon for minutes on end while all around it goes wrong, and holds it to what it
+// promises: a fleet of 200 simulated devices with faults, front ends that disturb, a control
+// interface that loses its address, uploads that stall.
+//
+//   soak [--minutes M] [--seed N] [--logs FOLDER]
+//
+// It prints two Markdown tables, at the end or when it is interrupted: what was done to the daemon,
+// and what the daemon did. Exit status: 0 when every promise was kept, 1 when one was not (each is
+// a line on standard error), 2 for wrong usage. The same seed draws the same actions; how many of
+// them fit into the time is the machine's.
+//
+// HOW IT KNOWS
+//
+//   One thread does everything, step by step, so it knows what the daemon has been given. The
+//   segment holds one answer, so what must be answered takes turns, on a connection that stays (or
+//   on one that comes and goes), and what disturbs it at the same time is of kinds that post no
+//   answer: unfinished lines, ended connections, lines with "exit".
+//
+//   - Exactly one answer: the prefix is cleared before a command and right behind its answer. An
+//     answer that does not come runs out of time; one too many sets the prefix again, and is found
+//     before the next command or in its place. (A second one that follows within the millisecond
+//     before the prefix is cleared no front end can see. But each line carried out is printed, and
+//     those are counted.)
+//   - A stalled upload answers when it ends. Its text tells its answer from others. Should the two
+//     overwrite each other, which can happen once for each upload, it is counted, and another line
+//     finds the order again.
+//   - Connections that do not take turns have phases of their own (crowds). Their answers are not
+//     looked at; what they made the daemon carry out and send is.
+//   - Exactly its datagrams: each one-way command has an identity of its own, and a listener on
+//     the cable counts the datagrams by their text. For each text it is known how often it must
+//     come: once (a line behind which its connection was reset: at most once). The sum is compared
+//     with the system's own count of what left.
+//   - Each line is carried out once: the daemon prints it, and the printed lines are counted alike.
+//
+//   Each phase ends when no connection is left but the one that stays; then all accounts must
+//   agree, and the daemon's descriptors are exactly those at the start and those that the kept
+//   behaviours explain: one for each command without an address, one for each image that was no
+//   good. Resident memory must stay below what they explain: so much for each ended connection,
+//   more for one that listed devices, and so much for each reply that was not released.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <random>
+
+#include "soak_bed.hpp"
+#include "soak_phases.hpp"
+
+namespace {
+
+/// False when a promise was not kept.
+bool run(const soak::Options& options) {
+    soak::Soak soak(options);
+    try {
+        const soak::Images images;
+        soak::runPhases(soak, options.seed, images);
+    } catch (const std::exception& problem) {
+        // What stands still cannot be judged any further.
+        soak.report.notKept(problem.what());
+    }
+    soak.printReport();
+    return soak.report.allKept();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    soak::Options options{.seed = std::random_device()()};
+    CLI::App app("Commands avoipd while all around it goes wrong, and says what came of it.",
+                 "soak");
+    app.add_option("--minutes", options.minutes, "How long")
+        ->check(CLI::Range(0.1, 1440.0))
+        ->capture_default_str();
+    app.add_option("--seed", options.seed, "The same seed draws the same actions [any]");
+    app.add_option("--logs", options.logs, "Folder for what the programs print and log")
+        ->check(CLI::ExistingDirectory)
+        ->capture_default_str();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    options.logs = std::filesystem::absolute(options.logs);
+    // The lock of this run's front ends, which take turns with each other alone.
+    ::setenv("AVOIP_LOCK_FILE", (options.logs + "/lock").c_str(), 1);
+
+    std::printf("seed %llu\n", static_cast<unsigned long long>(options.seed));
+    std::fflush(stdout);
+    try {
+        return run(options) ? 0 : 1;
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "soak: %s\n", problem.what());
+        return 1;
+    }
+}
