@@ -26,19 +26,42 @@ struct Chunk {
 };
 static_assert(sizeof(Chunk) == 4 + kChunkSizeMax, "no gap between header and data");
 
-/// Reads `length` bytes of the file at `offset`; those past its end are zero.
-void readPayload(int file, Chunk& chunk, std::int32_t length, std::int32_t offset) {
-    std::int32_t read = 0;
-    while (read < length) {
-        const ssize_t got = ::pread(file, chunk.data.data() + read,
-                                    static_cast<std::size_t>(length - read), offset + read);
-        if (got <= 0) {
-            break;
+/// The image's bytes in their order, read from the file many chunks at a time. Those past the end
+/// of the file are zero.
+class Payload {
+  public:
+    explicit Payload(int file) : file_(file) {}
+
+    /// Copies the next `length` bytes: a whole chunk's, but for the last ones of the image.
+    void copyNext(std::int32_t length, char* out) {
+        if (next_ == block_.size()) {
+            readBlock();
         }
-        read += static_cast<std::int32_t>(got);
+        std::copy_n(block_.data() + next_, length, out);
+        next_ += static_cast<std::size_t>(length);
     }
-    std::fill(chunk.data.begin() + read, chunk.data.begin() + length, '\0');
-}
+
+  private:
+    void readBlock() {
+        std::size_t read = 0;
+        while (read < block_.size()) {
+            const ssize_t got = ::pread(file_, block_.data() + read, block_.size() - read,
+                                        offset_ + static_cast<off_t>(read));
+            if (got <= 0) {
+                break;
+            }
+            read += static_cast<std::size_t>(got);
+        }
+        std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read), block_.end(), '\0');
+        offset_ += static_cast<off_t>(block_.size());
+        next_ = 0;
+    }
+
+    int file_;
+    off_t offset_ = 0;
+    std::array<char, std::size_t{16} * kChunkSizeMax> block_;
+    std::size_t next_ = block_.size();
+};
 
 char chunkKind(std::int32_t sent, std::int32_t remaining) {
     const bool last = remaining <= kChunkSizeMax;
@@ -66,11 +89,12 @@ void awaitReply(int socket, Chunk& chunk, std::int32_t capacity) {
 /// Sends the first `size` bytes of the file in chunks. @return 0, or -1 after "Tcp_Send err!"
 int sendImage(int socket, int file, std::int32_t size, bool wait) {
     Chunk chunk;
+    Payload payload(file);
     std::int32_t length = 0;
     for (std::int32_t sent = 0; sent < size; sent += length) {
         const std::int32_t remaining = size - sent;
         length = std::min(remaining, kChunkSizeMax);
-        readPayload(file, chunk, length, sent);
+        payload.copyNext(length, chunk.data.data());
         if (sendChunk(socket, chunk, chunkKind(sent, remaining), length) < 0) {
             Output_print("Tcp_Send err!\n");
             return -1;

@@ -2,7 +2,9 @@
 // on the loop-back interface of a network of the test's own.
 #include "firmware/upload.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -120,6 +122,12 @@ TEST_F(Upload, sends_zeros_for_what_lies_behind_the_end_of_the_file) {
     const std::int64_t fileSize = bed::kImageBlockOffset + bed::kImageBlockSize;
     const auto size = static_cast<std::int32_t>(fileSize + 10000);
     const bed::ImageFile image({.size = size, .fileSize = fileSize});
+    // Not zero before the end either, as far back as the upload may have read in one piece.
+    const std::string before(1'000'000, 'x');
+    const bed::Descriptor file(::open(image.path().c_str(), O_WRONLY | O_CLOEXEC));
+    ASSERT_EQ(::pwrite(file.get(), before.data(), before.size(),
+                       bed::kImageBlockOffset - static_cast<off_t>(before.size())),
+              static_cast<ssize_t>(before.size()));
     std::string stream;
     const CallOutcome outcome =
         upload(Main_update_encoder, image, false,
