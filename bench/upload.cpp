@@ -1,7 +1,7 @@
 // How fast the daemon's own upload is: 16 MiB to a simulated encoder through Main_update_encoder,
 // beside a bare loop that sends the same bytes in the same pieces of 4100 bytes, one send each,
 // over the same path to the same device. The bare loop runs in two ways: with the stream ready in
-// memory, and with the image read from its file, 4096 bytes at a time, as the daemon has to.
+// memory, and with the image read from its file, 4096 bytes at a time.
 //
 // They take turns. All are timed from the connect to the device's reply, so that no byte is still
 // under way when the clock stops. The path is the bed's: a cable between two network namespaces.
