@@ -22,14 +22,6 @@ constexpr std::size_t kCommands = 2000;
 constexpr std::size_t kConnections = 8;
 constexpr double kGoal = 1.5;
 
-constexpr const char* kOneWayLine = "device showme RX-0001!";
-const bench::FloorWork kOneWay{
-    .replies = "0",
-    .request = R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
-               R"("device":[{"id":"RX-0001"}]}})",
-    .answer = R"({"ack":{"cmd":"device showme","status":"success"}})",
-};
-
 constexpr const char* kSingleReplyLine = "matrix get RX-0001!";
 const bench::FloorWork kSingleReply{
     .replies = "1",
@@ -86,14 +78,15 @@ void printCost(const std::string& command, const Cost& daemon, const Cost& floor
 void oneConnection(const bed::Namespaces& namespaces) {
     const bench::Listener devices(namespaces);
     const bench::Server daemon;
-    const bench::Server floor(kOneWay);
+    const bench::Server floor(bench::oneWayWork());
     Cost daemonCost;
     Cost floorCost;
     for (std::size_t round = 0; round < kRounds; ++round) {
         for (const auto& [server, cost] :
              {std::pair{&daemon, &daemonCost}, std::pair{&floor, &floorCost}}) {
-            askOnOneConnection(*server, kOneWayLine, *cost, [] { return 0.0; });
-            expect(server->answer() == kOneWay.answer, "a wrong answer to the one-way command");
+            askOnOneConnection(*server, bench::kOneWayLine, *cost, [] { return 0.0; });
+            expect(server->answer() == bench::oneWayWork().answer,
+                   "a wrong answer to the one-way command");
             expect(devices.count() == kCommands + 1, "a request was lost on the way");
         }
     }
@@ -105,7 +98,7 @@ void oneConnection(const bed::Namespaces& namespaces) {
 double askOnManyConnections(const bench::Server& server) {
     std::string lines;
     for (std::size_t i = 0; i < kCommands; ++i) {
-        lines += kOneWayLine;
+        lines += bench::kOneWayLine;
     }
     lines += "exit!";
     std::vector<bed::Console> consoles;
@@ -125,7 +118,7 @@ double askOnManyConnections(const bench::Server& server) {
 void eightConnections(const bed::Namespaces& namespaces) {
     const bench::Listener devices(namespaces);
     const bench::Server daemon;
-    const bench::Server floor(kOneWay);
+    const bench::Server floor(bench::oneWayWork());
     std::vector<double> daemonRates;
     std::vector<double> floorRates;
     std::size_t lost = 0;

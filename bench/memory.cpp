@@ -16,13 +16,6 @@ namespace {
 
 constexpr std::size_t kConnections = 200;
 constexpr std::size_t kCommands = 100'000;
-constexpr const char* kLine = "device showme RX-0001!";
-const bench::FloorWork kOneWay{
-    .replies = "0",
-    .request = R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
-               R"("device":[{"id":"RX-0001"}]}})",
-    .answer = R"({"ack":{"cmd":"device showme","status":"success"}})",
-};
 
 std::string kib(double value) {
     return bench::number(value, value < 100 ? 1 : 0) + " KiB";
@@ -38,7 +31,7 @@ void idle() {
     options.arguments = {"wait"};
     const bed::Daemon empty(options);
     const bench::Server daemon;
-    // Loading is over when the next program has loaded and serves.
+    // The empty program has loaded by the time that the daemon serves.
     const double daemonKiB = residentKiB(daemon);
     bench::printRow("Resident at idle", kib(daemonKiB),
                     kib(static_cast<double>(empty.residentKiB())), "",
@@ -47,7 +40,7 @@ void idle() {
 
 void use(const bench::Server& server, bed::Console& console) {
     for (int i = 0; i < 5; ++i) {
-        server.askUs(console, kLine);
+        server.askUs(console, bench::kOneWayLine);
     }
 }
 
@@ -82,7 +75,7 @@ void commands(const bench::Server& daemon, const bench::Server& floor) {
         use(server, console);
         const double before = residentKiB(server);
         for (std::size_t i = 0; i < kCommands; ++i) {
-            server.askUs(console, kLine);
+            server.askUs(console, bench::kOneWayLine);
         }
         return residentKiB(server) - before;
     };
@@ -105,7 +98,7 @@ void measure() {
     idle();
     {
         const bench::Server daemon;
-        const bench::Server floor(kOneWay);
+        const bench::Server floor(bench::oneWayWork());
         const PerConnection ours = connections(daemon);
         const PerConnection bare = connections(floor);
         bench::printRow("Resident per open connection", kib(ours.openKiB), kib(bare.openKiB), "",

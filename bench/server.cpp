@@ -64,6 +64,13 @@ std::string daemonPath() {
     return chosen != nullptr ? chosen : AVOIPD_PATH;
 }
 
+FloorWork oneWayWork() {
+    return {.replies = "0",
+            .request = R"({"request":{"cmd":"device showme","hostid":"001122aabbcc",)"
+                       R"("device":[{"id":"RX-0001"}]}})",
+            .answer = R"({"ack":{"cmd":"device showme","status":"success"}})"};
+}
+
 Server::Server(const bed::DaemonOptions& options, std::uint16_t port, key_t key)
     : program_(options), port_(port) {
     connect();

@@ -26,6 +26,10 @@ struct FloorWork {
     std::string answer;
 };
 
+/// The one-way command that benchmarks use, and what the floor does for it.
+inline constexpr const char* kOneWayLine = "device showme RX-0001!";
+FloorWork oneWayWork();
+
 class Server {
   public:
     /// The daemon, ready to serve, under a tool with its arguments if one is given.

@@ -27,7 +27,7 @@ struct Workload {
 };
 
 const std::array kWorkloads{
-    Workload{"one-way", "device showme RX-0001!", {}},
+    Workload{"one-way", bench::kOneWayLine, {}},
     Workload{"single-reply",
              "matrix get RX-0001!",
              {bed::replyText("matrix get", "success", "001122aabbcc", "RX-0001",
