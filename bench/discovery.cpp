@@ -3,8 +3,8 @@
 //
 //   discovery [FILE]
 //
-// FILE receives a line for each fleet, for the plot: devices, the daemon's and the floor's
-// processor time per discovery in ms, and their time beyond the silence in ms.
+// FILE receives a line for each fleet, for the plot: devices, and the daemon's and the floor's
+// processor time per discovery in ms.
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -51,7 +51,7 @@ void discover(const bench::Server& server, const bench::Responder& devices, cons
               double silenceUs, Cost& cost) {
     bed::Console console = server.connect();
     const double before = bench::cpuUs(server.pid());
-    server.askPatientlyUs(console, kLine);
+    server.askPatiently(console, kLine);
     const double answeredUs = bench::nowUs();
     cost.cpuUs.push_back(bench::cpuUs(server.pid()) - before);
     cost.beyondUs.push_back(answeredUs - devices.lastSentUs() - silenceUs);
@@ -77,9 +77,8 @@ void printFleet(int size, const Cost& daemon, const Cost& floor, std::FILE* plot
     bench::printRow(fleet + end, beyond(daemon), beyond(floor),
                     bench::number(bench::medianRatio(daemon.beyondUs, floor.beyondUs), 2));
     if (plot != nullptr) {
-        std::fprintf(plot, "%d %.3f %.3f %.3f %.3f\n", size, bench::median(daemon.cpuUs) / 1000,
-                     bench::median(floor.cpuUs) / 1000, bench::median(daemon.beyondUs) / 1000,
-                     bench::median(floor.beyondUs) / 1000);
+        std::fprintf(plot, "%d %.3f %.3f\n", size, bench::median(daemon.cpuUs) / 1000,
+                     bench::median(floor.cpuUs) / 1000);
     }
 }
 

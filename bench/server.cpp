@@ -91,8 +91,8 @@ double Server::askUs(bed::Console& console, const std::string& line) const {
     return timeAnswer(*segment_, console, line, [] { ::sched_yield(); });
 }
 
-double Server::askPatientlyUs(bed::Console& console, const std::string& line) const {
-    return timeAnswer(*segment_, console, line, [] {
+void Server::askPatiently(bed::Console& console, const std::string& line) const {
+    timeAnswer(*segment_, console, line, [] {
         const timespec pause{0, 50'000};
         ::nanosleep(&pause, nullptr);
     });

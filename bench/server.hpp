@@ -51,7 +51,7 @@ class Server {
     ///         the server may be at work on it already
     double askUs(bed::Console& console, const std::string& line) const;
     /// The same without a busy processor, for answers that take long: it looks every 50 us.
-    double askPatientlyUs(bed::Console& console, const std::string& line) const;
+    void askPatiently(bed::Console& console, const std::string& line) const;
 
     /// The answer that stands in the segment.
     std::string answer() const { return segment_->awaitAnswer(); }

@@ -45,7 +45,7 @@ void work() {
     bench::Server daemon(tool);
     bed::Console console = daemon.connect();
     for (int i = 0; i < count; ++i) {
-        daemon.askPatientlyUs(console, workload->line);
+        daemon.askPatiently(console, workload->line);
     }
     daemon.interrupt();
 }
