@@ -151,7 +151,7 @@ TEST_F(Inventory, replies_less_than_half_a_second_apart_keep_it_waiting) {
     session_.console.send("config get devices!");
     session_.device.receive();
     for (int i = 1; i <= 4; ++i) {
-        session_.device.replyAfter(i * 250ms, deviceReply("d" + std::to_string(i)));
+        session_.device.replyAfter(i * 150ms, deviceReply("d" + std::to_string(i)));
     }
     EXPECT_EQ(session_.segment.awaitAnswer(),
               answerOf("config get devices", {"d1", "d2", "d3", "d4"}));
