@@ -150,11 +150,13 @@ TEST_F(Inventory, replies_less_than_half_a_second_apart_keep_it_waiting) {
     session_.segment.clear();
     session_.console.send("config get devices!");
     session_.device.receive();
-    for (int i = 1; i <= 4; ++i) {
-        session_.device.replyAfter(i * 150ms, deviceReply("d" + std::to_string(i)));
+    Texts ids;
+    for (int i = 1; i <= 12; ++i) {
+        std::this_thread::sleep_for(50ms);
+        ids.push_back("d" + std::to_string(i));
+        session_.device.reply(deviceReply(ids.back()));
     }
-    EXPECT_EQ(session_.segment.awaitAnswer(),
-              answerOf("config get devices", {"d1", "d2", "d3", "d4"}));
+    EXPECT_EQ(session_.segment.awaitAnswer(), answerOf("config get devices", ids));
 }
 
 TEST_F(Inventory, it_lists_1024_devices_and_no_more) {
