@@ -1,6 +1,7 @@
 // The commands that list devices, as a conversation between console, daemon, devices and segment.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <string_view>
@@ -83,6 +84,20 @@ TEST_F(Inventory, without_devices_the_list_is_empty_after_half_a_second) {
               R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[]})");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 500ms);
     expectPrinted("");
+}
+
+TEST_F(Inventory, half_a_second_of_silence_is_enough) {
+    // Asked again when the machine was too slow to tell half a second from a whole one.
+    const auto lasted = [&] {
+        const auto begin = std::chrono::steady_clock::now();
+        askForDevices({});
+        return std::chrono::steady_clock::now() - begin;
+    };
+    auto shortest = lasted();
+    for (int attempt = 1; attempt < 10 && shortest >= 1s; ++attempt) {
+        shortest = std::min(shortest, lasted());
+    }
+    EXPECT_LT(shortest, 1s);
 }
 
 TEST_F(Inventory, a_device_that_answers_twice_is_listed_twice) {

@@ -46,7 +46,8 @@ TEST_F(Aliases, a_long_alias_runs_on_into_the_identity) {
     const std::string alias = "0123456789abcdefghijklmnopqrstuv";  // 32 characters
     ASSERT_EQ(alias.size(), 32U);
     expect(setting(" tx01 " + alias + "!", "", alias));
-    for (const std::size_t length : {33U, 40U, 63U, 64U, 100U, 2000U}) {
+    // The last one makes a line of 4,095 characters, the longest there is.
+    for (const std::size_t length : {33U, 40U, 63U, 64U, 100U, 2000U, 4065U}) {
         std::string text = alias;
         while (text.size() < length) {
             text += static_cast<char>('A' + text.size() % 26);

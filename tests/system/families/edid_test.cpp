@@ -78,6 +78,10 @@ TEST_F(Edid, is_given_to_one_encoder_or_to_all) {
     expect(setAll(" 00FF00!", "AP8A"));
 }
 
+TEST_F(Edid, is_given_to_an_identity_that_is_read_as_a_pattern) {
+    expect(setOne(" 100%%%dx 00FF00!", "100%x", "AP8A"));
+}
+
 TEST_F(Edid, digits_may_be_of_either_case) {
     expect(setOne(" tx01 abCDef!", "tx01", "q83v"));
 }

@@ -73,6 +73,12 @@ TEST_F(Network, long_settings_are_cut_and_do_not_spill) {
                        R"(","devmac":"")"));
 }
 
+TEST_F(Network, a_pattern_is_expanded_where_settings_are_sent) {
+    expect(setting("s 100%%%dx %s %d a b %%!", "100%x",
+                   R"("hdcpserver":"%s","static":"%d","devaddr":"a","devnetmask":"b",)"
+                   R"("devgateway":"%%","devmac":"")"));
+}
+
 TEST_F(Network, settings_are_answered_under_the_identity) {
     expect(getting(" tx01!", "tx01", "tx01"));
     expect(getting(" tx 01 !", "tx 01 ", "tx 01 "));

@@ -5,8 +5,10 @@ namespace {
 using namespace families;
 using Parameters = Conversation;
 
-/// The values of a "config set tx params" line behind the identity; each can be replaced.
+/// The values of a "config set tx params" line; each can be replaced.
 struct TxValues {
+    std::string identity = "tx01";
+    std::string addressed = identity;  // in the request
     std::string enctype = "H264";
     std::string encres = "1080p";
     std::string fps = "30";
@@ -15,13 +17,13 @@ struct TxValues {
     std::string audio = "hdmi aac 48000 128";
 
     std::string line() const {
-        return "config set tx params tx01 " + enctype + " " + encres + " " + fps + " " +
+        return "config set tx params " + identity + " " + enctype + " " + encres + " " + fps + " " +
                ratecontrol + " " + bitrate + " " + audio + "!";
     }
 
     Exchange accepted() const {
         return {.line = line(),
-                .heard = {request("config set tx params", "tx01",
+                .heard = {request("config set tx params", addressed,
                                   R"("txparams":{"enctype":")" + enctype + R"(","encres":")" +
                                       encres + R"(","fps":")" + fps + R"(","ratecontrol":")" +
                                       ratecontrol + R"(","bitrate":")" + bitrate +
@@ -31,8 +33,10 @@ struct TxValues {
     }
 };
 
-/// The values of a "config set rx params" line behind the identity.
+/// The values of a "config set rx params" line.
 struct RxValues {
+    std::string identity = "rx01";
+    std::string addressed = identity;  // in the request
     std::string luma = "50";
     std::string contrast = "50";
     std::string hue = "50";
@@ -40,13 +44,13 @@ struct RxValues {
     std::string videoformat = "1";
 
     std::string line() const {
-        return "config set rx params rx01 " + luma + " " + contrast + " " + hue + " " + saturation +
-               " " + videoformat + "!";
+        return "config set rx params " + identity + " " + luma + " " + contrast + " " + hue + " " +
+               saturation + " " + videoformat + "!";
     }
 
     Exchange accepted() const {
         return {.line = line(),
-                .heard = {request("config set rx params", "rx01",
+                .heard = {request("config set rx params", addressed,
                                   R"("rxparams":{"luma":")" + luma + R"(","contrast":")" +
                                       contrast + R"(","hue":")" + hue + R"(","saturation":")" +
                                       saturation + R"(","videoformat":")" + videoformat + R"("})")},
@@ -64,8 +68,8 @@ TEST_F(Parameters, the_frame_rate_lies_between_1_and_30) {
     for (const char* fps : {"1", "30", "+30", "007", "30fps", "1.9"}) {
         expect(TxValues{.fps = fps}.accepted());
     }
-    for (const char* fps :
-         {"0", "31", "-1", "abc", "0x1F", "99999999999999999999", "18446744073709551617"}) {
+    for (const char* fps : {"0", "31", "033", "-1", "abc", "0x10", "99999999999999999999",
+                            "18446744073709551617", "-18446744073709551615"}) {
         expectRefused(TxValues{.fps = fps}.line(), "config set tx params");
     }
 }
@@ -176,6 +180,16 @@ TEST_F(Parameters, decoder_values_that_are_not_reached_are_sent_empty) {
                               R"("rxparams":{"luma":"","contrast":"","hue":"",)"
                               R"("saturation":"","videoformat":""})")},
             .answer = success("config set tx params")});
+}
+
+TEST_F(Parameters, an_identity_is_read_as_a_pattern) {
+    expect(TxValues{.identity = "100%%%dx", .addressed = "100%x"}.accepted());
+    expect(RxValues{.identity = "100%%%dx", .addressed = "100%x"}.accepted());
+    expect({.line = "config get rx params rx 100%%%dx!",
+            .heard = {request("config get rx params", "rx 100%x")},
+            .replies = {reply("config get rx params", "")},
+            .printed = "get device err!\nProtocol_client_getDecodeParams err!\n",
+            .answer = failure("config get rx params")});
 }
 
 TEST_F(Parameters, the_device_to_ask_is_the_rest_of_the_line) {
