@@ -72,6 +72,8 @@ bool connectSocket(int socket, const char* ip, int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
+    // A text that is no address leaves errno as it is, and the message shows it.
+    errno = 0;
     if (::inet_pton(AF_INET, ip, &address.sin_addr) <= 0) {
         const int error = errno;
         Output_print("ip:%s inet_pton error:%d %s\n", ip, error, errorText(error).c_str());
