@@ -72,6 +72,8 @@ bool connectSocket(int socket, const char* ip, int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
+    // A text that is no address leaves errno as it is, and the message shows it.
+    errno = 0;
     if (::inet_pton(AF_INET, ip, &address.sin_addr) <= 0) {
         const int error = errno;
         Output_print("ip:%s inet_pton error:%d %s\n", ip, error, errorText(error).c_str());
@@ -134,19 +136,33 @@ int Tcp_Send(int socket, const void* buffer, std::size_t length, int seconds) {
 }
 
 int Tcp_SendPiece(int socket, const void* piece, std::size_t length, int seconds) {
+    const auto* position = static_cast<const char*>(piece);
     const int errorBefore = errno;
-    const ssize_t sent = ::send(socket, piece, length, MSG_DONTWAIT);
-    if (std::cmp_equal(sent, length)) {
-        return 0;
+    for (int secondsLeft = seconds;; --secondsLeft) {
+        const ssize_t sent = ::send(socket, position, length, MSG_DONTWAIT);
+        if (std::cmp_equal(sent, length)) {
+            return 0;
+        }
+        if (sent < 0 && errno != EAGAIN && errno != EINTR) {
+            printError("send", "");
+            return -1;
+        }
+        if (sent > 0) {
+            position += sent;
+            length -= static_cast<std::size_t>(sent);
+            secondsLeft = seconds;
+        }
+        // A wait that runs out leaves errno as it is, and its message shows it.
+        errno = errorBefore;
+        const int ready = secondsLeft > 0 ? Wait_writable(socket, 1000) : -1;
+        if (ready > 0) {
+            return Tcp_Send(socket, position, length, seconds);
+        }
+        if (ready < 0) {
+            printError("select", "");
+            return -1;
+        }
     }
-    if (sent < 0 && errno != EAGAIN && errno != EINTR) {
-        printError("send", "");
-        return -1;
-    }
-    // A wait that runs out leaves errno as it is, and its message shows it.
-    errno = errorBefore;
-    const std::size_t taken = sent > 0 ? static_cast<std::size_t>(sent) : 0;
-    return Tcp_Send(socket, static_cast<const char*>(piece) + taken, length - taken, seconds);
 }
 
 int Tcp_Recv(int socket, void* buffer, std::size_t capacity, int seconds) {

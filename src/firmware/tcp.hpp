@@ -16,6 +16,9 @@ int Tcp_Send(int socket, const void* buffer, std::size_t length, int seconds);
 
 /// The same for a piece that is small beside what the socket holds for sending, with one system
 /// call where there is room for it: it is sent first, and only what finds no room is waited for.
+/// The system calls a full socket writable only when a third of it has been read, which may take a
+/// slow reader longer than it has. So it is tried again every second, and given up when nothing
+/// could be sent for `seconds`.
 int Tcp_SendPiece(int socket, const void* piece, std::size_t length, int seconds);
 
 /// Waits up to `seconds` until the socket can be read, then receives once.

@@ -170,6 +170,18 @@ TEST_F(UpdateAll, decoders_tries_an_image_for_encoders_on_the_first_device) {
     EXPECT_EQ(bed_.timesOpen(image.path()), 1);
 }
 
+TEST_F(UpdateAll, encoders_goes_on_after_one_whose_address_is_none) {
+    const FoundDevice nowhere{"one", "10.77.1"};
+    const std::string line = lineFor(kAllEncoders);
+    const bed::UploadPort second = bed_.openPort(kSecond.address);
+    bed_.start(line, {nowhere, kSecond});
+    expectUploadWithReply(second, "ok");
+    EXPECT_EQ(bed_.answer(), success(kAllEncoders));
+    bed_.awaitSaid(line, numLine(0, nowhere, 0) + image_.description() +
+                             "ip:10.77.1 inet_pton error:0 Success\nConnect error\nupdate err!\n" +
+                             numLine(1, kSecond, 1) + image_.description() + "read ok\n");
+}
+
 TEST_F(UpdateAll, takes_a_path_with_blanks) {
     const std::string path = image_.path() + " with  blanks";
     std::filesystem::rename(image_.path(), path);
