@@ -33,9 +33,8 @@ std::string leftByEach(const Finding& finding, std::size_t connections) {
 /// Asks for one command on a connection of its own; false when it got no or another answer.
 bool isServed(std::size_t number, std::string& explanation) {
     FrontEnd frontEnd;
-    const auto answer = frontEnd.ask(commandLine(number), kServedWithin);
-    explanation = answer.value_or(frontEnd.explanation());
-    return answer == kCommandAnswer;
+    explanation = askCommand(frontEnd, number, kServedWithin);
+    return explanation.empty();
 }
 
 }  // namespace

@@ -28,8 +28,6 @@ constexpr std::array kDeck{
     Phase::kWithoutAddress, Phase::kWithoutAddress, Phase::kStalledUpload, Phase::kOtherUploads,
 };
 
-constexpr std::size_t kLongestLine = 4095;
-
 /// A line without an end for the first 4095 bytes, or twice as many: the daemon makes lines of its
 /// own of them, and answers those too.
 void askLongLine(Soak& soak, Random& random) {
