@@ -6,6 +6,7 @@
 
 #include "families/commands.hpp"
 #include "load_bed.hpp"
+#include "load_ear.hpp"
 
 namespace load {
 
@@ -41,6 +42,7 @@ bool isServed(std::size_t number, std::string& explanation) {
 
 Finding connections(std::size_t connections) {
     const LoadBed bed;
+    Ear ear(bed.namespaces, connections);
     std::size_t unserved = 0;
     std::string explanation;
     Finding finding = measure(bed, [&] {
@@ -52,6 +54,7 @@ Finding connections(std::size_t connections) {
     finding.done = grouped(connections) +
                    " connections one after the other, each for one command: " +
                    leftByEach(finding, connections);
+    finding.lost = ear.finish();
     addLoss(finding.lost, unserved, "connection not served: " + explanation);
     return finding;
 }
