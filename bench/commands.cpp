@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "bed/device.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/wait.hpp"
 #include "bench/devices.hpp"
@@ -23,7 +22,6 @@ constexpr std::size_t kConnections = 8;
 constexpr double kGoal = 1.5;
 constexpr const char* kRequestLost = "a request was lost on the way, or came twice";
 
-constexpr const char* kSingleReplyLine = "matrix get RX-0001!";
 const bench::FloorWork kSingleReply{
     .replies = "1",
     .request = R"({"request":{"cmd":"matrix get","hostid":"001122aabbcc",)"
@@ -132,15 +130,14 @@ void eightConnections(const bed::Namespaces& namespaces) {
     const auto perSecond = [](const std::vector<double>& rates) {
         return bench::number(bench::median(rates), 0) + "/s";
     };
-    bench::printRow(
-        "One-way commands on 8 connections at once", perSecond(daemonRates), perSecond(floorRates),
-        bench::number(bench::medianRatio(daemonRates, floorRates), 2), "none lost: met");
+    bench::printRow("One-way commands on 8 connections at once", perSecond(daemonRates),
+                    perSecond(floorRates),
+                    bench::number(bench::medianRatio(daemonRates, floorRates), 2),
+                    bench::goal("none lost", true));
 }
 
 void singleReply(const bed::Namespaces& namespaces) {
-    const bench::Responder devices(
-        namespaces, {bed::replyText("matrix get", "success", "001122aabbcc", "RX-0001",
-                                    R"("rxsource":{"rxid":"RX-0001","txid":"TX-0001"})")});
+    const bench::Responder devices(namespaces, {bench::routeReply()});
     const bench::Server daemon;
     const bench::Server floor(kSingleReply);
     Cost daemonCost;
@@ -148,7 +145,7 @@ void singleReply(const bed::Namespaces& namespaces) {
     for (std::size_t round = 0; round < kRounds; ++round) {
         for (const auto& [server, cost] :
              {std::pair{&daemon, &daemonCost}, std::pair{&floor, &floorCost}}) {
-            askOnOneConnection(*server, kSingleReplyLine, *cost,
+            askOnOneConnection(*server, bench::kSingleReplyLine, *cost,
                                [&devices] { return devices.ownTimeUs(); });
             expect(server->answer() == kSingleReply.answer, "a wrong answer to a single reply");
         }

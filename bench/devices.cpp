@@ -17,16 +17,10 @@ namespace {
 
 constexpr int kQueueBytes = 128 * 1024 * 1024;
 
-/// A socket that hears what is sent to the group, with a long queue.
-bed::Descriptor groupSocket(const bed::Namespaces& namespaces) {
-    bed::Descriptor socket = bed::openGroupSocket(namespaces);
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kQueueBytes, sizeof kQueueBytes);
-    return socket;
-}
-
 }  // namespace
 
-Listener::Listener(const bed::Namespaces& namespaces) : socket_(groupSocket(namespaces)) {}
+Listener::Listener(const bed::Namespaces& namespaces)
+    : socket_(bed::openGroupSocket(namespaces, kQueueBytes)) {}
 
 std::size_t Listener::count() const {
     std::size_t count = 0;
@@ -38,7 +32,7 @@ std::size_t Listener::count() const {
 }
 
 Responder::Responder(const bed::Namespaces& namespaces, std::vector<std::string> replies)
-    : socket_(groupSocket(namespaces)),
+    : socket_(bed::openGroupSocket(namespaces, kQueueBytes)),
       replies_(std::move(replies)),
       thread_([this](const std::stop_token& stop) { answerAll(stop); }) {}
 
@@ -57,6 +51,11 @@ void Responder::answerAll(const std::stop_token& stop) {
         lastSentUs_ = nowUs();
         ownTimeUs_ = lastSentUs_ - begin;
     }
+}
+
+std::string routeReply() {
+    return bed::replyText("matrix get", "success", "001122aabbcc", "RX-0001",
+                          R"("rxsource":{"rxid":"RX-0001","txid":"TX-0001"})");
 }
 
 std::vector<std::string> deviceReplies(int count) {

@@ -44,6 +44,10 @@ class Responder {
     std::jthread thread_;
 };
 
+/// The single-reply command that benchmarks use, and the device's reply to it.
+inline constexpr const char* kSingleReplyLine = "matrix get RX-0001!";
+std::string routeReply();
+
 /// The replies to discovery of so many encoders.
 std::vector<std::string> deviceReplies(int count);
 

@@ -64,7 +64,7 @@ void printFleet(int size, const Cost& daemon, const Cost& floor, std::FILE* plot
     const std::size_t sent = kRounds * static_cast<std::size_t>(size);
     const auto lost = [sent](const Cost& cost) { return std::to_string(sent - cost.listed); };
     bench::printRow(fleet + ": replies lost of " + std::to_string(sent), lost(daemon), lost(floor),
-                    "", daemon.listed == sent ? "none: met" : "none: **missed**");
+                    "", bench::goal("none", daemon.listed == sent));
     const auto each = [size](const Cost& cost) {
         return bench::number(bench::median(cost.cpuUs) / size, 1) + " us";
     };

@@ -69,9 +69,13 @@ void printRow(const std::string& what, const std::string& daemon, const std::str
     std::fflush(stdout);
 }
 
-std::string atMost(double goal, double value, const std::string& unit) {
-    const int digits = goal == static_cast<int>(goal) ? 0 : 1;
-    return "at most " + number(goal, digits) + unit + (value <= goal ? ": met" : ": **missed**");
+std::string goal(const std::string& what, bool isMet) {
+    return what + (isMet ? ": met" : ": **missed**");
+}
+
+std::string atMost(double most, double value, const std::string& unit) {
+    const int digits = most == static_cast<int>(most) ? 0 : 1;
+    return goal("at most " + number(most, digits) + unit, value <= most);
 }
 
 int run(const char* name, void (*work)()) {

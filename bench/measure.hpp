@@ -32,8 +32,10 @@ std::string number(double value, int digits);
 void printRow(const std::string& what, const std::string& daemon, const std::string& floor,
               const std::string& compared, const std::string& goal = "");
 
-/// "1.5, met" or "1.5, MISSED".
-std::string atMost(double goal, double value, const std::string& unit = "");
+/// A goal and what became of it: "none lost: met" or "none lost: **missed**".
+std::string goal(const std::string& what, bool isMet);
+/// The same for a value that is to be at most so much: "at most 64 KiB: met".
+std::string atMost(double most, double value, const std::string& unit = "");
 
 /// Runs a benchmark's work. An exception's text goes to standard error behind `name`.
 /// @return the program's exit status: 0, or 1 after an exception

@@ -1,10 +1,10 @@
-// Runs the daemon under a tool that looks at it (strace, perf, valgrind) and gives it work; see
-// scripts/profile.
+// Runs the daemon under a tool that looks at it (strace, perf, valgrind) and gives it work, COUNT
+// commands of one kind; scripts/profile runs this.
 //
 //   workload one-way|single-reply|discovery COUNT /PATH/TO/TOOL [ARGUMENT]...
 //
-// The daemon's path comes behind the tool's arguments. Discovery is of 64 devices. Both are
-// ended as by Ctrl-C when the work is done, so that the tool writes down what it saw.
+// The daemon's path is put behind the tool's arguments. Discovery is of 64 devices. Tool and daemon
+// are ended as by Ctrl-C when the work is done, so that the tool writes down what it saw.
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "bed/device.hpp"
 #include "bed/namespaces.hpp"
 #include "bench/devices.hpp"
 #include "bench/measure.hpp"
@@ -28,10 +27,7 @@ struct Workload {
 
 const std::array kWorkloads{
     Workload{"one-way", bench::kOneWayLine, {}},
-    Workload{"single-reply",
-             "matrix get RX-0001!",
-             {bed::replyText("matrix get", "success", "001122aabbcc", "RX-0001",
-                             R"("rxsource":{"rxid":"RX-0001","txid":"TX-0001"})")}},
+    Workload{"single-reply", bench::kSingleReplyLine, {bench::routeReply()}},
     Workload{"discovery", "config get devices!", bench::deviceReplies(64)},
 };
 

@@ -131,7 +131,7 @@ void startBed() {
 }
 
 std::string runCommand(const std::string& line, std::span<const std::string_view> replies) {
-    // As zeroed between commands as a connection's own buffer.
+    // Zeroed between commands, as a connection's own buffer is.
     static std::array<char, kAnswerCapacity> answer;
 
     renewClient();

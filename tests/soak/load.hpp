@@ -40,6 +40,7 @@ Finding oneConnection(std::size_t commands);
 Finding fiftyConnections(std::size_t commands);
 
 /// `connections` one after the other, each for one command: what each closed one leaves behind.
+/// Each command's answer is compared and its datagram counted.
 Finding connections(std::size_t connections);
 
 /// Connections one after the other, `most` at most, until one is not served; then whether the

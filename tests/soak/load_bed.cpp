@@ -3,7 +3,6 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -53,25 +52,18 @@ void LoadBed::awaitIdle() const {
                         [this] { return daemon.threadCount() == kIdleThreads; });
 }
 
-FrontEnd::FrontEnd() : handle_(avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT)) {}
-
-std::optional<std::string> FrontEnd::ask(const std::string& line,
-                                         std::chrono::milliseconds patience) {
-    char* answer = nullptr;
-    const auto patienceMs = static_cast<int>(patience.count());
-    if (avoip_frontend_ask(handle_.get(), line.c_str(), patienceMs, &answer) != AVOIP_OK) {
-        return std::nullopt;
-    }
-    const std::unique_ptr<char, decltype(&std::free)> owner(answer, &std::free);
-    return owner.get();
-}
-
 std::string commandLine(std::size_t number) {
     return "device showme " + identity(number) + "!";
 }
 
 std::string commandRequest(std::size_t number) {
     return families::showmeRequest(identity(number));
+}
+
+std::string askCommand(FrontEnd& frontEnd, std::size_t number, std::chrono::milliseconds patience) {
+    const auto answer = frontEnd.ask(commandLine(number), patience);
+    const std::string text = answer == nullptr ? frontEnd.explanation() : answer.get();
+    return text == kCommandAnswer ? "" : text;
 }
 
 Finding measure(const LoadBed& bed, const std::function<void()>& act) {

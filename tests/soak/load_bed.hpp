@@ -1,10 +1,8 @@
-// What all load figures stand on: the daemon in its private network, and a front end that asks it.
+// What all load figures stand on: the daemon in its private network, and the commands it is given.
 #pragma once
 
 #include <chrono>
 #include <functional>
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +10,7 @@
 #include "bed/daemon.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
-#include "frontend/avoip_frontend.h"
+#include "front_end.hpp"
 #include "load.hpp"
 
 namespace load {
@@ -38,28 +36,15 @@ struct LoadBed {
     bed::Segment segment;
 };
 
-/// A front end as front ends are: on the library for front ends.
-class FrontEnd {
-  public:
-    FrontEnd();
-
-    /// The answer; nothing when there was none, and then explanation() says why.
-    std::optional<std::string> ask(const std::string& line,
-                                   std::chrono::milliseconds patience = bed::kPatience);
-    std::string explanation() const { return avoip_frontend_error(handle_.get()); }
-
-  private:
-    struct Close {
-        void operator()(avoip_frontend* handle) const { avoip_frontend_close(handle); }
-    };
-    std::unique_ptr<avoip_frontend, Close> handle_;
-};
-
 /// The line of the one-way command with that number, the request that it becomes, and its answer.
 std::string commandLine(std::size_t number);
 std::string commandRequest(std::size_t number);
 inline constexpr const char* kCommandAnswer =
     R"({"ack":{"cmd":"device showme","status":"success"}})";
+
+/// Asks for that command. @return what was wrong: another answer, or why there was none; else empty
+std::string askCommand(FrontEnd& frontEnd, std::size_t number,
+                       std::chrono::milliseconds patience = bed::kPatience);
 
 /// A finding with the time that `act` takes, and what the daemon takes up before and behind it.
 Finding measure(const LoadBed& bed, const std::function<void()>& act);

@@ -64,11 +64,11 @@ Finding oneConnection(std::size_t commands) {
     LoadBed bed;
     Ear ear(bed.namespaces, commands);
     FrontEnd frontEnd;
-    frontEnd.ask("hello!");
+    frontEnd.ask("hello!", bed::kPatience);
     std::size_t unanswered = 0;
     Finding finding = measure(bed, [&] {
         for (std::size_t i = 0; i < commands && unanswered < kUnansweredMost; ++i) {
-            unanswered += frontEnd.ask(commandLine(i)) == kCommandAnswer ? 0 : 1;
+            unanswered += askCommand(frontEnd, i).empty() ? 0 : 1;
         }
     });
     finding.done = grouped(commands) + " commands on one connection, each answered before the next";

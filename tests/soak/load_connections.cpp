@@ -6,6 +6,7 @@
 
 #include "families/commands.hpp"
 #include "load_bed.hpp"
+#include "load_ear.hpp"
 
 namespace load {
 
@@ -33,15 +34,15 @@ std::string leftByEach(const Finding& finding, std::size_t connections) {
 /// Asks for one command on a connection of its own; false when it got no or another answer.
 bool isServed(std::size_t number, std::string& explanation) {
     FrontEnd frontEnd;
-    const auto answer = frontEnd.ask(commandLine(number), kServedWithin);
-    explanation = answer.value_or(frontEnd.explanation());
-    return answer == kCommandAnswer;
+    explanation = askCommand(frontEnd, number, kServedWithin);
+    return explanation.empty();
 }
 
 }  // namespace
 
 Finding connections(std::size_t connections) {
     const LoadBed bed;
+    Ear ear(bed.namespaces, connections);
     std::size_t unserved = 0;
     std::string explanation;
     Finding finding = measure(bed, [&] {
@@ -53,6 +54,7 @@ Finding connections(std::size_t connections) {
     finding.done = grouped(connections) +
                    " connections one after the other, each for one command: " +
                    leftByEach(finding, connections);
+    finding.lost = ear.finish();
     addLoss(finding.lost, unserved, "connection not served: " + explanation);
     return finding;
 }

@@ -18,12 +18,12 @@
 //
 //   - Exactly one answer: the prefix is cleared before a command and right behind its answer. An
 //     answer that does not come runs out of time; one too many sets the prefix again, and is found
-//     before the next command or in its place. (A second one that follows within the millisecond
-//     before the prefix is cleared no front end can see. But each line carried out is printed, and
-//     those are counted.)
-//   - A stalled upload answers when it ends. Its text tells its answer from others. Should the two
-//     overwrite each other, which can happen once for each upload, it is counted, and another line
-//     finds the order again.
+//     before the next command or in its place. (No front end can see a second answer that follows
+//     within the millisecond before the prefix is cleared. But the daemon prints each line that it
+//     carries out, and those are counted.)
+//   - A stalled upload answers when it ends, among other commands; its text tells its answer from
+//     theirs. Should two answers overwrite each other, which can happen once for each upload, that
+//     is counted, and one more command shows that both have come.
 //   - Connections that do not take turns have phases of their own (crowds). Their answers are not
 //     looked at; what they made the daemon carry out and send is.
 //   - Exactly its datagrams: each one-way command has an identity of its own, and a listener on

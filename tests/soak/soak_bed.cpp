@@ -9,13 +9,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "bed/ip_tool.hpp"
 #include "bed/wait.hpp"
-#include "frontend/avoip_frontend.h"
 
 namespace soak {
 
@@ -27,7 +25,7 @@ using std::chrono::steady_clock;
 constexpr milliseconds kPause{2};
 /// More than any command takes; connections of a crowd can hold each other up.
 constexpr std::chrono::seconds kIdlePatience{240};
-constexpr int kAnswerPatienceMs = 60'000;
+constexpr std::chrono::seconds kAnswerPatience{60};
 
 /// The main thread, the listener and the connection that stays.
 constexpr std::size_t kIdleThreads = 3;
@@ -109,10 +107,6 @@ std::unique_ptr<bed::Daemon> startFleet(const bed::Namespaces& namespaces, const
     return started;
 }
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-
 double secondsSince(steady_clock::time_point begin) {
     return std::chrono::duration<double>(steady_clock::now() - begin).count();
 }
@@ -154,14 +148,6 @@ Soak::Soak(const Options& options)
     }
     settle();
     start_ = process();
-}
-
-Soak::FrontEnd Soak::openFrontEnd() {
-    return FrontEnd(avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT));
-}
-
-void Soak::CloseFrontEnd::operator()(avoip_frontend* frontend) const {
-    avoip_frontend_close(frontend);
 }
 
 bool Soak::waitFor(milliseconds time) {
@@ -226,7 +212,7 @@ bool Soak::isAnswerOfUpload(const std::string& answer) {
 }
 
 std::string Soak::takeAnswer() {
-    std::string answer = segment_.awaitAnswer(milliseconds(kAnswerPatienceMs));
+    std::string answer = segment_.awaitAnswer(kAnswerPatience);
     // Cleared at once: whatever is posted from now on is one too many.
     segment_.clear();
     return answer;
@@ -281,14 +267,10 @@ void Soak::askBehindOthers(const Line& line, const std::function<void()>& send) 
     ++report.counts.answered;
 }
 
-void Soak::askThrough(avoip_frontend* frontend, const Line& line) {
+void Soak::askThrough(FrontEnd& frontEnd, const Line& line) {
     const auto send = [&](const Line& each) {
-        char* text = nullptr;
-        const auto result =
-            avoip_frontend_ask(frontend, each.text.c_str(), kAnswerPatienceMs, &text);
-        const std::unique_ptr<char, Free> answer(text);
-        if (result != AVOIP_OK) {
-            throw bed::Error("no answer to " + each.text + " : " + avoip_frontend_error(frontend));
+        if (frontEnd.ask(each.text, kAnswerPatience) == nullptr) {
+            throw bed::Error("no answer to " + each.text + " : " + frontEnd.explanation());
         }
     };
     const std::string answer = answerTo(line, [&] { send(line); });
@@ -306,8 +288,8 @@ void Soak::askThrough(avoip_frontend* frontend, const Line& line) {
 }
 
 void Soak::askAsVisitor(const Line& line) {
-    const FrontEnd visitor = openFrontEnd();
-    askThrough(visitor.get(), line);
+    FrontEnd visitor;
+    askThrough(visitor, line);
     countEnded();
 }
 

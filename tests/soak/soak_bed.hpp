@@ -14,13 +14,12 @@
 #include "bed/image_file.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
+#include "front_end.hpp"
 #include "soak_lines.hpp"
 #include "soak_report.hpp"
 #include "soak_tally.hpp"
 #include "soak_watch.hpp"
 #include "transcripts/wire.hpp"
-
-struct avoip_frontend;
 
 namespace soak {
 
@@ -50,7 +49,7 @@ class Soak {
 
     /// Asks through the front end library, on the connection that stays or on one that comes and
     /// goes; expects all that must come of the line, and reports what is wrong with its answer.
-    void ask(const Line& line) { askThrough(frontend_.get(), line); }
+    void ask(const Line& line) { askThrough(frontEnd_, line); }
     void askAsVisitor(const Line& line);
 
     /// Clears the segment, calls `send`, which sends the end of `line`, and judges the answer. For
@@ -108,7 +107,7 @@ class Soak {
     void awaitLast(const Line& line);
     std::string answerTo(const Line& line, const std::function<void()>& send);
     void judge(const Line& line, const std::string& answer);
-    void askThrough(avoip_frontend* frontend, const Line& line);
+    void askThrough(FrontEnd& frontEnd, const Line& line);
     bool isAnswerOfUpload(const std::string& answer);
     void awaitIdle();
     void compareProcess();
@@ -117,12 +116,6 @@ class Soak {
     std::size_t explainedDescriptors() const;
     std::size_t explainedKiB() const;
     bool waitFor(std::chrono::milliseconds time);
-
-    struct CloseFrontEnd {
-        void operator()(avoip_frontend* frontend) const;
-    };
-    using FrontEnd = std::unique_ptr<avoip_frontend, CloseFrontEnd>;
-    static FrontEnd openFrontEnd();
 
     Options options_;
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
@@ -133,7 +126,7 @@ class Soak {
     std::unique_ptr<bed::Daemon> fleet_;
     bed::Daemon daemon_;
     bed::Segment segment_;
-    FrontEnd frontend_ = openFrontEnd();
+    FrontEnd frontEnd_;
     Tally requests_;
     std::uint64_t number_ = 0;
     bool devicesCanBeReached_ = true;

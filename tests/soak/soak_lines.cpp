@@ -8,7 +8,6 @@ namespace soak {
 
 namespace {
 
-constexpr std::size_t kLongestLine = 4095;
 constexpr std::size_t kLongestEcho = 127;
 
 /// A request: its "cmd", the device it names, and what stands beside "request".

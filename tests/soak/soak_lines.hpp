@@ -1,6 +1,7 @@
 // The lines that the soak program gives the console, each with all that must come of it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -12,6 +13,9 @@ namespace soak {
 
 inline constexpr int kEncoders = 100;
 inline constexpr int kDecoders = 100;
+
+/// The most bytes that the daemon reads as one line.
+inline constexpr std::size_t kLongestLine = 4095;
 
 /// What becomes of a line while the devices can be reached.
 enum class Ending : std::uint8_t {

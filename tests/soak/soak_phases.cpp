@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <list>
 #include <string>
 #include <utility>
@@ -13,6 +14,8 @@ namespace soak {
 
 namespace {
 
+using std::chrono::steady_clock;
+
 enum class Phase : std::uint8_t {
     kDisturbed,
     kCrowd,
@@ -21,6 +24,11 @@ enum class Phase : std::uint8_t {
     kOtherUploads,
 };
 
+/// How long the daemon waits for a device that reads no more, at least.
+constexpr std::chrono::seconds kStallLeast{5};
+/// The daemon waits 3 s for a reply; the rest is for a busy machine.
+constexpr std::chrono::seconds kReplyWaitMost{13};
+
 /// How often each comes in a deck.
 constexpr std::array kDeck{
     Phase::kDisturbed,      Phase::kDisturbed,      Phase::kDisturbed,     Phase::kDisturbed,
@@ -28,10 +36,8 @@ constexpr std::array kDeck{
     Phase::kWithoutAddress, Phase::kWithoutAddress, Phase::kStalledUpload, Phase::kOtherUploads,
 };
 
-constexpr std::size_t kLongestLine = 4095;
-
-/// A line without an end for the first 4095 bytes, or twice as many: the daemon makes lines of its
-/// own of them, and answers those too.
+/// A line whose "!" comes 4,095 bytes too late, or twice as many: the daemon makes lines of their
+/// own of those, and answers them too.
 void askLongLine(Soak& soak, Random& random) {
     const std::string filling(kLongestLine * random.between(1, 2), 'x');
     const Line line = unknownLine(soak.number());
@@ -143,11 +149,15 @@ void runCrowd(Soak& soak, Random& random) {
 void loseAddressWhileWaiting(Soak& soak) {
     const Line line = unansweredLine(soak.number());
     bed::Console console;
+    const auto begin = steady_clock::now();
     soak.askBy(line, [&] {
         console.send(line.text);
         soak.awaitRequests();
         soak.removeAddress();
     });
+    if (steady_clock::now() - begin > kReplyWaitMost) {
+        soak.report.notKept("a command waited too long for a reply that cannot come");
+    }
     soak.countEnded();
     soak.report.inject(Fault::kAddressLostWaiting);
 }
@@ -184,6 +194,7 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     const auto encoder = static_cast<int>(random.between(1, kStallingEncoders));
     const Line line = uploadLine(encoder, images.whole.path());
     bed::Console console;
+    const auto begin = steady_clock::now();
     soak.beginUpload(line);
     console.send(line.text);
     console.finishSending();
@@ -210,8 +221,9 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     soak.printed.follow();
     if (begun) {
         soak.report.inject(Fault::kUploadStalled);
-        if (soak.printed.uploadsBroken == brokenBefore) {
-            soak.report.notKept("an upload did not end though its device reads no more");
+        if (soak.printed.uploadsBroken == brokenBefore ||
+            steady_clock::now() - begin < kStallLeast) {
+            soak.report.notKept("an upload whose device stopped to read did not end after 5 s");
         }
     }
 }

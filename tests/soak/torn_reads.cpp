@@ -45,7 +45,7 @@
 
 #include "console/answer_segment.hpp"
 #include "console/console.hpp"
-#include "frontend/avoip_frontend.h"
+#include "front_end.hpp"
 #include "frontend/reason.hpp"
 #include "frontend/segment.hpp"
 #include "frontend/waiting.hpp"
@@ -200,11 +200,6 @@ void serveConsole(Mailbox& /*mailbox*/) {
 
 // Readers: each reads its part of `reads` answers
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-using Text = std::unique_ptr<char, Free>;
-
 void attach(avoip::Segment& segment) {
     avoip::Reason reason{};
     if (segment.attach(avoip::Deadline_in(kBoundMs), reason) != AVOIP_OK) {
@@ -212,8 +207,8 @@ void attach(avoip::Segment& segment) {
     }
 }
 
-Text copyFrom(const avoip::Segment& segment) {
-    Text text(segment.copyAnswer());
+FrontEnd::Text copyFrom(const avoip::Segment& segment) {
+    FrontEnd::Text text(segment.copyAnswer());
     if (text == nullptr) {
         throw std::bad_alloc();
     }
@@ -226,7 +221,7 @@ void readAnswer(Mailbox& mailbox, avoip::Segment& segment, std::uint64_t number,
     ::sem_post(&mailbox.asks);
     lookUntil([&] { return segment.hasAnswer(); });
     const auto stands = Clock::now();
-    const Text text = copyFrom(segment);
+    const FrontEnd::Text text = copyFrom(segment);
     const auto copied = Clock::now();
     const std::string_view right = answerOf(number);
     tallyFor(tallies, right.size()) +=
@@ -255,7 +250,7 @@ void readWithoutClearing(Mailbox& mailbox, std::size_t reader, std::uint64_t rea
     for (std::uint64_t number = reader; number < reads; number += kReaders) {
         lookUntil([&] { return segment.hasAnswer(); });
         std::uint64_t candidate = mailbox.begun - 1;
-        const Text text = copyFrom(segment);
+        const FrontEnd::Text text = copyFrom(segment);
         const std::uint64_t newest = mailbox.begun;
         const std::string_view seen = text.get();
         while (candidate <= newest && answerOf(candidate) != seen) {
@@ -266,27 +261,19 @@ void readWithoutClearing(Mailbox& mailbox, std::size_t reader, std::uint64_t rea
     }
 }
 
-struct CloseFrontend {
-    void operator()(avoip_frontend* frontend) const { avoip_frontend_close(frontend); }
-};
-
 /// Whole asks. All readers ask at once; the library makes them take turns.
 void readByConsole(Mailbox& mailbox, std::size_t reader, std::uint64_t reads) {
-    const std::unique_ptr<avoip_frontend, CloseFrontend> frontend(
-        avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT));
-    const auto ask = [&](std::uint64_t number, Text& text) {
-        const std::string command = std::string(kCommand) + std::to_string(number) + "!";
-        char* answer = nullptr;
-        const auto result = avoip_frontend_ask(frontend.get(), command.c_str(), kBoundMs, &answer);
-        text.reset(answer);
-        return result;
+    FrontEnd frontEnd;
+    const auto ask = [&](std::uint64_t number) {
+        return frontEnd.ask(std::string(kCommand) + std::to_string(number) + "!",
+                            std::chrono::milliseconds(kBoundMs));
     };
-    Text text;
     // The console may still be about to listen.
-    lookUntil([&] { return ask(0, text) != AVOIP_NO_DAEMON; });
+    lookUntil([&] { return ask(0) != nullptr || frontEnd.result() != AVOIP_NO_DAEMON; });
     for (std::uint64_t number = reader + 1; number <= reads; number += kReaders) {
-        if (ask(number, text) != AVOIP_OK) {
-            throw std::runtime_error(avoip_frontend_error(frontend.get()));
+        const FrontEnd::Text text = ask(number);
+        if (text == nullptr) {
+            throw std::runtime_error(frontEnd.explanation());
         }
         const std::string_view right = answerOf(number);
         tallyFor(mailbox.tallies.at(reader), right.size()) +=

@@ -80,6 +80,15 @@ Descriptor openGroupSocket(const Namespaces& namespaces) {
     });
 }
 
+Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes) {
+    Descriptor opened = openGroupSocket(namespaces);
+    if (::setsockopt(opened.get(), SOL_SOCKET, SO_RCVBUFFORCE, &queueBytes, sizeof queueBytes) !=
+        0) {
+        throwSystemError("no queue that holds a crowd of requests (run this as root)");
+    }
+    return opened;
+}
+
 void sendBurst(const Descriptor& socket, const sockaddr_in& to,
                std::span<const std::string> texts) {
     std::vector<iovec> parts;
