@@ -13,6 +13,7 @@
 namespace {
 
 using families::failure;
+using namespace std::string_literals;
 
 constexpr const char* kStart =
     "local mac:001122aabbcc \n"
@@ -71,6 +72,20 @@ TEST_F(ConsoleLines, an_exclamation_mark_alone_is_a_line) {
     expectLines({"!", "!", "!"});
 }
 
+TEST_F(ConsoleLines, a_zero_byte_hides_the_rest_of_its_line_and_no_more) {
+    EXPECT_EQ(ask("hel\0lo!"s), failure("hel"));
+    EXPECT_EQ(ask("  \r\0 exit!"s), failure(""));
+    EXPECT_EQ(ask("config get devices\0!"s), failure("config get devices"));
+    EXPECT_EQ(ask("hello!"), failure("hello!"));
+    expectLines({"hel", "", "config get devices", "hello!"});
+}
+
+TEST_F(ConsoleLines, bytes_that_are_no_text_come_back_as_json_has_them) {
+    EXPECT_EQ(ask("\x80\xC3(\xFF\xFE!"), failure("\x80\xC3(\xFF\xFE!"));
+    EXPECT_EQ(ask("\x01\t\x1B\x7F\"\\/!"), failure("\\u0001\\t\\u001b\x7F\\\"\\\\/!"));
+    expectLines({"\x80\xC3(\xFF\xFE!", "\x01\t\x1B\x7F\"\\/!"});
+}
+
 TEST_F(ConsoleLines, several_lines_at_once_are_run_in_their_order) {
     session.console.send("one!two!\r\nthree!");
     expectLines({"one!", "two!", "three!"});
@@ -118,6 +133,19 @@ TEST_F(ConsoleLines, a_connection_that_is_reset_disturbs_no_other) {
     other.reset();
     EXPECT_EQ(ask("hello!"), failure("hello!"));
     expectLines({"hello!"});
+}
+
+TEST_F(ConsoleLines, a_command_that_has_begun_is_answered_though_its_connection_is_gone) {
+    for (const auto end : {&bed::Console::finishSending, &bed::Console::reset}) {
+        bed::Console other;
+        session.segment.clear();
+        other.send("matrix get rx01!");
+        session.device.receive();
+        (other.*end)();
+        session.device.reply(bed::replyText("matrix get", "failure", "001122aabbcc", "rx01"));
+        EXPECT_EQ(session.segment.awaitAnswer(), failure("matrix get"));
+    }
+    EXPECT_EQ(ask("hello!"), failure("hello!"));
 }
 
 TEST_F(ConsoleLines, an_unfinished_line_holds_up_no_other_connection) {

@@ -1,6 +1,10 @@
 // The life of the console: its start, its stop, and what its connections see of both.
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 
+#include <chrono>
 #include <latch>
 #include <string>
 
@@ -75,6 +79,37 @@ TEST_F(ConsoleTest, listens_on_the_low_16_bits_of_its_port) {
         const bed::Console console(6889);
         Telnet_stop();
     });
+}
+
+TEST_F(ConsoleTest, listens_on_all_addresses_and_lets_128_connections_wait) {
+    sockaddr_in address{};
+    socklen_t addressSize = sizeof address;
+    tcp_info info{};
+    socklen_t infoSize = sizeof info;
+    captureOutput([&] {
+        Telnet_start(6888);
+        { const bed::Console console; }
+        const int listening = listeningSockets().at(0);
+        ::getsockname(listening, reinterpret_cast<sockaddr*>(&address), &addressSize);
+        ::getsockopt(listening, IPPROTO_TCP, TCP_INFO, &info, &infoSize);
+        Telnet_stop();
+    });
+    EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_ANY));
+    EXPECT_EQ(ntohs(address.sin_port), 6888);
+    // Where a socket listens, this field is its backlog.
+    EXPECT_EQ(info.tcpi_sacked, 128U);
+}
+
+TEST_F(ConsoleTest, takes_longer_to_stop_than_an_idle_connection_takes_to_see_it) {
+    std::chrono::steady_clock::duration took{};
+    captureOutput([&] {
+        Telnet_start(6888);
+        const bed::Console console;
+        const auto begin = std::chrono::steady_clock::now();
+        Telnet_stop();
+        took = std::chrono::steady_clock::now() - begin;
+    });
+    EXPECT_GE(took, std::chrono::milliseconds(1200));
 }
 
 TEST_F(ConsoleTest, counts_as_started_when_there_was_no_thread_for_its_listener) {

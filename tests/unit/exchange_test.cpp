@@ -116,7 +116,10 @@ TEST_F(SingleReplyExchange, a_foreign_or_failed_ack_ends_it_though_a_match_follo
     for (const std::string& foreign :
          {reply("matrix set"), reply("Matrix get"), reply("matrix get "), reply(""),
           reply("matrix get", "failure"), reply("matrix get", "Success"), reply("matrix get", ""),
+          reply("matrix get", "successful"), reply("matrix get", "succes"),
           reply("matrix get", "success", "001122aabbcd"),
+          reply("matrix get", "success", "001122aabbccd"),
+          reply("matrix get", "success", "001122aabbc"),
           reply("matrix get", "success", "001122AABBCC"), reply("matrix get", "success", "")}) {
         const Outcome outcome = askAndAnswer({foreign, reply()}, 10);
         EXPECT_EQ(outcome.result, -1) << foreign;
