@@ -2,6 +2,7 @@
 // arguments and reads no configuration. No failed step stops it, on purpose ("start-up-goes-on" in
 // docs/kept-behaviours.md): commands then fail, or the console is not there, and the lines printed
 // at start-up say why.
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -25,9 +26,25 @@ constexpr std::uint32_t kDevicePort = 8002;
 constexpr std::uint32_t kConsolePort = 6888;
 constexpr unsigned kSleepSeconds = 20;
 
+/// What is printed must not go into a socket that has the number of an output which was closed when
+/// the daemon started.
+void openMissingOutputs() {
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(output, F_GETFD) >= 0) {
+            continue;
+        }
+        const int nowhere = ::open("/dev/null", O_WRONLY);
+        if (nowhere >= 0 && nowhere != output) {
+            ::dup2(nowhere, output);
+            ::close(nowhere);
+        }
+    }
+}
+
 }  // namespace
 
 int main() {
+    openMissingOutputs();
     // A peer that has gone away is seen by the failed write.
     std::signal(SIGPIPE, SIG_IGN);
     // A connection touches a few pages of large buffers; huge pages would make each cost megabytes.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -151,6 +152,18 @@ TEST(Startup, goes_on_without_any_port) {
     bed::Daemon daemon;
     daemon.errors().awaitWhole("bind(): Address already in use\nbind: Address already in use\n");
     EXPECT_TRUE(daemon.isRunning());
+}
+
+TEST(Startup, prints_into_no_socket_when_it_has_no_outputs) {
+    const bed::Namespaces namespaces;
+    bed::DaemonOptions options;
+    options.closed = {STDOUT_FILENO, STDERR_FILENO};
+    const bed::Daemon daemon(options);
+    bed::Console console;
+    bed::Segment segment;
+    EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
+    EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
+    EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
 }
 
 TEST(Startup, works_with_descriptors_from_1024_on) {

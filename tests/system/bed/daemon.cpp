@@ -65,7 +65,8 @@ struct Start {
     explicit Start(const DaemonOptions& options)
         : argumentTexts{options.program.empty() ? AVOIPD_PATH : options.program},
           limits(options.limits),
-          firstDescriptor(options.firstDescriptor) {
+          firstDescriptor(options.firstDescriptor),
+          closed(options.closed) {
         argumentTexts.insert(argumentTexts.end(), options.arguments.begin(),
                              options.arguments.end());
         environmentTexts = mergedEnvironment(options.environment);
@@ -79,6 +80,7 @@ struct Start {
     std::vector<char*> environment;
     std::vector<std::pair<int, rlim_t>> limits;
     int firstDescriptor;
+    std::vector<int> closed;
     int standardOutput = -1;
     int standardError = -1;
     pid_t parent = ::getpid();
@@ -128,6 +130,9 @@ void takeDescriptorsBelow(int first) {
         if (::setrlimit(static_cast<__rlimit_resource>(resource), &limit) != 0) {
             failInChild("setrlimit");
         }
+    }
+    for (const int descriptor : start.closed) {
+        ::close(descriptor);
     }
     ::execve(start.arguments.front(), start.arguments.data(), start.environment.data());
     failInChild(start.arguments.front());

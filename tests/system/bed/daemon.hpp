@@ -33,6 +33,8 @@ struct DaemonOptions {
     /// All descriptor numbers below this one are taken when the program starts, so that its own
     /// begin here. Above 3 only; the limit on descriptors is raised as far as needed.
     int firstDescriptor = 3;
+    /// Descriptors that are closed when the program starts, of the three that it otherwise has.
+    std::vector<int> closed;
 };
 
 /// How a program ended: the exit status, or the signal that ended it.
