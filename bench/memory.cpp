@@ -25,6 +25,12 @@ double residentKiB(const bench::Server& server) {
     return static_cast<double>(server.residentKiB());
 }
 
+/// A row without a ratio where the floor is nothing.
+void printRow(const char* what, double daemonKiB, double floorKiB, const std::string& goal = "") {
+    const std::string ratio = floorKiB > 0 ? bench::number(daemonKiB / floorKiB, 2) : "";
+    bench::printRow(what, kib(daemonKiB), kib(floorKiB), ratio, goal);
+}
+
 void idle() {
     bed::DaemonOptions options;
     options.program = EMPTY_PATH;
@@ -33,9 +39,8 @@ void idle() {
     const bench::Server daemon;
     // The empty program has loaded by the time that the daemon serves.
     const double daemonKiB = residentKiB(daemon);
-    bench::printRow("Resident at idle", kib(daemonKiB),
-                    kib(static_cast<double>(empty.residentKiB())), "",
-                    bench::atMost(5 * 1024, daemonKiB, " KiB"));
+    printRow("Resident at idle", daemonKiB, static_cast<double>(empty.residentKiB()),
+             bench::atMost(5 * 1024, daemonKiB, " KiB"));
 }
 
 void use(const bench::Server& server, bed::Console& console) {
@@ -79,8 +84,7 @@ void commands(const bench::Server& daemon, const bench::Server& floor) {
         }
         return residentKiB(server) - before;
     };
-    bench::printRow("Resident more after 100,000 commands", kib(grownKiB(daemon)),
-                    kib(grownKiB(floor)), "");
+    printRow("Resident more after 100,000 commands", grownKiB(daemon), grownKiB(floor));
 }
 
 void programSize() {
@@ -101,10 +105,9 @@ void measure() {
         const bench::Server floor(bench::oneWayWork());
         const PerConnection ours = connections(daemon);
         const PerConnection bare = connections(floor);
-        bench::printRow("Resident per open connection", kib(ours.openKiB), kib(bare.openKiB), "",
-                        bench::atMost(64, ours.openKiB, " KiB"));
-        bench::printRow("Resident per connection that has closed", kib(ours.closedKiB),
-                        kib(bare.closedKiB), "");
+        printRow("Resident per open connection", ours.openKiB, bare.openKiB,
+                 bench::atMost(64, ours.openKiB, " KiB"));
+        printRow("Resident per connection that has closed", ours.closedKiB, bare.closedKiB);
         commands(daemon, floor);
     }
     programSize();
