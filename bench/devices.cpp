@@ -7,9 +7,9 @@
 #include <chrono>
 
 #include "bed/device.hpp"
+#include "bed/device_reply.hpp"
 #include "bed/wait.hpp"
 #include "bench/measure.hpp"
-#include "device_reply.hpp"
 
 namespace bench {
 

@@ -10,8 +10,8 @@
 
 #include "base/fixed_text.hpp"
 #include "console/console.hpp"
-#include "dispatch/answer.hpp"
 #include "dispatch/dispatch.hpp"
+#include "kit/answer.hpp"
 #include "netif/netif.hpp"
 #include "protocol/client.hpp"
 

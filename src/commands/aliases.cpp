@@ -4,8 +4,8 @@
 #include <array>
 #include <string_view>
 
-#include "commands/finish.hpp"
-#include "commands/scan.hpp"
+#include "kit/finish.hpp"
+#include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
 
 namespace {

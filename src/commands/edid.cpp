@@ -7,8 +7,8 @@
 
 #include "base/output.hpp"
 #include "base64.hpp"
-#include "commands/finish.hpp"
-#include "commands/scan.hpp"
+#include "kit/finish.hpp"
+#include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
 
 namespace {

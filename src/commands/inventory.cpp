@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "base/output.hpp"
-#include "dispatch/answer.hpp"
+#include "kit/answer.hpp"
 #include "protocol/discovery.hpp"
 
 namespace {

@@ -1,10 +1,10 @@
 #include "commands/ir.hpp"
 
 #include "base/output.hpp"
-#include "commands/data_request.hpp"
-#include "commands/finish.hpp"
-#include "commands/route_source.hpp"
-#include "commands/scan.hpp"
+#include "kit/data_request.hpp"
+#include "kit/finish.hpp"
+#include "kit/routes.hpp"
+#include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "commands/maintenance.hpp"
 
-#include "commands/finish.hpp"
-#include "commands/scan.hpp"
+#include "kit/finish.hpp"
+#include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
 
 namespace {

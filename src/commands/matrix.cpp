@@ -1,9 +1,9 @@
 #include "commands/matrix.hpp"
 
 #include "base/output.hpp"
-#include "commands/finish.hpp"
-#include "commands/route_source.hpp"
-#include "commands/scan.hpp"
+#include "kit/finish.hpp"
+#include "kit/routes.hpp"
+#include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
 
 namespace {

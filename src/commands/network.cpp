@@ -3,9 +3,9 @@
 #include <span>
 #include <string>
 
-#include "commands/finish.hpp"
-#include "commands/record_requests.hpp"
-#include "commands/scan.hpp"
+#include "kit/finish.hpp"
+#include "kit/record_requests.hpp"
+#include "kit/scan.hpp"
 
 namespace {
 

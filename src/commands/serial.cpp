@@ -5,11 +5,11 @@
 #include <cstddef>
 
 #include "base/output.hpp"
-#include "commands/data_request.hpp"
-#include "commands/finish.hpp"
-#include "commands/record_requests.hpp"
-#include "commands/route_source.hpp"
-#include "commands/scan.hpp"
+#include "kit/data_request.hpp"
+#include "kit/finish.hpp"
+#include "kit/record_requests.hpp"
+#include "kit/routes.hpp"
+#include "kit/scan.hpp"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include "commands/network.hpp"
 #include "commands/parameters.hpp"
 #include "commands/serial.hpp"
+#include "commands/update.hpp"
 #include "commands/video_wall.hpp"
-#include "firmware/update_commands.hpp"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include "base/fixed_text.hpp"
 #include "base/output.hpp"
-#include "dispatch/answer.hpp"
 #include "dispatch/command_table.hpp"
+#include "kit/answer.hpp"
 
 int Command_dispatch(int socket, const char* line, char* answer) {
     Output_print("pBuffData %s\n", line);

@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "base/output.hpp"
-#include "firmware/image.hpp"
 #include "firmware/tcp.hpp"
+#include "lib/image/image.hpp"
 
 namespace {
 
@@ -108,7 +108,7 @@ int sendImage(int socket, int file, std::int32_t size, bool wait) {
 }
 
 /// Prints what the image says of itself and tests its name.
-bool isMeantFor(const FirmwareInfoBlock& block, const char* kind) {
+bool isMeantFor(const avoip::FirmwareInfoBlock& block, const char* kind) {
     Output_print("### Firmware Update Image Info: ###\n");
     Output_print("Firmware name   : %s\n", block.name.data());
     Output_print("Firmware version: V%d.%d.%d\n", block.version[0], block.version[1],
@@ -131,10 +131,10 @@ int upload(const char* ip, const char* path, bool wait, const char* kind) {
         Output_print("%s open failed...\n", path);
         return -1;
     }
-    const FirmwareInfoBlock block = Image_read(file);
+    const avoip::FirmwareInfoBlock block = avoip::Image_read(file);
     // These failures leave the file open, on purpose ("image-left-open" in
     // docs/kept-behaviours.md).
-    if (block.magic != kImageMagic) {
+    if (block.magic != avoip::kImageMagic) {
         Output_print("Image magic err!\n");
         return -1;
     }

@@ -12,12 +12,12 @@
 #include <cstring>
 
 #include "base/json.hpp"
-#include "dispatch/answer.hpp"
 #include "dispatch/dispatch.hpp"
-#include "firmware/image.hpp"
 #include "fuzz/fuzz.hpp"
 #include "fuzz/kept_assertion.hpp"
 #include "fuzz/private_network.hpp"
+#include "kit/answer.hpp"
+#include "lib/image/image.hpp"
 #include "protocol/client.hpp"
 
 namespace fuzz {
@@ -53,11 +53,11 @@ int boundSocket(int type, std::uint16_t port) {
 
 void makeImage(int descriptor, std::string_view name) {
     const int file = ::memfd_create("image", 0);
-    FirmwareInfoBlock block{
-        .magic = kImageMagic, .version = {1, 2, 3}, .name = {}, .size = kImageSize};
-    name.copy(block.name.data(), kImageNameSize);
-    const auto bytes = Image_encode(block);
-    require(::pwrite(file, bytes.data(), bytes.size(), kInfoBlockOffset) > 0 &&
+    avoip::FirmwareInfoBlock block{
+        .magic = avoip::kImageMagic, .version = {1, 2, 3}, .name = {}, .size = kImageSize};
+    name.copy(block.name.data(), avoip::kImageNameSize);
+    const auto bytes = avoip::Image_encode(block);
+    require(::pwrite(file, bytes.data(), bytes.size(), avoip::kInfoBlockOffset) > 0 &&
                 ::dup2(file, descriptor) == descriptor,
             "an image can be made");
     ::close(file);

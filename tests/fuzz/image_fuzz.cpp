@@ -1,6 +1,6 @@
 // The info block of a firmware image: the input stands where an image file has it. Nobody listens
 // for the upload.
-#include "firmware/image.hpp"
+#include "lib/image/image.hpp"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -20,12 +20,13 @@ int image = -1;
 std::string imagePath;
 
 void writeImage(const std::uint8_t* data, std::size_t size) {
-    fuzz::require(::ftruncate(image, 0) == 0 &&
-                      ::pwrite(image, data, size, kInfoBlockOffset) == static_cast<ssize_t>(size),
-                  "the image can be written");
+    fuzz::require(
+        ::ftruncate(image, 0) == 0 &&
+            ::pwrite(image, data, size, avoip::kInfoBlockOffset) == static_cast<ssize_t>(size),
+        "the image can be written");
 }
 
-bool operator==(const FirmwareInfoBlock& left, const FirmwareInfoBlock& right) {
+bool operator==(const avoip::FirmwareInfoBlock& left, const avoip::FirmwareInfoBlock& right) {
     return left.magic == right.magic && left.version == right.version && left.name == right.name &&
            left.size == right.size;
 }
@@ -41,10 +42,11 @@ int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     writeImage(data, size);
-    const FirmwareInfoBlock block = Image_read(image);
-    fuzz::require(::strnlen(block.name.data(), block.name.size()) <= kImageNameSize,
+    const avoip::FirmwareInfoBlock block = avoip::Image_read(image);
+    fuzz::require(::strnlen(block.name.data(), block.name.size()) <= avoip::kImageNameSize,
                   "the name is terminated");
-    fuzz::require(Image_decode(Image_encode(block)) == block, "a block that is written comes back");
+    fuzz::require(avoip::Image_decode(avoip::Image_encode(block)) == block,
+                  "a block that is written comes back");
 
     // An upload that fails leaves the file open on purpose.
     const int firstFree = ::fcntl(image, F_DUPFD_CLOEXEC, 0);

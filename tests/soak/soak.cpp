@@ -44,8 +44,8 @@
 #include <filesystem>
 #include <random>
 
-#include "soak_bed.hpp"
-#include "soak_phases.hpp"
+#include "soak/bed.hpp"
+#include "soak/phases.hpp"
 
 namespace {
 

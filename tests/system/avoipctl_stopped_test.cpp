@@ -14,8 +14,8 @@
 #include "bed/image_file.hpp"
 #include "bed/session.hpp"
 #include "bed/wait.hpp"
-#include "families/commands.hpp"
 #include "gtest/gtest.h"
+#include "system/families/commands.hpp"
 
 namespace {
 

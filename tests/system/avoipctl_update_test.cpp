@@ -6,8 +6,8 @@
 
 #include "avoipctl_bed.hpp"
 #include "bed/stand_in.hpp"
-#include "firmware/image.hpp"
 #include "gtest/gtest.h"
+#include "lib/image/image.hpp"
 
 namespace {
 
@@ -43,13 +43,14 @@ class AvoipctlUpdate : public AvoipctlAlone {
   protected:
     /// Makes an image file of this name with such an info block; the file is no larger than needed.
     [[nodiscard]] std::string makeImage(std::string_view name, std::int32_t size,
-                                        std::uint32_t magic = kImageMagic) const {
-        FirmwareInfoBlock block{.magic = magic, .version = {1, 2, 6}, .name = {}, .size = size};
+                                        std::uint32_t magic = avoip::kImageMagic) const {
+        avoip::FirmwareInfoBlock block{
+            .magic = magic, .version = {1, 2, 6}, .name = {}, .size = size};
         std::copy(name.begin(), name.end(), block.name.begin());
-        const auto bytes = Image_encode(block);
+        const auto bytes = avoip::Image_encode(block);
         std::string path = folder + "/image.bin";
         std::ofstream file(path, std::ios::binary);
-        file.seekp(kInfoBlockOffset);
+        file.seekp(avoip::kInfoBlockOffset);
         file.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
         return path;
     }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "bed/session.hpp"
-#include "families/commands.hpp"
+#include "system/families/commands.hpp"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "bed/device_reply.hpp"
 #include "bed/session.hpp"
-#include "device_reply.hpp"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bed/session.hpp"
-#include "families/commands.hpp"
+#include "system/families/commands.hpp"
 
 namespace {
 

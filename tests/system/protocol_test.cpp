@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "bed/device_reply.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/session.hpp"
-#include "device_reply.hpp"
 
 namespace {
 

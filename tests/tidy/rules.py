@@ -25,27 +25,33 @@ FORMAT_POSITIONS = {
 
 # These hand on a format that was handed to them; their own names belong into the table above, so
 # that their callers are checked.
-FORMAT_WRAPPERS = ("src/base/output.cpp", "frontend/reason.cpp")
+FORMAT_WRAPPERS = ("src/base/output.cpp", "lib/frontend/reason.cpp")
 
 # A format may be put together of literals and of the directives of <cinttypes>.
 FORMAT_MACRO = re.compile(r"(PRI|SCN)[diouxX](8|16|32|64|MAX|PTR|LEAST\d+|FAST\d+)$")
 
-PLACED_FOLDERS = ("src/", "frontend/", "tools/", "bench/")
+PLACED_FOLDERS = ("src/", "lib/", "tools/", "gateway/", "bench/")
 ARCHITECTURE = "docs/architecture.md"
 
-# Who must not reach whom, directly or through other files. What `unless` names may be reached, and
-# whatever that one includes with it.
-DIRECTIONS = (
-    {"of": "src/console/", "not": ("src/commands/", "src/protocol/", "src/dispatch/")},
-    {"of": "src/protocol/", "not": ("src/console/", "src/commands/", "src/dispatch/")},
-    {"of": "src/base/", "not": ("src/console/", "src/commands/", "src/dispatch/", "src/protocol/",
-                                "src/firmware/", "src/netif/")},
-    {"of": "src/netif/", "not": ("src/console/", "src/commands/", "src/dispatch/", "src/protocol/",
-                                 "src/firmware/")},
-    {"of": "src/", "not": ("tools/", "frontend/", "tests/", "bench/")},
-    {"of": "frontend/", "not": ("src/", "tools/", "tests/", "bench/")},
-    {"of": "tools/", "not": ("src/", "tests/", "bench/"), "unless": ("src/firmware/image.hpp",)},
+# The rooms of each house from the top down: a file includes its own room and the rooms of the lines
+# below, nothing else of its house.
+HOUSES = (
+    (("src/main.cpp",), ("src/dispatch/",), ("src/commands/",), ("src/kit/",), ("src/firmware/",),
+     ("src/protocol/",), ("src/console/", "src/netif/"), ("src/base/", "src/base64.")),
+    (("lib/client/",), ("lib/catalogue/", "lib/frontend/", "lib/image/", "lib/wire/"),
+     ("lib/base/",)),
 )
+
+# Which houses stand beside each other; a house includes of the others what `may` names.
+STREET = ("src/", "lib/", "tools/", "gateway/", "tests/", "bench/")
+MAY_INCLUDE = {
+    "src/": ("lib/image/image.hpp",),
+    "lib/": (),
+    "tools/": ("lib/",),
+    "gateway/": ("lib/",),
+    "bench/": ("src/", "lib/", "tests/"),
+    "tests/": ("src/", "lib/", "tools/", "gateway/", "bench/"),
+}
 
 
 def line_length(tree):
@@ -131,29 +137,37 @@ def _cycles(tree, path, road, finished):
 
 
 def include_direction(tree):
-    for direction in DIRECTIONS:
-        for path in tree.with_suffix(CPP_SUFFIXES):
-            if path.startswith(direction["of"]):
-                yield from _wrong_ways(tree, path, direction)
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        house = _first_of(STREET, path)
+        if house is None:
+            continue
+        position = _position(path)
+        if position is None and any(path.startswith(rooms[0][0].split("/")[0] + "/")
+                                    for rooms in HOUSES):
+            yield path, 1, "stands in no room of its house"
+        for line, target in tree.includes(path):
+            if not target.startswith((house,) + MAY_INCLUDE[house]):
+                yield path, line, f"{house} must not include {target}"
+            elif position is not None and _is_above_or_beside(position, _position(target)):
+                yield path, line, f"{position[2]} must not include {target}"
 
 
-def _wrong_ways(tree, path, direction):
-    """The includes of `path` by which a forbidden place is reached, each with one such road."""
-    for line, target in tree.includes(path):
-        roads = [[target]]
-        seen = {target}
-        while roads:
-            road = roads.pop()
-            if road[-1] in direction.get("unless", ()):
-                continue
-            if road[-1].startswith(direction["not"]):
-                yield (path, line,
-                       f"{direction['of']} must not include {' -> '.join(road)}")
-                break
-            for _, further in tree.includes(road[-1]):
-                if further not in seen:
-                    seen.add(further)
-                    roads.append(road + [further])
+def _first_of(beginnings, path):
+    return next((each for each in beginnings if path.startswith(each)), None)
+
+
+def _position(path):
+    """The number of the house, the line of the room in it, and the room; None for no room."""
+    for number, rooms in enumerate(HOUSES):
+        for line, names in enumerate(rooms):
+            if room := _first_of(names, path):
+                return number, line, room
+    return None
+
+
+def _is_above_or_beside(position, other):
+    return (other is not None and other[0] == position[0] and other[2] != position[2]
+            and other[1] <= position[1])
 
 
 RULES = {

@@ -9,7 +9,7 @@ HEADER_SUFFIXES = (".hpp", ".h")
 CODE_SUFFIXES = CPP_SUFFIXES + (".py", ".sh", ".cmake")
 
 # Where an include that is not found beside its file is looked for.
-INCLUDE_ROOTS = ("src", "", "tools", "tests", "tests/system", "frontend")
+INCLUDE_ROOTS = ("src", "", "tools", "tests")
 
 _INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.MULTILINE)
 

@@ -1,5 +1,5 @@
 // The envelope of every answer, and how it is stored.
-#include "dispatch/answer.hpp"
+#include "kit/answer.hpp"
 
 #include <gtest/gtest.h>
 

@@ -9,8 +9,8 @@
 #include "avoipctl/catalogue.hpp"
 #include "avoipctl/command_table.hpp"
 #include "dispatch/command_table.hpp"
-#include "frontend/avoip_frontend.h"
 #include "gtest/gtest.h"
+#include "lib/frontend/avoip_frontend.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include "commands/edid.hpp"
 #include "commands/ir.hpp"
 #include "commands/matrix.hpp"
-#include "dispatch/answer.hpp"
 #include "dispatch/command_table.hpp"
 #include "dispatch/dispatch.hpp"
-#include "families/commands.hpp"
+#include "kit/answer.hpp"
+#include "system/families/commands.hpp"
 
 namespace {
 

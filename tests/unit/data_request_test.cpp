@@ -1,5 +1,5 @@
 // The generic data request, which serial data and IR data share.
-#include "commands/data_request.hpp"
+#include "kit/data_request.hpp"
 
 #include <gtest/gtest.h>
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "bed/descriptor.hpp"
+#include "bed/device_reply.hpp"
 #include "client_bed.hpp"
-#include "device_reply.hpp"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "capture_output.hpp"
-#include "dispatch/answer.hpp"
 #include "dispatch/command_table.hpp"
+#include "kit/answer.hpp"
 #include "protocol/client.hpp"
 
 namespace {

@@ -1,7 +1,7 @@
 /* A front end in C: it has to compile and link; it needs no daemon to run. */
 #include <string.h>
 
-#include "frontend/avoip_frontend.h"
+#include "lib/frontend/avoip_frontend.h"
 
 int main(void) {
     char* answer = (char*)"";

@@ -17,8 +17,8 @@
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
 #include "bed/stand_in.hpp"
-#include "frontend/avoip_frontend.h"
 #include "gtest/gtest.h"
+#include "lib/frontend/avoip_frontend.h"
 
 namespace {
 

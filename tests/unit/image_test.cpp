@@ -1,5 +1,5 @@
 // The info block of a firmware image: which byte means what.
-#include "firmware/image.hpp"
+#include "lib/image/image.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-using Block = std::array<unsigned char, kInfoBlockSize>;
+using Block = std::array<unsigned char, avoip::kInfoBlockSize>;
 
 // A block with something in every byte that no field uses.
 Block typicalBlock() {
@@ -34,7 +34,7 @@ bed::Descriptor memoryFile(const void* bytes, std::size_t count, off_t offset) {
     return file;
 }
 
-void expectEmpty(const FirmwareInfoBlock& block) {
+void expectEmpty(const avoip::FirmwareInfoBlock& block) {
     EXPECT_EQ(block.magic, 0U);
     EXPECT_EQ(block.version, (std::array<std::uint8_t, 3>{}));
     EXPECT_STREQ(block.name.data(), "");
@@ -42,53 +42,55 @@ void expectEmpty(const FirmwareInfoBlock& block) {
 }
 
 TEST(ImageDecode, every_field_stands_at_its_place_little_endian) {
-    const FirmwareInfoBlock block = Image_decode(typicalBlock());
+    const avoip::FirmwareInfoBlock block = avoip::Image_decode(typicalBlock());
     EXPECT_EQ(block.magic, 0x27051956U);
-    EXPECT_EQ(block.magic, kImageMagic);
+    EXPECT_EQ(block.magic, avoip::kImageMagic);
     EXPECT_STREQ(block.name.data(), "Video-TX-2");
     EXPECT_EQ(block.size, 10000);
 }
 
 TEST(ImageDecode, the_version_stands_in_the_file_in_reverse) {
-    const FirmwareInfoBlock block = Image_decode(typicalBlock());
+    const avoip::FirmwareInfoBlock block = avoip::Image_decode(typicalBlock());
     EXPECT_EQ(block.version, (std::array<std::uint8_t, 3>{1, 2, 6}));
 }
 
 TEST(ImageDecode, a_magic_in_the_other_byte_order_is_another_number) {
     Block bytes = typicalBlock();
     std::reverse(bytes.begin(), bytes.begin() + 4);
-    EXPECT_EQ(Image_decode(bytes).magic, 0x56190527U);
+    EXPECT_EQ(avoip::Image_decode(bytes).magic, 0x56190527U);
 }
 
 TEST(ImageDecode, a_name_that_fills_its_field_ends_with_the_field) {
     Block bytes = typicalBlock();
     std::fill_n(bytes.begin() + 40, 64, static_cast<unsigned char>('n'));
-    EXPECT_EQ(Image_decode(bytes).name.data(), std::string(64, 'n'));
+    EXPECT_EQ(avoip::Image_decode(bytes).name.data(), std::string(64, 'n'));
 }
 
 TEST(ImageDecode, the_size_is_signed) {
     Block bytes = typicalBlock();
     std::fill_n(bytes.begin() + 104, 4, static_cast<unsigned char>(0xFF));
-    EXPECT_EQ(Image_decode(bytes).size, -1);
+    EXPECT_EQ(avoip::Image_decode(bytes).size, -1);
     bytes[107] = 0x7F;
-    EXPECT_EQ(Image_decode(bytes).size, 2147483647);
+    EXPECT_EQ(avoip::Image_decode(bytes).size, 2147483647);
 }
 
 TEST(ImageEncode, puts_every_field_at_its_place_and_zeros_elsewhere) {
-    FirmwareInfoBlock block{.magic = kImageMagic, .version = {1, 2, 6}, .name = {}, .size = 10000};
-    std::string_view("Video-TX-2").copy(block.name.data(), kImageNameSize);
+    avoip::FirmwareInfoBlock block{
+        .magic = avoip::kImageMagic, .version = {1, 2, 6}, .name = {}, .size = 10000};
+    std::string_view("Video-TX-2").copy(block.name.data(), avoip::kImageNameSize);
     Block expected{};
     const Block typical = typicalBlock();
     std::copy_n(typical.begin(), 7, expected.begin());
     std::copy_n(typical.begin() + 40, 10, expected.begin() + 40);
     std::copy_n(typical.begin() + 104, 4, expected.begin() + 104);
-    EXPECT_EQ(Image_encode(block), expected);
+    EXPECT_EQ(avoip::Image_encode(block), expected);
 }
 
 TEST(ImageEncode, what_it_writes_decodes_to_the_same) {
-    FirmwareInfoBlock block{.magic = 0x80FF00AA, .version = {255, 0, 128}, .name = {}, .size = -5};
-    std::fill_n(block.name.begin(), kImageNameSize, 'x');
-    const FirmwareInfoBlock again = Image_decode(Image_encode(block));
+    avoip::FirmwareInfoBlock block{
+        .magic = 0x80FF00AA, .version = {255, 0, 128}, .name = {}, .size = -5};
+    std::fill_n(block.name.begin(), avoip::kImageNameSize, 'x');
+    const avoip::FirmwareInfoBlock again = avoip::Image_decode(avoip::Image_encode(block));
     EXPECT_EQ(again.magic, block.magic);
     EXPECT_EQ(again.version, block.version);
     EXPECT_EQ(again.name, block.name);
@@ -98,25 +100,26 @@ TEST(ImageEncode, what_it_writes_decodes_to_the_same) {
 TEST(ImageRead, finds_the_block_64_kib_before_16_mib) {
     const Block bytes = typicalBlock();
     const bed::Descriptor file = memoryFile(bytes.data(), bytes.size(), 16 * 1024 * 1024 - 65536);
-    EXPECT_EQ(Image_encode(Image_read(file.get())), Image_encode(Image_decode(bytes)));
+    EXPECT_EQ(avoip::Image_encode(avoip::Image_read(file.get())),
+              avoip::Image_encode(avoip::Image_decode(bytes)));
 }
 
 TEST(ImageRead, of_a_file_that_ends_before_the_block_everything_is_zero) {
-    expectEmpty(Image_read(memoryFile("short", 5, 0).get()));
-    expectEmpty(Image_read(memoryFile("x", 1, kInfoBlockOffset - 1).get()));
+    expectEmpty(avoip::Image_read(memoryFile("short", 5, 0).get()));
+    expectEmpty(avoip::Image_read(memoryFile("x", 1, avoip::kInfoBlockOffset - 1).get()));
 }
 
 TEST(ImageRead, of_a_file_that_ends_within_the_block_the_rest_is_zero) {
     const Block bytes = typicalBlock();
-    const FirmwareInfoBlock block =
-        Image_read(memoryFile(bytes.data(), 105, kInfoBlockOffset).get());
-    EXPECT_EQ(block.magic, kImageMagic);
+    const avoip::FirmwareInfoBlock block =
+        avoip::Image_read(memoryFile(bytes.data(), 105, avoip::kInfoBlockOffset).get());
+    EXPECT_EQ(block.magic, avoip::kImageMagic);
     EXPECT_STREQ(block.name.data(), "Video-TX-2");
     EXPECT_EQ(block.size, 0x10);
 }
 
 TEST(ImageRead, of_what_cannot_be_read_everything_is_zero) {
-    expectEmpty(Image_read(-1));
+    expectEmpty(avoip::Image_read(-1));
 }
 
 }  // namespace

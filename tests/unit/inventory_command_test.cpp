@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "bed/device_reply.hpp"
 #include "client_bed.hpp"
 #include "commands/inventory.hpp"
-#include "device_reply.hpp"
-#include "dispatch/answer.hpp"
+#include "kit/answer.hpp"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The arguments of a command line: the rules of C's sscanf, checked against sscanf itself, and what
 // becomes of a typed identity.
-#include "commands/scan.hpp"
+#include "kit/scan.hpp"
 
 #include <gtest/gtest.h>
 

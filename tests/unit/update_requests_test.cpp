@@ -1,6 +1,6 @@
 // The two requests that carry update data inside the device protocol: their bytes and what their
 // replies make of them.
-#include "firmware/update_requests.hpp"
+#include "commands/update.hpp"
 
 #include <gtest/gtest.h>
 

@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "firmware/image.hpp"
+#include "lib/image/image.hpp"
 
 struct ImageFile {
-    std::string trouble;        ///< why it cannot be used at all, empty when it can
-    FirmwareInfoBlock block{};  ///< only without trouble
+    std::string trouble;               ///< why it cannot be used at all, empty when it can
+    avoip::FirmwareInfoBlock block{};  ///< only without trouble
     long long file_size = 0;
 };
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "avoipctl/catalogue.hpp"
-#include "frontend/avoip_frontend.h"
+#include "lib/frontend/avoip_frontend.h"
 
 /// The exit statuses of avoipctl.
 enum Status : int {

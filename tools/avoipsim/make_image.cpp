@@ -7,7 +7,7 @@
 #include <fstream>
 #include <vector>
 
-#include "firmware/image.hpp"
+#include "lib/image/image.hpp"
 
 namespace {
 
@@ -47,17 +47,17 @@ std::optional<std::array<std::uint8_t, 3>> MakeImage_version(const std::string& 
 }
 
 bool MakeImage_write(const ImageOptions& options, std::string& problem) {
-    FirmwareInfoBlock info{};
-    info.magic = kImageMagic;
+    avoip::FirmwareInfoBlock info{};
+    info.magic = avoip::kImageMagic;
     info.version = MakeImage_version(options.version).value_or(std::array<std::uint8_t, 3>{});
-    std::copy_n(options.name.begin(), std::min(options.name.size(), kImageNameSize),
+    std::copy_n(options.name.begin(), std::min(options.name.size(), avoip::kImageNameSize),
                 info.name.begin());
     info.size = options.size;
-    const auto block = Image_encode(info);
+    const auto block = avoip::Image_encode(info);
     const auto* bytes = reinterpret_cast<const char*>(block.data());
     std::ofstream file(options.path, std::ios::binary | std::ios::trunc);
     writePattern(file, static_cast<std::uint32_t>(options.size));
-    file.seekp(kInfoBlockOffset);
+    file.seekp(avoip::kInfoBlockOffset);
     file.write(bytes, block.size());
     if (static_cast<std::size_t>(options.size) >= block.size()) {
         file.seekp(0);

@@ -129,7 +129,7 @@ void addImage(CLI::App& app, ImageOptions& image) {
         ->group(kGroup)
         ->capture_default_str()
         ->check([](const std::string& text) {
-            return text.size() <= kImageNameSize ? "" : "a name has at most 64 characters";
+            return text.size() <= avoip::kImageNameSize ? "" : "a name has at most 64 characters";
         });
     app.add_option("--image-version", image.version, "Its version")
         ->group(kGroup)

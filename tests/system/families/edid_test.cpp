@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "families/conversation.hpp"
+#include "system/families/conversation.hpp"
 
 namespace {
 

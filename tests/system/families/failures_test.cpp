@@ -1,5 +1,5 @@
 // What every command prints and answers when its request cannot be sent.
-#include "families/conversation.hpp"
+#include "system/families/conversation.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "families/conversation.hpp"
+#include "system/families/conversation.hpp"
 
 namespace {
 

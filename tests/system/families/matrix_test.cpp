@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "families/conversation.hpp"
+#include "system/families/conversation.hpp"
 
 namespace {
 

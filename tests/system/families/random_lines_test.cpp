@@ -6,7 +6,7 @@
 #include <random>
 #include <thread>
 
-#include "families/conversation.hpp"
+#include "system/families/conversation.hpp"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <chrono>
 #include <ostream>
 
-#include "families/conversation.hpp"
+#include "system/families/conversation.hpp"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
-#include "transcripts/wire.hpp"
+#include "bed/wire.hpp"
 
 namespace {
 

@@ -1,0 +1,39 @@
+#include "lib/frontend/waiting.hpp"
+
+#include <poll.h>
+#include <time.h>
+
+#include <algorithm>
+
+namespace avoip {
+
+namespace {
+
+constexpr std::int64_t kLongestPauseUs = 4000;
+
+std::int64_t now_us() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
+}
+
+}  // namespace
+
+Deadline Deadline_in(std::int64_t milliseconds) {
+    return now_us() + milliseconds * 1000;
+}
+
+std::int64_t Deadline_left_us(Deadline deadline) {
+    return std::max<std::int64_t>(deadline - now_us(), 0);
+}
+
+bool Pauses_sleep(Pauses& pauses, Deadline deadline, int descriptor) {
+    const std::int64_t pause_us = std::min(pauses.next_us, Deadline_left_us(deadline));
+    pauses.next_us = std::min(pauses.next_us * 3 / 2, kLongestPauseUs);
+    // poll() passes over a negative descriptor, which leaves a plain sleep.
+    pollfd watched{descriptor, POLLIN, 0};
+    const timespec limit{pause_us / 1000000, pause_us % 1000000 * 1000};
+    return ::ppoll(&watched, 1, &limit, nullptr) > 0;
+}
+
+}  // namespace avoip
