@@ -1,11 +1,13 @@
 #include "firmware/upload.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <span>
 
 #include "base/output.hpp"
 #include "firmware/tcp.hpp"
@@ -26,42 +28,34 @@ struct Chunk {
 };
 static_assert(sizeof(Chunk) == 4 + kChunkSizeMax, "no gap between header and data");
 
-/// The image's bytes in their order, read from the file many chunks at a time. Those past the end
-/// of the file are zero.
-class Payload {
-  public:
-    explicit Payload(int file) : file_(file) {}
-
-    /// Copies the next `length` bytes: a whole chunk's, but for the last ones of the image.
-    void copyNext(std::int32_t length, char* out) {
-        if (next_ == block_.size()) {
-            readBlock();
-        }
-        std::copy_n(block_.data() + next_, length, out);
-        next_ += static_cast<std::size_t>(length);
+/// Opens an image file. Anything but a regular file counts as one that cannot be opened: opening a
+/// terminal could make it the daemon's own, a FIFO has no end, and with some devices opening is an
+/// order. What stands at the path is looked at before it is opened, and again when it is open.
+int openImage(const char* path) {
+    struct stat status {};
+    if (::stat(path, &status) < 0 || !S_ISREG(status.st_mode)) {
+        return -1;
     }
-
-  private:
-    void readBlock() {
-        std::size_t read = 0;
-        while (read < block_.size()) {
-            const ssize_t got = ::pread(file_, block_.data() + read, block_.size() - read,
-                                        offset_ + static_cast<off_t>(read));
-            if (got <= 0) {
-                break;
-            }
-            read += static_cast<std::size_t>(got);
-        }
-        std::fill(block_.begin() + static_cast<std::ptrdiff_t>(read), block_.end(), '\0');
-        offset_ += static_cast<off_t>(block_.size());
-        next_ = 0;
+    const int file = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (file >= 0 && (::fstat(file, &status) < 0 || !S_ISREG(status.st_mode))) {
+        ::close(file);
+        return -1;
     }
+    return file;
+}
 
-    int file_;
-    off_t offset_ = 0;
-    std::array<char, std::size_t{16} * kChunkSizeMax> block_;
-    std::size_t next_ = block_.size();
-};
+/// Reads a chunk's data from the file; what lies past its end is zero.
+void readData(int file, std::int32_t at, std::span<char> data) {
+    while (!data.empty()) {
+        const ssize_t got = ::pread(file, data.data(), data.size(), at);
+        if (got <= 0) {
+            break;
+        }
+        data = data.subspan(static_cast<std::size_t>(got));
+        at += static_cast<std::int32_t>(got);
+    }
+    std::ranges::fill(data, '\0');
+}
 
 char chunkKind(std::int32_t sent, std::int32_t remaining) {
     const bool last = remaining <= kChunkSizeMax;
@@ -89,12 +83,11 @@ void awaitReply(int socket, Chunk& chunk, std::int32_t capacity) {
 /// Sends the first `size` bytes of the file in chunks. @return 0, or -1 after "Tcp_Send err!"
 int sendImage(int socket, int file, std::int32_t size, bool wait) {
     Chunk chunk;
-    Payload payload(file);
     std::int32_t length = 0;
     for (std::int32_t sent = 0; sent < size; sent += length) {
         const std::int32_t remaining = size - sent;
         length = std::min(remaining, kChunkSizeMax);
-        payload.copyNext(length, chunk.data.data());
+        readData(file, sent, std::span(chunk.data).first(static_cast<std::size_t>(length)));
         if (sendChunk(socket, chunk, chunkKind(sent, remaining), length) < 0) {
             Output_print("Tcp_Send err!\n");
             return -1;
@@ -126,7 +119,7 @@ int upload(const char* ip, const char* path, bool wait, const char* kind) {
         Output_print("param err!\n");
         return -1;
     }
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+    const int file = openImage(path);
     if (file < 0) {
         Output_print("%s open failed...\n", path);
         return -1;

@@ -15,7 +15,7 @@
 /// Uploads an image to an encoder. Prints the image's name, version and size on the way.
 /// @param client  not used
 /// @param ip      the device's IPv4 address in dotted form
-/// @param path    the image file; its name must contain "TX"
+/// @param path    the image file, a regular one; its name must contain "TX"
 /// @param wait    wait up to 300 s for the device's reply after the last chunk, and print it; what
 ///                comes of that does not change the result
 /// @return 0 when every chunk was sent; -1 after printing why not. The file stays open when the
