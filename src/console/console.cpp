@@ -1,10 +1,13 @@
 #include "console/console.hpp"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -83,6 +86,20 @@ void* listenerThread(void* /*argument*/) {
     return nullptr;
 }
 
+/// Lets the system find out that a front end is gone without having said so, and end the connection
+/// within 60 + 5 * 20 seconds of silence.
+void keepAlive(int socket) {
+    constexpr struct {
+        int level, option, value;
+    } kOptions[] = {{SOL_SOCKET, SO_KEEPALIVE, 1},
+                    {IPPROTO_TCP, TCP_KEEPIDLE, 60},
+                    {IPPROTO_TCP, TCP_KEEPINTVL, 20},
+                    {IPPROTO_TCP, TCP_KEEPCNT, 5}};
+    for (const auto& [level, option, value] : kOptions) {
+        ::setsockopt(socket, level, option, &value, sizeof value);
+    }
+}
+
 /// Accepts connections until the console is stopped. Threads are neither joined nor detached, on
 /// purpose ("connection-leaks" in docs/kept-behaviours.md).
 /// @return 0 when stopped, 1 after a failed accept, -1 without a thread
@@ -96,6 +113,7 @@ int acceptConnections(int listener) {
             Output_systemError("accept");
             return 1;
         }
+        keepAlive(socket);
         pthread_t thread{};
         // The descriptor itself is the thread's argument.
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
@@ -108,17 +126,37 @@ int acceptConnections(int listener) {
     return 0;
 }
 
-/// Runs the handler on a zeroed answer buffer and posts what it answers.
-int answerLine(int socket, const char* line, char* answer, std::size_t answerSize) {
-    const CommandHandler handler = console.handler.load();
-    if (handler == nullptr) {
-        return 0;
+/// The answer buffer of this thread's connection; null on other threads.
+thread_local char* ownAnswer = nullptr;
+
+bool isZero(const char* memory, std::size_t size) {
+    return size == 0 || (memory[0] == '\0' && std::memcmp(memory, memory + 1, size - 1) == 0);
+}
+
+/// Makes memory zero of which, as a rule, a text at its beginning is all that is not.
+void clear(char* memory, std::size_t size) {
+    const std::size_t text = ::strnlen(memory, size);
+    std::memset(memory, 0, text);
+    if (!isZero(memory + text, size - text)) {
+        std::memset(memory + text, 0, size - text);
     }
-    if (handler(socket, line, answer) != 0) {
-        return -1;
+}
+
+/// Makes a connection's own answer buffer zero, whatever a handler has written into it, without
+/// keeping more of it in memory than small answers need: what stands before its first whole page is
+/// cleared, and the whole pages are given back to the system, which supplies zeroed ones.
+/// @return false when the system takes none back
+bool giveBack(char* answer, std::size_t size) {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const std::size_t offset = reinterpret_cast<std::uintptr_t>(answer) % page;
+    const std::size_t first = page - offset;
+    const std::size_t whole = size > first ? (size - first) / page * page : 0;
+    if (whole == 0 || ::madvise(answer + first, whole, MADV_DONTNEED) != 0) {
+        return false;
     }
-    AnswerSegment_post({answer, ::strnlen(answer, answerSize)});
-    return 0;
+    clear(answer, first);
+    clear(answer + first + whole, size - first - whole);
+    return true;
 }
 
 }  // namespace
@@ -192,13 +230,14 @@ int Telnet_server() {
 
 void Telnet_client(int socket) {
     std::array<char, kLineBufferSize> line{};
-    // Fresh from the system and zero; never released, on purpose ("connection-leaks" in
-    // docs/kept-behaviours.md).
+    // Never released, on purpose ("connection-leaks" in docs/kept-behaviours.md).
     auto* answer = static_cast<char*>(std::calloc(kAnswerBufferSize, 1));
     if (answer == nullptr) {
+        Output_print("Telnet: no memory for an answer buffer, the connection ends\n");
         return;
     }
     Unreleased_keep(answer);
+    ownAnswer = answer;
     while (load(console.ready) != 0) {
         if (Wait_readable(socket, kPollPeriodMs) <= 0) {
             continue;
@@ -212,15 +251,22 @@ void Telnet_client(int socket) {
         if (std::strstr(line.data(), "exit") != nullptr) {
             return;
         }
-        answerLine(socket, line.data(), answer, kAnswerBufferSize);
-        // An answer is one text from the first byte on, so this makes the whole buffer zero again,
-        // and never touches the megabytes behind a short answer.
-        std::memset(answer, 0, ::strnlen(answer, kAnswerBufferSize));
-        line.fill('\0');
+        Telnet_runHandler(socket, line.data(), answer, kAnswerBufferSize);
+        std::fill_n(line.begin(), count, '\0');
     }
 }
 
 int Telnet_runHandler(int socket, const char* line, char* answer, std::size_t answerSize) {
-    std::memset(answer, 0, answerSize);
-    return answerLine(socket, line, answer, answerSize);
+    if (answer != ownAnswer || !giveBack(answer, answerSize)) {
+        std::memset(answer, 0, answerSize);
+    }
+    const CommandHandler handler = console.handler.load();
+    if (handler == nullptr) {
+        return 0;
+    }
+    if (handler(socket, line, answer) != 0) {
+        return -1;
+    }
+    AnswerSegment_post({answer, ::strnlen(answer, answerSize)});
+    return 0;
 }

@@ -9,9 +9,9 @@
 #include <cstdint>
 
 /// Serves one command line. `line` is trimmed and terminated, at most 4,095 characters, its "!"
-/// included. `answer` has room for kAnswerBufferSize bytes, all of them zero; the handler stores
-/// its answer there as one text, from the first byte on. Runs on the connection's thread, several
-/// at once.
+/// included. `answer` has room for kAnswerBufferSize bytes, all of them zero at each call, whatever
+/// was written there before; the text at its beginning is the answer. Runs on the connection's
+/// thread, several at once.
 /// @return 0 when the answer is to be posted; anything else posts nothing
 using CommandHandler = int (*)(int socket, const char* line, char* answer);
 
@@ -41,9 +41,10 @@ int Telnet_stop();
 int Telnet_server();
 
 /// Serves one connection until its end of stream, a read error, a line with "exit" in it, or the
-/// end of the listener. The caller closes the socket.
+/// end of the listener. Without memory for its answers it ends at once, with a line that says so.
+/// The caller closes the socket.
 void Telnet_client(int socket);
 
-/// Zeroes the answer buffer, runs the handler and posts its answer.
+/// Makes the answer buffer zero over its whole size, runs the handler and posts its answer.
 /// @return 0, also without a handler; -1 when the handler reported failure
 int Telnet_runHandler(int socket, const char* line, char* answer, std::size_t answerSize);

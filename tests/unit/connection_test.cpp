@@ -43,6 +43,14 @@ TEST_F(ConnectionTest, finds_its_buffer_zero_again_after_long_and_failed_answers
     }
 }
 
+TEST_F(ConnectionTest, finds_its_buffer_zero_again_when_something_was_written_behind_the_answer) {
+    serve("behind!short!behind!1 failed!end!");
+    for (std::size_t i = 1; i <= 5; ++i) {
+        EXPECT_TRUE(awaitHandled(i).answerWasZero) << i;
+    }
+    EXPECT_EQ(bed::Segment().awaitAnswer(), "answer to end!");
+}
+
 TEST_F(ConnectionTest, hands_over_trimmed_lines) {
     serve("\r\none!  two!\r\n  three!four !!\tfive!");
     EXPECT_EQ(handledLines(), (Lines{"one!", "two!", "  three!", "four !", "!", "\tfive!"}));

@@ -40,6 +40,12 @@ int recordingHandler(int socket, const char* line, char* answer) {
         stored.append(1'000'000, 'x');
     }
     std::ranges::copy(stored, answer);
+    if (text.starts_with("behind")) {
+        for (std::size_t at = stored.size() + 1; at < kAnswerBufferSize; at += 1000) {
+            answer[at] = 'b';
+        }
+        answer[kAnswerBufferSize - 1] = 'b';
+    }
     int result = 0;
     std::from_chars(text.data(), text.data() + text.size(), result);
     const std::lock_guard lock(record.mutex);
