@@ -41,12 +41,19 @@ void openMissingOutputs() {
     }
 }
 
+/// What a peer, a limit or a terminal can raise does not end or stop the daemon: a peer that has
+/// gone away and a file that may not grow are seen by the failed write. TERM and INT end it.
+void ignoreSignals() {
+    for (const int number : {SIGPIPE, SIGXFSZ, SIGXCPU, SIGHUP, SIGTTIN, SIGTTOU}) {
+        std::signal(number, SIG_IGN);
+    }
+}
+
 }  // namespace
 
 int main() {
     openMissingOutputs();
-    // A peer that has gone away is seen by the failed write.
-    std::signal(SIGPIPE, SIG_IGN);
+    ignoreSignals();
     // A connection touches a few pages of large buffers; huge pages would make each cost megabytes.
     ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
 
