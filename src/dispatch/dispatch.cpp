@@ -2,6 +2,7 @@
 
 #include "base/fixed_text.hpp"
 #include "base/output.hpp"
+#include "base/utf8.hpp"
 #include "dispatch/command_table.hpp"
 #include "kit/answer.hpp"
 
@@ -12,8 +13,9 @@ int Command_dispatch(int socket, const char* line, char* answer) {
         return 0;
     }
     // An unknown line comes back whole, as far as the name's room goes.
-    FixedText<128> name;
-    name.set(row != nullptr ? row->reportedName : line);
+    constexpr std::size_t kNameMax = 127;
+    FixedText<kNameMax + 1> name;
+    name.set(Utf8_prefix(row != nullptr ? row->reportedName : line, kNameMax));
     Answer_store(Answer_failure(name.c_str()), answer);
     return 0;
 }

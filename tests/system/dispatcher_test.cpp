@@ -50,6 +50,13 @@ TEST_F(Dispatcher, a_long_unknown_line_is_echoed_up_to_127_characters) {
     EXPECT_EQ(ask(std::string(4000, 'x') + "!"), failure(most));
 }
 
+TEST_F(Dispatcher, a_long_echo_never_ends_inside_a_character) {
+    const std::string most(126, 'x');
+    EXPECT_EQ(ask(most + "\xC3\xA9!"), failure(most));
+    EXPECT_EQ(ask(most.substr(1) + "\xC3\xA9!"), failure(most.substr(1) + "\xC3\xA9"));
+    EXPECT_EQ(ask(most.substr(1) + "\xE2\x82\xAC!"), failure(most.substr(1)));
+}
+
 TEST_F(Dispatcher, a_line_that_begins_with_matrix_get_is_that_command) {
     session.console.send("matrix getting somewhere!");
     EXPECT_EQ(session.device.receive().text, request("matrix get", "somewhere"));
