@@ -4,6 +4,22 @@
 
 #include "base/unreleased.hpp"
 
+namespace {
+
+/// Room for what most commands print, so that the text is neither moved as it grows nor copied into
+/// a smaller room at its end.
+constexpr int kPrintedLengthMost = 512;
+
+cJSON* add(cJSON* parent, const char* key, cJSON* item) {
+    if (!cJSON_AddItemToObjectCS(parent, key, item)) {
+        cJSON_Delete(item);
+        return nullptr;
+    }
+    return item;
+}
+
+}  // namespace
+
 void JsonTreeDelete::operator()(cJSON* tree) const noexcept {
     cJSON_Delete(tree);
 }
@@ -21,19 +37,19 @@ JsonTree Json_newObject() {
 }
 
 JsonText Json_print(const cJSON* tree) {
-    return JsonText(cJSON_PrintUnformatted(tree));
+    return JsonText(cJSON_PrintBuffered(tree, kPrintedLengthMost, 0));
 }
 
 cJSON* Json_addObject(cJSON* parent, const char* key) {
-    return cJSON_AddObjectToObject(parent, key);
+    return add(parent, key, cJSON_CreateObject());
 }
 
 cJSON* Json_addArray(cJSON* parent, const char* key) {
-    return cJSON_AddArrayToObject(parent, key);
+    return add(parent, key, cJSON_CreateArray());
 }
 
 cJSON* Json_addText(cJSON* parent, const char* key, const char* value) {
-    return cJSON_AddStringToObject(parent, key, value);
+    return add(parent, key, cJSON_CreateString(value));
 }
 
 cJSON* Json_appendObject(cJSON* array) {

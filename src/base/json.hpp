@@ -29,7 +29,8 @@ JsonTree Json_newObject();
 /// Prints without blanks or line ends between tokens; null without memory.
 JsonText Json_print(const cJSON* tree);
 
-/// Add a member, after those that stand already, and return it (null without memory).
+/// Add a member, after those that stand already, and return it (null without memory). The key is
+/// not copied: it outlives the tree (a literal). The value is.
 cJSON* Json_addObject(cJSON* parent, const char* key);
 cJSON* Json_addArray(cJSON* parent, const char* key);
 cJSON* Json_addText(cJSON* parent, const char* key, const char* value);

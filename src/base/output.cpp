@@ -5,16 +5,12 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace {
-
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
 
 void writeWhole(int descriptor, std::string_view text) {
     while (!text.empty()) {
@@ -34,12 +30,21 @@ void printTo(int descriptor, const char* format, va_list arguments)
 
 void printTo(int descriptor, const char* format, va_list arguments) {
     const int error = errno;
-    char* allocated = nullptr;
-    const int length = ::vasprintf(&allocated, format, arguments);
-    if (length >= 0) {
-        const std::unique_ptr<char, Free> text(allocated);
-        writeWhole(descriptor, {text.get(), static_cast<std::size_t>(length)});
+    va_list again;
+    va_copy(again, arguments);
+    char room[512];
+    const int length = std::vsnprintf(room, sizeof room, format, arguments);
+    const auto size = static_cast<std::size_t>(length);
+    if (length >= 0 && size < sizeof room) {
+        writeWhole(descriptor, {room, size});
+    } else if (length >= 0) {
+        const std::unique_ptr<char[]> text(new (std::nothrow) char[size + 1]);
+        if (text != nullptr) {
+            std::vsnprintf(text.get(), size + 1, format, again);
+            writeWhole(descriptor, {text.get(), size});
+        }
     }
+    va_end(again);
     errno = error;
 }
 

@@ -41,13 +41,13 @@ int Command_setDeviceAlias(int /*socket*/, const char* line, char** answer) {
     AliasAndIdentity texts;
     texts.setIdentity(scan.skipWords(4).word());
     texts.setAlias(scan.rest());
-    const DeviceId device = Scan_deviceEntry(texts.identity());
+    const DeviceId device = Scan_expanded(texts.identity());
     return Command_acknowledge(Protocol_client_setAlias(daemonClient, device, texts.alias()),
                                "Protocol_client_setAlias err!", "config set device alias", answer);
 }
 
 int Command_removeDeviceAlias(int /*socket*/, const char* line, char** answer) {
-    const DeviceId device = Scan_deviceEntry(LineScan(line).skipWords(4).rest());
+    const DeviceId device = Scan_expanded(LineScan(line).skipWords(4).rest());
     return Command_acknowledge(Protocol_client_removeAlias(daemonClient, device),
                                "Protocol_client_removeAlias err!", "config remove device alias",
                                answer);

@@ -10,6 +10,7 @@
 #include "kit/finish.hpp"
 #include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
+#include "protocol/reply.hpp"
 
 namespace {
 
@@ -50,20 +51,14 @@ std::int32_t sendEdid(const DeviceId& device, std::string_view hex) {
     return Protocol_client_setEncodeEdid(daemonClient, device, base64.data());
 }
 
-std::int32_t readEdid(const char* reply, EdidText& edid) {
-    const JsonTree tree = Json_parse(reply);
-    if (tree == nullptr) {
-        return Command_fail("cJSON_Parse err!");
+constexpr MemberName kEdid[] = {{"edid", "get edid err!"}};
+
+std::int32_t readEdid(const cJSON* reply, EdidText& edid) {
+    std::string_view text;
+    const auto store = [&text](const MemberName& /*edid*/, const char* value) { text = value; };
+    if (Reply_readObject<MemberName>(reply, "rxedid", "get rxedid err!", kEdid, store) < 0) {
+        return -1;
     }
-    const cJSON* object = Json_find(tree.get(), "rxedid");
-    if (object == nullptr) {
-        return Command_fail("get rxedid err!");
-    }
-    const cJSON* value = Json_find(object, "edid");
-    if (value == nullptr) {
-        return Command_fail("get edid err!");
-    }
-    const std::string_view text = Json_text(value);
     if (text.size() >= edid.bytes.size()) {
         Output_print("an EDID of %zu characters is too long: at most %zu\n", text.size(),
                      edid.bytes.size() - 1);
@@ -113,7 +108,7 @@ int Command_setAllEdid(int /*socket*/, const char* line, char** answer) {
 
 std::int32_t Protocol_client_getDecodeEdid(ProtocolClient* client, const DeviceId& device,
                                            EdidText& edid) {
-    const auto read = [&edid](const char* reply) { return readEdid(reply, edid); };
+    const auto read = [&edid](const JsonTree& reply) { return readEdid(reply.get(), edid); };
     return Protocol_client_singleReply(client, {.cmd = "edid get", .devices = {&device, 1}},
                                        {.timeoutSeconds = kEdidTimeoutSeconds, .read = read});
 }

@@ -12,8 +12,7 @@ namespace {
 constexpr RouteQuery kQuery = {.cmd = "ir matrix get",
                                .key = "irsource",
                                .objectMissing = "get irsource err!",
-                               .rxidMissing = "get rxid err!",
-                               .txidMissing = "get txid err!",
+                               .members = {{{"rxid", "get rxid err!"}, {"txid", "get txid err!"}}},
                                .resultWhenMissing = -1};
 
 }  // namespace
@@ -60,6 +59,6 @@ std::int32_t Protocol_client_ir_matrixClear(ProtocolClient* client, const Device
 }
 
 std::int32_t Protocol_client_ir_sendData(ProtocolClient* client, const DeviceId& device,
-                                         std::span<const unsigned char> data) {
-    return Protocol_client_sendData(client, device, "ir data", data);
+                                         const unsigned char* data, std::size_t count) {
+    return Protocol_client_sendData(client, device, "ir data", data, count);
 }

@@ -1,8 +1,8 @@
 // IR routes: the encoder with which a decoder exchanges infrared signals.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 #include "base/fixed_text.hpp"
@@ -27,4 +27,4 @@ std::int32_t Protocol_client_ir_matrixSet(ProtocolClient* client, const DeviceId
                                           std::string_view txid);
 std::int32_t Protocol_client_ir_matrixClear(ProtocolClient* client, const DeviceId& device);
 std::int32_t Protocol_client_ir_sendData(ProtocolClient* client, const DeviceId& device,
-                                         std::span<const unsigned char> data);
+                                         const unsigned char* data, std::size_t count);

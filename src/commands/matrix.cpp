@@ -10,12 +10,12 @@ namespace {
 
 // A reply without the route still succeeds, on purpose ("routeless-reply" in
 // docs/kept-behaviours.md).
-constexpr RouteQuery kQuery = {.cmd = "matrix get",
-                               .key = "rxsource",
-                               .objectMissing = "get rxsource err!",
-                               .rxidMissing = "get deviceid err!",
-                               .txidMissing = "get deviceid err!",
-                               .resultWhenMissing = 0};
+constexpr RouteQuery kQuery = {
+    .cmd = "matrix get",
+    .key = "rxsource",
+    .objectMissing = "get rxsource err!",
+    .members = {{{"rxid", "get deviceid err!"}, {"txid", "get deviceid err!"}}},
+    .resultWhenMissing = 0};
 
 constexpr const char* kSetError = "Protocol_client_matrix_setDecode err!";
 

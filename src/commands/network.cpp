@@ -22,7 +22,7 @@ constexpr std::span kTyped = std::span(kMembers).first<5>();
 
 int Command_getNetParams(int /*socket*/, const char* line, char** answer) {
     const std::string identity(LineScan(line).skipWords(4).rest());
-    const DeviceId device = Scan_deviceEntry(identity);
+    const DeviceId device = Scan_expanded(identity);
     NetParams params{};
     if (Protocol_client_getNetParams(daemonClient, device, params) < 0) {
         // The decoder-parameter line, on purpose ("copied-error-lines" in
@@ -39,7 +39,7 @@ int Command_getNetParams(int /*socket*/, const char* line, char** answer) {
 
 int Command_setNetParams(int /*socket*/, const char* line, char** answer) {
     LineScan scan(line);
-    const DeviceId device = Scan_deviceEntry(scan.literal("config set net params ").word());
+    const DeviceId device = Scan_expanded(scan.literal("config set net params ").word());
     NetParams params{};
     Record_scan<NetParams>(scan, params, kTyped);
     return Command_acknowledge(Protocol_client_setNetParams(daemonClient, device, params),
@@ -49,7 +49,7 @@ int Command_setNetParams(int /*socket*/, const char* line, char** answer) {
 
 std::int32_t Protocol_client_getNetParams(ProtocolClient* client, const DeviceId& device,
                                           NetParams& params) {
-    return Record_request(client, device, "config get net params", Protocol_client_parseNetParams,
+    return Record_request(client, device, "config get net params", Protocol_client_readNetParams,
                           params);
 }
 

@@ -66,7 +66,7 @@ bool acceptable(const DecodeParams& params) {
 }  // namespace
 
 int Command_getTxParams(int /*socket*/, const char* line, char** answer) {
-    const DeviceId device = Scan_deviceEntry(LineScan(line).skipWords(4).rest());
+    const DeviceId device = Scan_expanded(LineScan(line).skipWords(4).rest());
     EncodeParams params{};
     if (Protocol_client_getEncodeParams(daemonClient, device, params) < 0) {
         return Command_fail("Protocol_client_getEncodeParams err!");
@@ -77,7 +77,7 @@ int Command_getTxParams(int /*socket*/, const char* line, char** answer) {
 
 int Command_setTxParams(int /*socket*/, const char* line, char** answer) {
     LineScan scan(line);
-    const DeviceId device = Scan_deviceEntry(scan.skipWords(4).word());
+    const DeviceId device = Scan_expanded(scan.skipWords(4).word());
     EncodeParams params{};
     Record_scan<EncodeParams>(scan, params, kSetTx);
     if (!acceptable(params)) {
@@ -89,7 +89,7 @@ int Command_setTxParams(int /*socket*/, const char* line, char** answer) {
 }
 
 int Command_getRxParams(int /*socket*/, const char* line, char** answer) {
-    const DeviceId device = Scan_deviceEntry(LineScan(line).skipWords(4).rest());
+    const DeviceId device = Scan_expanded(LineScan(line).skipWords(4).rest());
     DecodeParams params{};
     if (Protocol_client_getDecodeParams(daemonClient, device, params) < 0) {
         return Command_fail("Protocol_client_getDecodeParams err!");
@@ -100,7 +100,7 @@ int Command_getRxParams(int /*socket*/, const char* line, char** answer) {
 
 int Command_setRxParams(int /*socket*/, const char* line, char** answer) {
     LineScan scan(line);
-    const DeviceId device = Scan_deviceEntry(scan.skipWords(4).word());
+    const DeviceId device = Scan_expanded(scan.skipWords(4).word());
     DecodeParams params{};
     Record_scan<DecodeParams>(scan, params, kSetRx);
     if (!acceptable(params)) {
@@ -114,7 +114,7 @@ int Command_setRxParams(int /*socket*/, const char* line, char** answer) {
 
 std::int32_t Protocol_client_getEncodeParams(ProtocolClient* client, const DeviceId& device,
                                              EncodeParams& params) {
-    return Record_request(client, device, "config get tx params", Protocol_client_parseTxParams,
+    return Record_request(client, device, "config get tx params", Protocol_client_readTxParams,
                           params);
 }
 
@@ -126,7 +126,7 @@ std::int32_t Protocol_client_setEncodeParams(ProtocolClient* client, const Devic
 
 std::int32_t Protocol_client_getDecodeParams(ProtocolClient* client, const DeviceId& device,
                                              DecodeParams& params) {
-    return Record_request(client, device, "config get rx params", Protocol_client_parseRxParams,
+    return Record_request(client, device, "config get rx params", Protocol_client_readRxParams,
                           params);
 }
 

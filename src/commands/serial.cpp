@@ -24,12 +24,12 @@ constexpr RecordMember<SerialParams> kMembers[] = {
 
 // The messages are the video matrix's, on purpose ("copied-missing-messages" in
 // docs/kept-behaviours.md).
-constexpr RouteQuery kQuery = {.cmd = "serial matrix get",
-                               .key = "serialsource",
-                               .objectMissing = "get rxsource err!",
-                               .rxidMissing = "get deviceid err!",
-                               .txidMissing = "get deviceid err!",
-                               .resultWhenMissing = -1};
+constexpr RouteQuery kQuery = {
+    .cmd = "serial matrix get",
+    .key = "serialsource",
+    .objectMissing = "get rxsource err!",
+    .members = {{{"rxid", "get deviceid err!"}, {"txid", "get deviceid err!"}}},
+    .resultWhenMissing = -1};
 
 /// Tells `second` of `first` and then, if that could be sent, `first` of `second`.
 std::int32_t routeBothEnds(std::string_view first, std::string_view second) {
@@ -130,14 +130,14 @@ int Command_serialData(int /*socket*/, const char* line, char** answer) {
             static_cast<unsigned char>(digitValue(hex[2 * i]) * 16 + digitValue(hex[2 * i + 1]));
     }
     return Command_acknowledge(
-        Protocol_client_serial_sendData(daemonClient, device, {bytes.data(), count}),
+        Protocol_client_serial_sendData(daemonClient, device, bytes.data(), count),
         "Protocol_client_serial_sendData err!", "serial data", answer);
 }
 
 std::int32_t Protocol_client_serial_getParams(ProtocolClient* client, const DeviceId& device,
                                               SerialParams& params) {
     const bool traced = true;
-    return Record_request(client, device, "serial get params", Protocol_client_parseSerialParams,
+    return Record_request(client, device, "serial get params", Protocol_client_readSerialParams,
                           params, traced);
 }
 
@@ -162,6 +162,6 @@ std::int32_t Protocol_client_serial_matrixClear(ProtocolClient* client, const De
 }
 
 std::int32_t Protocol_client_serial_sendData(ProtocolClient* client, const DeviceId& device,
-                                             std::span<const unsigned char> data) {
-    return Protocol_client_sendData(client, device, "serial data", data);
+                                             const unsigned char* data, std::size_t count) {
+    return Protocol_client_sendData(client, device, "serial data", data, count);
 }

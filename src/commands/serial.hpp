@@ -2,8 +2,8 @@
 // out of them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 #include "base/fixed_text.hpp"
@@ -49,4 +49,4 @@ std::int32_t Protocol_client_serial_matrixSet(ProtocolClient* client, const Devi
                                               std::string_view txid);
 std::int32_t Protocol_client_serial_matrixClear(ProtocolClient* client, const DeviceId& device);
 std::int32_t Protocol_client_serial_sendData(ProtocolClient* client, const DeviceId& device,
-                                             std::span<const unsigned char> data);
+                                             const unsigned char* data, std::size_t count);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "base/output.hpp"
 #include "firmware/upload.hpp"
@@ -55,15 +56,15 @@ int updateDevice(const char* line, const char* cmd, const char* group, Upload up
                  char** answer) {
     LineScan scan(line);
     scan.literal(cmd).literal(" ");
-    const DeviceId id = Scan_id(scan.word());
+    const std::string_view id = scan.word();
     const ImagePath path = pathOf(scan.rest());
     DeviceRecords records;
     std::span<const DeviceRecord> found;
     if (discover(group, records, found) < 0) {
         return -1;
     }
-    const auto device = std::find_if(found.begin(), found.end(), [&id](const DeviceRecord& each) {
-        return each.deviceid.view() == id.view();
+    const auto device = std::find_if(found.begin(), found.end(), [id](const DeviceRecord& each) {
+        return each.deviceid.view() == id;
     });
     if (device == found.end()) {
         return -1;
@@ -73,14 +74,14 @@ int updateDevice(const char* line, const char* cmd, const char* group, Upload up
 }
 
 constexpr int kUpdateTimeoutSeconds = 1;
-constexpr std::size_t kUpdateSizeMax = 1500;
+constexpr std::size_t kUpdateTxSizeMax = 1500;
 
 /// Nothing is read from the reply beyond its acknowledgement.
-std::int32_t acknowledged(const char* /*reply*/) {
+std::int32_t acknowledged(const JsonTree& /*reply*/) {
     return 0;
 }
 
-void addDecimal(cJSON* root, const char* key, std::int64_t number) {
+void addDecimal(cJSON* root, const char* key, std::int32_t number) {
     Json_addText(root, key, std::to_string(number).c_str());
 }
 
@@ -131,19 +132,20 @@ int Command_updateDeviceDecoder(int /*socket*/, const char* line, char** answer)
 }
 
 std::int32_t Protocol_client_updateTx(ProtocolClient* client, const DeviceId& device,
-                                      std::int32_t count, std::string_view data) {
+                                      std::int32_t count, const void* data, std::int32_t length) {
     const auto addMembers = [&](cJSON* root) {
         addDecimal(root, "count", count);
-        addDecimal(root, "length", static_cast<std::int64_t>(data.size()));
+        addDecimal(root, "length", length);
     };
-    const std::string trailer = "\r\n" + std::string(data);
+    std::string trailer = "\r\n";
+    trailer.append(static_cast<const char*>(data), static_cast<std::size_t>(std::max(length, 0)));
     return Protocol_client_singleReply(
         client,
         {.cmd = "update tx",
          .devices = {&device, 1},
          .addMembers = addMembers,
          .trailer = trailer,
-         .sizeMax = kUpdateSizeMax},
+         .sizeMax = kUpdateTxSizeMax},
         {.timeoutSeconds = kUpdateTimeoutSeconds, .read = acknowledged});
 }
 
@@ -154,12 +156,9 @@ std::int32_t Protocol_client_updateRx(ProtocolClient* client, const DeviceId& de
         addDecimal(root, "length", length);
         Json_addText(root, "data", data);
     };
-    return Protocol_client_singleReply(client,
-                                       {.cmd = "update rx",
-                                        .devices = {&device, 1},
-                                        .addMembers = addMembers,
-                                        .sizeMax = kUpdateSizeMax},
-                                       {.timeoutSeconds = kUpdateTimeoutSeconds,
-                                        .read = acknowledged,
-                                        .unreadable = Unreadable::kEndsRequest});
+    return Protocol_client_singleReply(
+        client, {.cmd = "update rx", .devices = {&device, 1}, .addMembers = addMembers},
+        {.timeoutSeconds = kUpdateTimeoutSeconds,
+         .read = acknowledged,
+         .unreadable = Unreadable::kEndsRequest});
 }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 #include "base/fixed_text.hpp"
 #include "protocol/client.hpp"
@@ -18,17 +17,18 @@ int Command_updateAllEncoders(int socket, const char* line, char** answer);
 int Command_updateAllDecoders(int socket, const char* line, char** answer);
 
 /// "update device encoder ID PATH!" and "update device decoder ID PATH!": the first device found
-/// with exactly this identity. Without one the command fails and prints nothing.
+/// with exactly this identity, which has at most 31 characters. Without one the command fails and
+/// prints nothing.
 int Command_updateDeviceEncoder(int socket, const char* line, char** answer);
 int Command_updateDeviceDecoder(int socket, const char* line, char** answer);
 
 // Requests that carry update data inside the device protocol. No command sends them.
 
-/// "update tx": the document with "count" and "length" as decimal texts, CR LF, then the raw bytes
-/// of `data`. Single reply, 1 s: 0 when the device acknowledges, -1 otherwise. A datagram of more
-/// than 1,500 bytes is refused.
+/// "update tx": the document with "count" and "length" as decimal texts, CR LF, then `length` raw
+/// bytes of `data`. Single reply, 1 s: 0 when the device acknowledges, -1 otherwise. A datagram of
+/// more than 1,500 bytes is refused.
 std::int32_t Protocol_client_updateTx(ProtocolClient* client, const DeviceId& device,
-                                      std::int32_t count, std::string_view data);
+                                      std::int32_t count, const void* data, std::int32_t length);
 
 /// "update rx": the same with the data as a text member of the document and nothing behind it; a
 /// datagram that cannot be read ends the wait.

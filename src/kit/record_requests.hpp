@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "kit/scan.hpp"
 #include "protocol/exchange.hpp"
 #include "protocol/records.hpp"
+#include "protocol/reply.hpp"
 
 /// How long most single-reply requests wait.
 inline constexpr int kReplyTimeoutSeconds = 3;
@@ -22,18 +24,20 @@ void Record_scan(LineScan& scan, Record& record, std::span<const RecordMember<Re
     }
 }
 
-/// Asks one device; `parse` reads its reply into the record.
+/// Asks one device; `read` reads its reply into the record.
 /// @param traced  print the request and every datagram received
 /// @return 0 when the reply was read (or requests are skipped), -1 otherwise
 template <typename Record>
 std::int32_t Record_request(ProtocolClient* client, const DeviceId& device, const char* cmd,
-                            std::int32_t (*parse)(const char* reply, Record& record),
+                            std::int32_t (*read)(const cJSON* reply, Record& record),
                             Record& record, bool traced = false) {
+    const auto readReply = [&](JsonTree reply) {
+        return Reply_take(std::move(reply),
+                          [&](const cJSON* document) { return read(document, record); });
+    };
     return Protocol_client_singleReply(
         client, {.cmd = cmd, .devices = {&device, 1}, .traced = traced},
-        {.timeoutSeconds = kReplyTimeoutSeconds,
-         .read = [&](const char* reply) { return parse(reply, record); },
-         .traced = traced});
+        {.timeoutSeconds = kReplyTimeoutSeconds, .read = readReply, .traced = traced});
 }
 
 /// Sends one device the fields of `members` in an object under `key`, and waits for nothing.

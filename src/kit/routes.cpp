@@ -2,44 +2,26 @@
 
 #include <utility>
 
-#include "base/output.hpp"
 #include "kit/answer.hpp"
 #include "kit/record_requests.hpp"
 #include "protocol/exchange.hpp"
 
 namespace {
 
-/// The line that says what the reply lacks; null when it has the route, which is then in `txid`.
-const char* readRoute(const cJSON* reply, const RouteQuery& query, DeviceId& txid) {
-    const cJSON* route = Json_find(reply, query.key);
-    if (route == nullptr) {
-        return query.objectMissing;
-    }
-    if (Json_find(route, "rxid") == nullptr) {
-        return query.rxidMissing;
-    }
-    const cJSON* source = Json_find(route, "txid");
-    if (source == nullptr) {
-        return query.txidMissing;
-    }
-    txid.set(Json_text(source));
-    return nullptr;
-}
-
-std::int32_t readReply(const char* reply, const RouteQuery& query, DeviceId& txid) {
-    JsonTree tree = Json_parse(reply);
-    if (tree == nullptr) {
-        Output_print("cJSON_Parse err!\n");
-        return query.resultWhenMissing;
-    }
-    const char* missing = readRoute(tree.get(), query, txid);
-    if (missing == nullptr) {
+std::int32_t readRoute(JsonTree reply, const RouteQuery& query, DeviceId& txid) {
+    // The receiving end must be there and is not looked at.
+    const auto store = [&](const MemberName& member, const char* text) {
+        if (&member == &query.members.back()) {
+            txid.set(text);
+        }
+    };
+    if (Reply_readObject<MemberName>(reply.get(), query.key, query.objectMissing, query.members,
+                                     store) == 0) {
         return 0;
     }
-    Output_print("%s\n", missing);
     if (query.resultWhenMissing == 0) {
         // On purpose ("routeless-reply" in docs/kept-behaviours.md).
-        Json_leaveUnreleased(std::move(tree));
+        Json_leaveUnreleased(std::move(reply));
     }
     return query.resultWhenMissing;
 }
@@ -48,7 +30,7 @@ std::int32_t readReply(const char* reply, const RouteQuery& query, DeviceId& txi
 
 std::int32_t Route_get(ProtocolClient* client, const DeviceId& device, const RouteQuery& query,
                        DeviceId& txid) {
-    const auto read = [&](const char* reply) { return readReply(reply, query, txid); };
+    const auto read = [&](JsonTree reply) { return readRoute(std::move(reply), query, txid); };
     return Protocol_client_singleReply(client, {.cmd = query.cmd, .devices = {&device, 1}},
                                        {.timeoutSeconds = kReplyTimeoutSeconds, .read = read});
 }

@@ -2,21 +2,23 @@
 // its signal from, asked for and answered in an object of the matrix's own.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
 #include "base/fixed_text.hpp"
 #include "protocol/client.hpp"
+#include "protocol/reply.hpp"
 
 /// How one matrix asks for a route and reads the reply {KEY:{"rxid":RXID,"txid":TXID}}.
 struct RouteQuery {
     const char* cmd;
     /// The reply's and the answer's key.
     const char* key;
-    /// The lines that say what a reply lacks.
+    /// The line that says that a reply lacks the object.
     const char* objectMissing;
-    const char* rxidMissing;
-    const char* txidMissing;
+    /// The object's two ends, the receiving one first, each with the line that says it is missing.
+    std::array<MemberName, 2> members;
     /// What the request returns for such a reply. 0 leaves the parsed reply unreleased as well.
     std::int32_t resultWhenMissing;
 };

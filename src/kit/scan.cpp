@@ -91,7 +91,7 @@ DeviceId Scan_id(std::string_view identity) {
     return id;
 }
 
-DeviceId Scan_deviceEntry(std::string_view identity) {
+DeviceId Scan_expanded(std::string_view identity) {
     std::string text;
     for (std::size_t i = 0; i < identity.size(); ++i) {
         if (identity[i] != '%') {
@@ -104,4 +104,8 @@ DeviceId Scan_deviceEntry(std::string_view identity) {
         }
     }
     return Scan_id(text);
+}
+
+DeviceId Scan_deviceEntry(std::string_view identity) {
+    return Scan_expanded(Scan_id(identity).view());
 }

@@ -46,7 +46,11 @@ class LineScan {
 /// An identity as a field of 32 characters holds it: cut to 31.
 DeviceId Scan_id(std::string_view identity);
 
-/// The device list entry of a typed identity: at most 31 characters. The identity is read as a
-/// pattern, on purpose ("percent-in-identity" in docs/kept-behaviours.md): "%%" gives one "%", any
-/// other directive gives nothing.
+/// The device list entry of an identity: the text read as a pattern, on purpose
+/// ("percent-in-identity" in docs/kept-behaviours.md), and cut to 31 characters then. "%%" gives
+/// one "%", any other directive gives nothing.
+DeviceId Scan_expanded(std::string_view identity);
+
+/// The same for the families that hold a typed identity in a field of 32 characters: cut to 31
+/// first and then expanded.
 DeviceId Scan_deviceEntry(std::string_view identity);

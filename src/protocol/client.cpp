@@ -30,10 +30,11 @@ void enlargeReceiveQueue(int descriptor) {
     }
 }
 
-/// Whether the interface that `request` names is up. One that is down keeps its address, but a
-/// request that tried to leave through it would cost the client its socket.
-bool isUp(int descriptor, ifreq request) {
-    return ::ioctl(descriptor, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0;
+/// A system request that names the interface.
+ifreq requestFor(const char* interfaceName) {
+    ifreq request{};
+    ::strncpy(request.ifr_name, interfaceName, sizeof request.ifr_name - 1);
+    return request;
 }
 
 sockaddr_in ipv4Address(in_addr_t address, std::uint32_t port) {
@@ -148,15 +149,25 @@ std::int32_t Protocol_client_leaveGroup(ProtocolClient* client) {
     return 0;
 }
 
+bool Protocol_client_isDown(const char* interfaceName) {
+    const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        return false;
+    }
+    ifreq request = requestFor(interfaceName);
+    const bool isKnown = ::ioctl(descriptor, SIOCGIFFLAGS, &request) == 0;
+    ::close(descriptor);
+    return isKnown && (request.ifr_flags & IFF_UP) == 0;
+}
+
 std::int32_t Protocol_client_getIfAddr(const char* interfaceName, char* out) {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
         Output_print("socket create failed!/n");
         return -1;
     }
-    ifreq request{};
-    ::strncpy(request.ifr_name, interfaceName, sizeof request.ifr_name - 1);
-    if (!isUp(descriptor, request) || ::ioctl(descriptor, SIOCGIFADDR, &request) < 0) {
+    ifreq request = requestFor(interfaceName);
+    if (::ioctl(descriptor, SIOCGIFADDR, &request) < 0) {
         // The descriptor stays open on purpose ("address-query-leak" in docs/kept-behaviours.md).
         Output_print("SIOCGIFADDR Failed!/n");
         return -1;
@@ -170,7 +181,10 @@ std::int32_t Protocol_client_getIfAddr(const char* interfaceName, char* out) {
 
 std::int32_t Protocol_client_send(ProtocolClient* client, std::int32_t /*socket*/, const void* data,
                                   std::size_t length) {
-    const sockaddr_in group = ipv4Address(::inet_addr(client->group.c_str()), client->port);
+    // What is no address becomes one that cannot be sent to.
+    in_addr address{.s_addr = INADDR_NONE};
+    ::inet_pton(AF_INET, client->group.c_str(), &address);
+    const sockaddr_in group = ipv4Address(address.s_addr, client->port);
     const ClientSocket::Use use(client->socket);
     if (::sendto(use.get(), data, length, 0, reinterpret_cast<const sockaddr*>(&group),
                  sizeof group) < 0) {

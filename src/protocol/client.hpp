@@ -78,8 +78,11 @@ std::int32_t Protocol_client_joinGroup(ProtocolClient* client, std::int32_t sock
 /// Leaves the group; returns 0 whatever comes of it.
 std::int32_t Protocol_client_leaveGroup(ProtocolClient* client);
 
-/// Writes the interface's IPv4 address in dotted form. An interface that is down counts as one
-/// without an address.
+/// Whether the interface stands and is set down. It keeps its address then, but a request that
+/// tried to leave through it would cost the client its socket.
+bool Protocol_client_isDown(const char* interfaceName);
+
+/// Writes the interface's IPv4 address in dotted form.
 /// @param out  room for 32 characters
 /// @return 0; -1 after "socket create failed!/n" or "SIOCGIFADDR Failed!/n", whose "/n" is on
 ///         purpose ("slash-n" in docs/kept-behaviours.md). After the second the query's socket

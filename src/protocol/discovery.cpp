@@ -1,8 +1,10 @@
 #include "protocol/discovery.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "protocol/exchange.hpp"
+#include "protocol/reply.hpp"
 
 std::int32_t Protocol_client_getDevice(ProtocolClient* client, const DeviceId* devices,
                                        std::int32_t deviceCount, std::int32_t timeoutMs,
@@ -12,10 +14,12 @@ std::int32_t Protocol_client_getDevice(ProtocolClient* client, const DeviceId* d
     DeviceRecord record{};
     const Collection collection{
         .idleTimeoutMs = timeoutMs,
-        .capacity = static_cast<std::uint32_t>(records.size()),
         .take =
-            [&](const char* reply, std::uint32_t index) {
-                if (Protocol_client_parseDevice(reply, record) < 0) {
+            [&](JsonTree reply, std::uint32_t index) {
+                const auto read = [&](const cJSON* document) {
+                    return Protocol_client_readDevice(document, record);
+                };
+                if (Reply_take(std::move(reply), read) < 0 || index == records.size()) {
                     return false;
                 }
                 records[index] = record;

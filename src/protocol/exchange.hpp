@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <functional>
 
+#include "base/json.hpp"
 #include "protocol/request.hpp"
 
-/// Reads an accepted reply's text. @return 0, or a negative value when it lacks what was asked for
-using ReplyReader = std::function<std::int32_t(const char* reply)>;
+/// Reads an accepted reply, which it owns from then on.
+/// @return 0, or a negative value when it lacks what was asked for
+using ReplyReader = std::function<std::int32_t(JsonTree reply)>;
 
 /// What becomes of a datagram whose "ack" cannot be read.
 enum class Unreadable { kIsSkipped, kEndsRequest };
@@ -38,10 +40,9 @@ std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& 
 struct Collection {
     /// How long the line must be silent, in milliseconds, for the collecting to end.
     std::int32_t idleTimeoutMs;
-    /// Collecting ends as well when so many replies have been taken.
-    std::uint32_t capacity;
-    /// Stores a reply as number `index`. @return false when it is to be skipped after all
-    std::function<bool(const char* reply, std::uint32_t index)> take;
+    /// Stores a reply, which it owns, as number `index`. @return false when it is to be skipped
+    /// after all: the next one then has the same number
+    std::function<bool(JsonTree reply, std::uint32_t index)> take;
 };
 
 /// Sends and takes every matching reply until the line is silent. Other datagrams are skipped; they

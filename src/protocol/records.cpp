@@ -1,9 +1,8 @@
 #include "protocol/records.hpp"
 
 #include <algorithm>
-#include <utility>
 
-#include "base/output.hpp"
+#include "protocol/reply.hpp"
 
 namespace {
 
@@ -86,48 +85,24 @@ constexpr AckField kAckFields[] = {
     {"deviceid", &ReplyAck::setDeviceid, "get deviceid err!"},
 };
 
-/// Prints `line` and gives the document up unreleased, on purpose ("parser-leak" in
-/// docs/kept-behaviours.md).
-std::int32_t failed(JsonTree tree, const char* line) {
-    Output_print("%s\n", line);
-    if (tree != nullptr) {
-        Json_leaveUnreleased(std::move(tree));
-    }
-    return -1;
-}
-
-/// Walks the members that `fields` name in the reply's object `objectKey` and hands each value to
-/// `store`.
-template <typename FieldType, typename Store>
-std::int32_t parseObject(const char* reply, const char* objectKey, const char* objectMissing,
-                         std::span<const FieldType> fields, const Store& store) {
-    JsonTree tree = Json_parse(reply);
-    if (tree == nullptr) {
-        return failed(nullptr, "cJSON_Parse err!");
-    }
-    const cJSON* object = Json_find(tree.get(), objectKey);
-    if (object == nullptr) {
-        return failed(std::move(tree), objectMissing);
-    }
-    for (const FieldType& field : fields) {
-        const cJSON* value = Json_find(object, field.key);
-        if (value == nullptr) {
-            return failed(std::move(tree), field.missing);
-        }
-        store(field, Json_text(value));
-    }
-    return 0;
-}
-
-/// The same for a record. A missing object is reported as "device" whatever its key, on purpose
+/// Reads a record. A missing object is reported as "device" whatever its key, on purpose
 /// ("copied-missing-messages" in docs/kept-behaviours.md).
 template <typename Record, std::size_t kCount>
-std::int32_t parseRecord(const char* reply, const char* objectKey,
-                         const Field<Record> (&fields)[kCount], Record& record) {
-    return parseObject(reply, objectKey, "get device err!", std::span<const Field<Record>>(fields),
-                       [&record](const Field<Record>& field, const char* text) {
-                           (record.*field.field).set(text);
-                       });
+std::int32_t readRecord(const cJSON* reply, const char* objectKey,
+                        const Field<Record> (&fields)[kCount], Record& record) {
+    return Reply_readObject(reply, objectKey, "get device err!",
+                            std::span<const Field<Record>>(fields),
+                            [&record](const Field<Record>& field, const char* text) {
+                                (record.*field.field).set(text);
+                            });
+}
+
+/// Reads a record from a reply's text.
+template <typename Record>
+std::int32_t parse(const char* reply, Record& record,
+                   std::int32_t (*read)(const cJSON* reply, Record& record)) {
+    return Reply_take(Reply_parse(reply),
+                      [&](const cJSON* document) { return read(document, record); });
 }
 
 }  // namespace
@@ -138,27 +113,52 @@ void ReplyAck::setAt(std::size_t offset, std::string_view text) {
     bytes_[offset + length] = '\0';
 }
 
+std::int32_t Protocol_client_readAck(const cJSON* reply, ReplyAck& ack) {
+    return Reply_readObject(
+        reply, "ack", "get ack err!", std::span<const AckField>(kAckFields),
+        [&ack](const AckField& field, const char* text) { (ack.*field.set)(text); });
+}
+
+std::int32_t Protocol_client_readDevice(const cJSON* reply, DeviceRecord& record) {
+    return readRecord(reply, "device", kDeviceFields, record);
+}
+
+std::int32_t Protocol_client_readTxParams(const cJSON* reply, EncodeParams& record) {
+    return readRecord(reply, "txparams", kTxParamsFields, record);
+}
+
+std::int32_t Protocol_client_readRxParams(const cJSON* reply, DecodeParams& record) {
+    return readRecord(reply, "rxparams", kRxParamsFields, record);
+}
+
+std::int32_t Protocol_client_readSerialParams(const cJSON* reply, SerialParams& record) {
+    return readRecord(reply, "serialparams", kSerialParamsFields, record);
+}
+
+std::int32_t Protocol_client_readNetParams(const cJSON* reply, NetParams& record) {
+    return readRecord(reply, "netparams", kNetParamsFields, record);
+}
+
 std::int32_t Protocol_client_parseAck(ReplyAck& ack, const char* reply) {
-    return parseObject(reply, "ack", "get ack err!", std::span<const AckField>(kAckFields),
-                       [&ack](const AckField& field, const char* text) { (ack.*field.set)(text); });
+    return parse(reply, ack, Protocol_client_readAck);
 }
 
 std::int32_t Protocol_client_parseDevice(const char* reply, DeviceRecord& record) {
-    return parseRecord(reply, "device", kDeviceFields, record);
+    return parse(reply, record, Protocol_client_readDevice);
 }
 
 std::int32_t Protocol_client_parseTxParams(const char* reply, EncodeParams& record) {
-    return parseRecord(reply, "txparams", kTxParamsFields, record);
+    return parse(reply, record, Protocol_client_readTxParams);
 }
 
 std::int32_t Protocol_client_parseRxParams(const char* reply, DecodeParams& record) {
-    return parseRecord(reply, "rxparams", kRxParamsFields, record);
+    return parse(reply, record, Protocol_client_readRxParams);
 }
 
 std::int32_t Protocol_client_parseSerialParams(const char* reply, SerialParams& record) {
-    return parseRecord(reply, "serialparams", kSerialParamsFields, record);
+    return parse(reply, record, Protocol_client_readSerialParams);
 }
 
 std::int32_t Protocol_client_parseNetParams(const char* reply, NetParams& record) {
-    return parseRecord(reply, "netparams", kNetParamsFields, record);
+    return parse(reply, record, Protocol_client_readNetParams);
 }

@@ -1,13 +1,7 @@
 // What devices reply: the acknowledgement that every reply carries, and the five records.
 //
-// A reply is one JSON document, its keys in any order and any case:
-//
-//   {"ack":{"cmd":CMD,"status":STATUS,"hostid":HOSTID,"deviceid":ID},OBJECT:{KEY:VALUE, ...}}
-//
-// Every value is a JSON string, numbers included; a value of another type reads as an empty text.
-// Where a key occurs twice the first one counts. Each parser returns 0, or -1 after printing what
-// was missing; it then leaves the parsed document unreleased, on purpose ("parser-leak" in
-// docs/kept-behaviours.md), and the fields before the missing one written.
+// Each is read from a reply's document (protocol/reply.hpp). A reader returns 0, or -1 after
+// printing what was missing; the fields before the missing one are then written.
 #pragma once
 
 #include <array>
@@ -75,6 +69,16 @@ struct SerialParams {
 struct NetParams {
     FixedText<32> hdcpserver, isStatic, devaddr, devnetmask, devgateway, devmac;
 };
+
+std::int32_t Protocol_client_readAck(const cJSON* reply, ReplyAck& ack);
+std::int32_t Protocol_client_readDevice(const cJSON* reply, DeviceRecord& record);
+std::int32_t Protocol_client_readTxParams(const cJSON* reply, EncodeParams& record);
+std::int32_t Protocol_client_readRxParams(const cJSON* reply, DecodeParams& record);
+std::int32_t Protocol_client_readSerialParams(const cJSON* reply, SerialParams& record);
+std::int32_t Protocol_client_readNetParams(const cJSON* reply, NetParams& record);
+
+// The same from a reply's text. Each prints "cJSON_Parse err!" when that is no JSON, and leaves a
+// document that cannot be read unreleased, on purpose ("parser-leak" in docs/kept-behaviours.md).
 
 std::int32_t Protocol_client_parseAck(ReplyAck& ack, const char* reply);
 std::int32_t Protocol_client_parseDevice(const char* reply, DeviceRecord& record);

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "base/output.hpp"
 
@@ -11,8 +12,10 @@ namespace {
 /// Refreshes the client's current address. Requests on several threads write it at the same time,
 /// each of them the same text as a rule, so every character is stored for itself.
 bool refreshAddress(ProtocolClient& client) {
+    const char* interfaceName = client.interfaceName.c_str();
     FixedText<32> address{};
-    if (Protocol_client_getIfAddr(client.interfaceName.c_str(), address.bytes.data()) < 0) {
+    if (Protocol_client_isDown(interfaceName) ||
+        Protocol_client_getIfAddr(interfaceName, address.bytes.data()) < 0) {
         return false;
     }
     for (std::size_t i = 0; i < address.bytes.size(); ++i) {
@@ -22,22 +25,26 @@ bool refreshAddress(ProtocolClient& client) {
     return true;
 }
 
-/// The datagram's bytes: the document and what follows it. Empty without memory.
-std::string datagram(const Request& request, const RequestRecord& record) {
+/// The request's document as it is printed. Null without memory.
+JsonText printed(const Request& request, const RequestRecord& record) {
     const JsonTree root = Protocol_client_buildRequest(record);
     if (request.addMembers) {
         request.addMembers(root.get());
     }
-    const JsonText text = Json_print(root.get());
-    if (text == nullptr) {
-        return {};
-    }
-    if (request.traced) {
+    JsonText text = Json_print(root.get());
+    if (request.traced && text != nullptr) {
         Output_print("%s\n", text.get());
     }
-    std::string bytes(text.get());
-    bytes += request.trailer;
-    return bytes;
+    return text;
+}
+
+/// Sends the document and what follows it as one datagram.
+std::int32_t sendDatagram(ProtocolClient* client, const Request& request, std::string_view text) {
+    std::string whole;
+    if (!request.trailer.empty()) {
+        text = whole.append(text).append(request.trailer);
+    }
+    return Protocol_client_send(client, client->socket.peek(), text.data(), text.size());
 }
 
 }  // namespace
@@ -55,21 +62,27 @@ JsonTree Protocol_client_buildRequest(const RequestRecord& record) {
     return root;
 }
 
-Started Protocol_client_startRequest(ProtocolClient* client, const Request& request,
-                                     RequestRecord& record) {
+std::optional<std::int32_t> Protocol_client_resultOfState(const ProtocolClient* client) {
     if (client == nullptr) {
-        return Started::kFailed;
+        return -1;
     }
     if (client->state == kStateSkipping) {
-        return Started::kSkipped;
+        return 0;
     }
     if (client->state != kStateReady && client->state != kStateAlsoReady) {
         Output_print("client state(%d) err!\n", client->state);
-        return Started::kFailed;
+        return -1;
     }
-    const char* interfaceName = client->interfaceName.c_str();
+    return std::nullopt;
+}
+
+Started Protocol_client_startRequest(ProtocolClient* client, const Request& request,
+                                     RequestRecord& record) {
+    if (const auto result = Protocol_client_resultOfState(client)) {
+        return *result == 0 ? Started::kSkipped : Started::kFailed;
+    }
     if (!refreshAddress(*client)) {
-        Output_print("pEthName(%s) get ip err!\n", interfaceName);
+        Output_print("pEthName(%s) get ip err!\n", client->interfaceName.c_str());
         return Started::kFailed;
     }
     record = RequestRecord{};
@@ -78,14 +91,15 @@ Started Protocol_client_startRequest(ProtocolClient* client, const Request& requ
     record.deviceCount = static_cast<std::int32_t>(request.devices.size());
     record.devices = request.devices.data();
 
-    const std::string bytes = datagram(request, record);
-    if (bytes.size() > request.sizeMax) {
-        Output_print("%s: a datagram of %zu bytes is too long: at most %zu\n", request.cmd,
-                     bytes.size(), request.sizeMax);
+    const JsonText document = printed(request, record);
+    const std::string_view text = document != nullptr ? document.get() : "";
+    if (const std::size_t size = text.size() + request.trailer.size(); size > request.sizeMax) {
+        Output_print("%s: a datagram of %zu bytes is too long: at most %zu\n", request.cmd, size,
+                     request.sizeMax);
         return Started::kFailed;
     }
-    if (Protocol_client_send(client, client->socket.peek(), bytes.data(), bytes.size()) < 0) {
-        Output_print("pEthName(%s) sendPacket err!\n", interfaceName);
+    if (document == nullptr || sendDatagram(client, request, text) < 0) {
+        Output_print("pEthName(%s) sendPacket err!\n", client->interfaceName.c_str());
         return Started::kFailed;
     }
     return Started::kSent;

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -46,6 +47,12 @@ struct Request {
     bool traced = false;
 };
 
+/// What a request operation ends with at once because of the client's state: 0 when requests are
+/// skipped; -1 for a client that was never created, whose creation has been reported, and, after
+/// printing "client state(%d) err!", for a state that allows no requests. Nothing when it is
+/// carried out.
+std::optional<std::int32_t> Protocol_client_resultOfState(const ProtocolClient* client);
+
 enum class Started {
     kSent,     ///< the datagram has left
     kSkipped,  ///< the client skips requests: the operation succeeds at once
@@ -55,7 +62,7 @@ enum class Started {
 /// What every request operation does first: tests the client's state, refreshes its current
 /// address, builds the document and sends it.
 /// @param record  receives what was sent, for comparing replies with
-/// Prints "client state(%d) err!", "pEthName(%s) get ip err!" or "pEthName(%s) sendPacket err!"
-/// when it fails; nothing for a null client, whose creation has already been reported.
+/// Prints "pEthName(%s) get ip err!" when the interface is down or has no address, and
+/// "pEthName(%s) sendPacket err!" when the datagram cannot leave.
 Started Protocol_client_startRequest(ProtocolClient* client, const Request& request,
                                      RequestRecord& record);

@@ -184,19 +184,22 @@ TEST_F(Inventory, it_lists_1024_devices_and_no_more) {
             ids.push_back(id);
         }
     }
-    // Those that are not taken remain unread, so nobody may wait for that.
-    const std::span all(replies);
-    session_.segment.clear();
-    session_.console.send("config get devices!");
-    session_.device.receive();
-    session_.device.replyAll(all.first(1024));
-    for (const std::string& text : all.subspan(1024)) {
-        session_.device.reply(text);
+    EXPECT_EQ(askForDevices(replies), answerOf("config get devices", ids));
+}
+
+TEST_F(Inventory, replies_that_find_no_room_are_not_left_to_the_next_command) {
+    Texts replies;
+    for (int i = 0; i < 1400; ++i) {
+        replies.push_back(deviceReply("d" + std::to_string(i)));
     }
-    EXPECT_EQ(session_.segment.awaitAnswer(), answerOf("config get devices", ids));
-    EXPECT_TRUE(session_.daemon.isRunning());
-    EXPECT_EQ(session_.segment.ask(session_.console, "still there?!"),
-              R"({"ack":{"cmd":"still there?!","status":"failure"}})");
+    askForDevices(replies);
+    session_.segment.clear();
+    session_.console.send("matrix get rx01!");
+    session_.device.receive();
+    session_.device.reply(bed::replyText("matrix get", "success", "001122aabbcc", "rx01",
+                                         R"("rxsource":{"rxid":"rx01","txid":"tx03"})"));
+    EXPECT_EQ(session_.segment.awaitAnswer(), R"({"ack":{"cmd":"matrix get","status":"success"},)"
+                                              R"("rxsource":[{"rxid":"rx01","txid":"tx03"}]})");
 }
 
 TEST_F(Inventory, records_full_to_the_brim_are_answered_whole) {

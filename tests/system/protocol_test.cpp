@@ -21,6 +21,7 @@ constexpr const char* kNone =
     R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[]})";
 constexpr const char* kNoAddress =
     "SIOCGIFADDR Failed!/npEthName(eth0.2) get ip err!\nProtocol_client_getDevice err!\n";
+constexpr const char* kDown = "pEthName(eth0.2) get ip err!\nProtocol_client_getDevice err!\n";
 constexpr const char* kNotSent =
     "pEthName(eth0.2) sendPacket err!\nProtocol_client_getDevice err!\n";
 constexpr const char* kUnreachable = "sendto(): Network is unreachable\n";
@@ -172,11 +173,13 @@ TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
     EXPECT_TRUE(device.hasHeardNothing());
 }
 
-TEST_F(Protocol, while_the_interface_is_down_requests_fail_as_without_an_address) {
+TEST_F(Protocol, while_the_interface_is_down_requests_fail_and_cost_nothing) {
     bed::Device device(namespaces_);
     namespaces_.linkDown();
-    expectFailure(kNoAddress, "");
-    expectFailure(kNoAddress, "");
+    const std::size_t before = daemon_.descriptors().size();
+    expectFailure(kDown, "");
+    expectFailure(kDown, "");
+    EXPECT_EQ(daemon_.descriptors().size(), before);
     namespaces_.linkUp();
     expectSuccess(device);
     EXPECT_TRUE(device.hasHeardNothing());

@@ -287,6 +287,14 @@ TEST_F(UpdateOne, takes_a_path_with_blanks_behind_the_identity) {
     bed_.awaitSaid(line, "/no such/image  open failed...\nMain_update_encoder err!\n");
 }
 
+TEST_F(UpdateOne, finds_no_device_for_a_longer_identity) {
+    const std::string id(31, 'i');
+    const std::string line = std::string(kOneEncoder) + " " + id + "i /none!";
+    bed_.start(line, {{id, kFirst.address}});
+    EXPECT_EQ(bed_.answer(), failure(kOneEncoder));
+    bed_.awaitSaid(line, "");
+}
+
 TEST_F(UpdateOne, takes_an_identity_of_31_characters) {
     const std::string id(31, 'i');
     const std::string line = std::string(kOneEncoder) + " " + id + " /none!";

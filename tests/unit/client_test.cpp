@@ -287,11 +287,21 @@ TEST_F(IfAddr, fifteen_characters_of_the_name_count) {
     EXPECT_STREQ(address_.data(), "10.1.2.3");
 }
 
-TEST_F(IfAddr, an_interface_that_is_down_counts_as_one_without_an_address) {
+TEST_F(IfAddr, an_interface_that_is_down_keeps_its_address) {
     bed::ip("link set eth0.2 down");
     const CapturedOutput captured = query("eth0.2");
-    EXPECT_EQ(result_, -1);
-    EXPECT_EQ(captured.output, "SIOCGIFADDR Failed!/n");
+    EXPECT_EQ(result_, 0);
+    EXPECT_EQ(captured.output, "");
+    EXPECT_STREQ(address_.data(), "10.77.0.1");
+}
+
+TEST_F(IfAddr, only_an_interface_that_stands_and_is_set_down_is_down) {
+    const int before = openDescriptors();
+    EXPECT_FALSE(Protocol_client_isDown("eth0.2"));
+    EXPECT_FALSE(Protocol_client_isDown("nowhere"));
+    bed::ip("link set eth0.2 down");
+    EXPECT_TRUE(Protocol_client_isDown("eth0.2"));
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(IfAddr, a_missing_address_is_printed_without_a_line_end) {

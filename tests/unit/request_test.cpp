@@ -9,6 +9,7 @@
 
 #include "bed/ip_tool.hpp"
 #include "client_bed.hpp"
+#include "descriptors.hpp"
 
 namespace {
 
@@ -241,6 +242,21 @@ TEST_F(StartRequest, without_an_address_nothing_is_sent) {
     EXPECT_EQ(outcome.errors, "");
     bed_->namespaces.addAddress();
     expectNothingHeard();
+}
+
+TEST_F(StartRequest, through_an_interface_that_is_down_nothing_is_sent_and_nothing_leaks) {
+    const int before = openDescriptors();
+    bed::ip("link set eth0.2 down");
+    for (const bool hasAddress : {true, false}) {
+        if (!hasAddress) {
+            bed_->namespaces.removeAddress();
+        }
+        const Outcome outcome = start(request());
+        EXPECT_EQ(started_, Started::kFailed);
+        EXPECT_EQ(outcome.output, "pEthName(eth0.2) get ip err!\n");
+        EXPECT_EQ(outcome.errors, "");
+    }
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(StartRequest, an_absent_interface_is_one_without_an_address) {

@@ -286,8 +286,18 @@ TEST(ScanDeviceEntry, a_directive_without_an_end_is_nothing) {
 
 TEST(ScanDeviceEntry, is_cut_to_31_characters) {
     EXPECT_EQ(Scan_deviceEntry(std::string(40, 'x')).view(), std::string(31, 'x'));
-    EXPECT_EQ(Scan_deviceEntry(std::string(30, 'x') + "%%%%").view(), std::string(30, 'x') + "%");
-    EXPECT_EQ(Scan_deviceEntry("%4000d" + std::string(40, 'x')).view(), std::string(31, 'x'));
+}
+
+TEST(ScanDeviceEntry, is_cut_before_it_is_expanded) {
+    EXPECT_EQ(Scan_deviceEntry(std::string(40, '%')).view(), std::string(15, '%'));
+    EXPECT_EQ(Scan_deviceEntry(std::string(30, 'x') + "%%%%").view(), std::string(30, 'x'));
+    EXPECT_EQ(Scan_deviceEntry("%4000d" + std::string(40, 'x')).view(), std::string(25, 'x'));
+}
+
+TEST(ScanExpanded, is_expanded_before_it_is_cut) {
+    EXPECT_EQ(Scan_expanded(std::string(40, '%')).view(), std::string(20, '%'));
+    EXPECT_EQ(Scan_expanded(std::string(80, '%')).view(), std::string(31, '%'));
+    EXPECT_EQ(Scan_expanded("%4000d" + std::string(40, 'x')).view(), std::string(31, 'x'));
 }
 
 }  // namespace

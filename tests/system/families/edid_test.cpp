@@ -66,7 +66,7 @@ TEST_F(Edid, that_is_no_text_is_empty) {
 TEST_F(Edid, is_answered_under_the_identity_as_typed) {
     Exchange exchange = get("AP8A", "00FF00");
     exchange.line = "config get rx edid rx 100%%" + std::string(40, 'x') + "!";
-    exchange.heard = {request("edid get", "rx 100%" + std::string(24, 'x'))};
+    exchange.heard = {request("edid get", "rx 100%" + std::string(23, 'x'))};
     exchange.answer = answerText(
         "config get rx edid", "success",
         R"(,"rxedid":[{"deviceid":"rx 100%%)" + std::string(23, 'x') + R"(","edid":"00FF00"}])");
