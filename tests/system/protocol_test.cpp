@@ -185,6 +185,43 @@ TEST_F(Protocol, while_the_interface_is_down_requests_fail_and_cost_nothing) {
     EXPECT_TRUE(device.hasHeardNothing());
 }
 
+TEST_F(Protocol, one_flap_with_a_command_before_the_route_is_back_closes_the_socket_for_good) {
+    // The kernel takes the route to the group away with the link, and does not bring it back.
+    bed::ip("link set eth0.2 down");
+    bed::ip("link set eth0.2 up");
+    expectFailure(kNotSent, kUnreachable);
+    namespaces_.addMulticastRoute();
+    expectFailure(kNotSent, kClosed);
+}
+
+TEST_F(Protocol, a_doubled_reply_shifts_every_read_until_a_listing_has_emptied_the_socket) {
+    bed::Device device(namespaces_);
+    const auto reply = [](const std::string& decoder) {
+        const std::string route =
+            R"("rxsource":{"rxid":")" + decoder + R"(","txid":"of )" + decoder + "\"}";
+        return bed::replyText("matrix get", "success", "001122aabbcc", decoder, route);
+    };
+    const auto routeOf = [&](const std::string& decoder, int replies) {
+        segment_.clear();
+        console_.send("matrix get " + decoder + "!");
+        device.receive();
+        for (int i = 0; i < replies; ++i) {
+            device.reply(reply(decoder));
+        }
+        return segment_.awaitAnswer();
+    };
+    const auto answer = [](const std::string& asked, const std::string& encoder) {
+        return R"({"ack":{"cmd":"matrix get","status":"success"},"rxsource":[{"rxid":")" + asked +
+               R"(","txid":")" + encoder + "\"}]}";
+    };
+    EXPECT_EQ(routeOf("rx01", 2), answer("rx01", "of rx01"));
+    EXPECT_EQ(routeOf("rx02", 1), answer("rx02", "of rx01")) << "with success";
+    EXPECT_EQ(routeOf("rx03", 1), answer("rx03", "of rx02"));
+    EXPECT_EQ(segment_.ask(console_, "config get devices!"), kNone);
+    device.receive();
+    EXPECT_EQ(routeOf("rx04", 1), answer("rx04", "of rx04"));
+}
+
 TEST_F(Protocol, after_a_failed_send_the_missing_address_is_still_noticed_first) {
     namespaces_.removeMulticastRoute();
     expectFailure(kNotSent, kUnreachable);
