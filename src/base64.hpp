@@ -13,7 +13,6 @@ int base64_encode(char* text, const unsigned char* data, int count);
 /// looked at in the last group of four only.
 /// @param out    room for bytes / 4 * 3 bytes
 /// @param bytes  the text's length. One that is not a multiple of 4 ends the process by an
-///               assertion, in every build, on purpose ("base64-assertion" in
-///               docs/kept-behaviours.md).
+///               assertion, in every build (kept: base64-assertion).
 /// @return the number of bytes written
 int base64_decode(unsigned char* out, const char* text, int bytes);

@@ -1,7 +1,6 @@
 // avoipd: wires the parts together once and leaves all work to the console's threads. It takes no
-// arguments and reads no configuration. No failed step stops it, on purpose ("start-up-goes-on" in
-// docs/kept-behaviours.md): commands then fail, or the console is not there, and the lines printed
-// at start-up say why.
+// arguments and reads no configuration. No failed step stops it (kept: start-up-goes-on): commands
+// then fail, or the console is not there, and the lines printed at start-up say why.
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <unistd.h>

@@ -7,8 +7,7 @@
 #include "protocol/client.hpp"
 
 /// "config set device alias ID ALIAS!": the alias is everything behind the identity, blanks
-/// included. One of 32 characters or more runs on into the identity, on purpose ("alias-runs-on" in
-/// docs/kept-behaviours.md).
+/// included. One of 32 characters or more runs on into the identity (kept: alias-runs-on).
 int Command_setDeviceAlias(int socket, const char* line, char** answer);
 
 /// "config remove device alias ID!".

@@ -15,8 +15,7 @@ using EdidText = FixedText<512>;
 inline constexpr std::size_t kEdidBytesMax = 384;
 
 /// "config get rx edid ID!": answers with the decoder's EDID in upper-case hexadecimal. A reply
-/// whose text is no multiple of 4 long ends the daemon, on purpose ("base64-assertion" in
-/// docs/kept-behaviours.md).
+/// whose text is no multiple of 4 long ends the daemon (kept: base64-assertion).
 int Command_getRxEdid(int socket, const char* line, char** answer);
 
 /// "config set tx edid ID HEXTEXT!" and, for every encoder, "config set all edid HEXTEXT!": two

@@ -11,8 +11,7 @@ namespace {
 
 constexpr std::int32_t kIdleTimeoutMs = 500;
 
-// The device's identity is listed as "hostid", on purpose ("devicelist-hostid" in
-// docs/kept-behaviours.md).
+// The device's identity is listed as "hostid" (kept: devicelist-hostid).
 constexpr RecordMember<DeviceRecord> kListedMembers[] = {
     {"hostid", &DeviceRecord::deviceid},       {"devtype", &DeviceRecord::devtype},
     {"alias", &DeviceRecord::alias},           {"devaddr", &DeviceRecord::devaddr},

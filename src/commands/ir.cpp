@@ -23,7 +23,7 @@ int Command_irMatrixGet(int /*socket*/, const char* line, char** answer) {
     if (Protocol_client_ir_matrixGet(daemonClient, Scan_deviceEntry(rxid), txid) < 0) {
         return Command_fail("Protocol_client_ir_matrixGet err!");
     }
-    // The encoder under the decoder's label, on purpose ("rxid-label" in docs/kept-behaviours.md).
+    // The encoder under the decoder's label (kept: rxid-label).
     Output_print("Rxid %s\n", txid.c_str());
     return Route_answer(kQuery, rxid, txid, answer);
 }
@@ -39,7 +39,7 @@ int Command_irMatrixSet(int /*socket*/, const char* line, char** answer) {
 int Command_irMatrixClear(int /*socket*/, const char* line, char** answer) {
     const std::string_view rxid = LineScan(line).skipWords(3).rest();
     Output_print("deviceid %s\n", Scan_id(rxid).c_str());
-    // The alias request's line, on purpose ("copied-error-lines" in docs/kept-behaviours.md).
+    // The alias request's line (kept: copied-error-lines).
     return Command_acknowledge(Protocol_client_ir_matrixClear(daemonClient, Scan_deviceEntry(rxid)),
                                "Protocol_client_setAlias err!", "ir matrix clear", answer);
 }

@@ -14,8 +14,7 @@ int Command_irMatrixGet(int socket, const char* line, char** answer);
 /// "ir matrix set TXID RXID!".
 int Command_irMatrixSet(int socket, const char* line, char** answer);
 
-/// "ir matrix clear RXID!". A failure prints the alias request's line, on purpose
-/// ("copied-error-lines" in docs/kept-behaviours.md).
+/// "ir matrix clear RXID!". A failure prints the alias request's line (kept: copied-error-lines).
 int Command_irMatrixClear(int socket, const char* line, char** answer);
 
 /// Single-reply request, 3 s.

@@ -6,7 +6,7 @@
 
 namespace {
 
-// The reboot commands print it too, on purpose ("copied-error-lines" in docs/kept-behaviours.md).
+// The reboot commands print it too (kept: copied-error-lines).
 constexpr const char* kShowmeError = "Protocol_client_device_showme err!";
 
 }  // namespace

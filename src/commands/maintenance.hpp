@@ -9,8 +9,8 @@
 /// "device showme ID!": the device makes itself seen.
 int Command_deviceShowme(int socket, const char* line, char** answer);
 
-/// "device all reboot!" and "device reboot ID!". A failure prints the showme line, on purpose
-/// ("copied-error-lines" in docs/kept-behaviours.md).
+/// "device all reboot!" and "device reboot ID!". A failure prints the showme line
+/// (kept: copied-error-lines).
 int Command_deviceAllReboot(int socket, const char* line, char** answer);
 int Command_deviceReboot(int socket, const char* line, char** answer);
 

@@ -8,8 +8,7 @@
 
 namespace {
 
-// A reply without the route still succeeds, on purpose ("routeless-reply" in
-// docs/kept-behaviours.md).
+// A reply without the route still succeeds (kept: routeless-reply).
 constexpr RouteQuery kQuery = {
     .cmd = "matrix get",
     .key = "rxsource",
@@ -43,7 +42,7 @@ int Command_matrixSet(int /*socket*/, const char* line, char** answer) {
     LineScan scan(line);
     const std::string_view txid = scan.skipWords(2).word();
     const DeviceId device = Scan_deviceEntry(scan.rest());
-    // Not the command's own name, on purpose ("copied-names" in docs/kept-behaviours.md).
+    // Not the command's own name (kept: copied-names).
     return Command_acknowledge(Protocol_client_matrix_setDecode(daemonClient, device, txid),
                                kSetError, "matrix sets", answer);
 }

@@ -8,14 +8,14 @@
 #include "protocol/client.hpp"
 
 /// "matrix get RXID!": asks one decoder for its encoder. A reply without the route is answered with
-/// an empty one, on purpose ("routeless-reply" in docs/kept-behaviours.md).
+/// an empty one (kept: routeless-reply).
 int Command_matrixGet(int socket, const char* line, char** answer);
 
 /// "matrix all set TXID!": routes an encoder to every decoder.
 int Command_matrixAllSet(int socket, const char* line, char** answer);
 
 /// "matrix set TXID RXID!": the decoder is the rest of the line, blanks included. Answers as
-/// "matrix sets", on purpose ("copied-names" in docs/kept-behaviours.md).
+/// "matrix sets" (kept: copied-names).
 int Command_matrixSet(int socket, const char* line, char** answer);
 
 /// "matrix clear RXID!".

@@ -25,8 +25,7 @@ int Command_getNetParams(int /*socket*/, const char* line, char** answer) {
     const DeviceId device = Scan_expanded(identity);
     NetParams params{};
     if (Protocol_client_getNetParams(daemonClient, device, params) < 0) {
-        // The decoder-parameter line, on purpose ("copied-error-lines" in
-        // docs/kept-behaviours.md).
+        // The decoder-parameter line (kept: copied-error-lines).
         return Command_fail("Protocol_client_getDecodeParams err!");
     }
     const JsonTree root = Answer_success("config get net params");

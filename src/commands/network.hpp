@@ -9,12 +9,11 @@
 
 /// "config get net params ID!": answers with the device's settings under the identity as typed,
 /// however long. A failure prints the decoder-parameter line and is answered under the set
-/// command's name, both on purpose ("copied-error-lines" and "reported-names" in
-/// docs/kept-behaviours.md).
+/// command's name (kept: copied-error-lines; kept: reported-names).
 int Command_getNetParams(int socket, const char* line, char** answer);
 
 /// "config set net params ID HDCPSERVER STATIC DEVADDR DEVNETMASK DEVGATEWAY!". The MAC address is
-/// sent as an empty text, on purpose ("empty-devmac" in docs/kept-behaviours.md).
+/// sent as an empty text (kept: empty-devmac).
 int Command_setNetParams(int socket, const char* line, char** answer);
 
 /// Single-reply request, 3 s: 0 when the reply was read into the record, -1 otherwise.

@@ -9,8 +9,7 @@
 
 namespace {
 
-// In the answers the alias stands before the identity, on purpose ("alias-first" in
-// docs/kept-behaviours.md).
+// In the answers the alias stands before the identity (kept: alias-first).
 constexpr RecordMember<EncodeParams> kAnsweredTx[] = {
     {"alias", &EncodeParams::alias},
     {"deviceid", &EncodeParams::deviceid},
@@ -106,7 +105,7 @@ int Command_setRxParams(int /*socket*/, const char* line, char** answer) {
     if (!acceptable(params)) {
         return -1;
     }
-    // The encoder command's name, on purpose ("copied-names" in docs/kept-behaviours.md).
+    // The encoder command's name (kept: copied-names).
     return Command_acknowledge(Protocol_client_setDecodeParams(daemonClient, device, params),
                                "Protocol_client_setDecodeParams err!", "config set tx params",
                                answer);

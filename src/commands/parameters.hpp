@@ -19,7 +19,7 @@ int Command_setTxParams(int socket, const char* line, char** answer);
 
 /// "config set rx params ID LUMA CONTRAST HUE SATURATION VIDEOFORMAT!". Fails without a line for a
 /// picture value above 100 or a videoformat above 2. The success answer carries the encoder
-/// command's name, on purpose ("copied-names" in docs/kept-behaviours.md).
+/// command's name (kept: copied-names).
 int Command_setRxParams(int socket, const char* line, char** answer);
 
 /// Single-reply requests, 3 s: 0 when the reply was read into the record, -1 otherwise.

@@ -22,8 +22,7 @@ constexpr RecordMember<SerialParams> kMembers[] = {
     {"stopbits", &SerialParams::stopbits},
 };
 
-// The messages are the video matrix's, on purpose ("copied-missing-messages" in
-// docs/kept-behaviours.md).
+// The messages are the video matrix's (kept: copied-missing-messages).
 constexpr RouteQuery kQuery = {
     .cmd = "serial matrix get",
     .key = "serialsource",
@@ -45,8 +44,7 @@ std::int32_t clearRoute(const DeviceId& device) {
     return Protocol_client_serial_matrixClear(daemonClient, device);
 }
 
-/// A digit's value; what any other character gives follows from the same rule, on purpose
-/// ("lenient-hex" in docs/kept-behaviours.md).
+/// A digit's value; what any other character gives follows from the same rule (kept: lenient-hex).
 unsigned digitValue(char digit) {
     const auto code = static_cast<unsigned>(std::toupper(static_cast<unsigned char>(digit)));
     const unsigned decimal = (code - 48) & 0xFFU;
@@ -86,7 +84,7 @@ int Command_serialMatrixGet(int /*socket*/, const char* line, char** answer) {
     if (Protocol_client_serial_matrixGet(daemonClient, Scan_deviceEntry(rxid), txid) < 0) {
         return Command_fail("Protocol_client_serial_matrixGet err!");
     }
-    // The encoder under the decoder's label, on purpose ("rxid-label" in docs/kept-behaviours.md).
+    // The encoder under the decoder's label (kept: rxid-label).
     Output_print("Rxid %s\n", txid.c_str());
     return Route_answer(kQuery, rxid, txid, answer);
 }

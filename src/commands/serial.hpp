@@ -33,7 +33,7 @@ int Command_serialMatrixAllClear(int socket, const char* line, char** answer);
 int Command_serialMatrixClear(int socket, const char* line, char** answer);
 
 /// "serial data ID HEXTEXT!": two digits a byte; an odd last digit is dropped and nothing is
-/// rejected, on purpose ("lenient-hex" in docs/kept-behaviours.md).
+/// rejected (kept: lenient-hex).
 int Command_serialData(int socket, const char* line, char** answer);
 
 /// Single-reply requests, 3 s. The first prints the request and every datagram it receives.

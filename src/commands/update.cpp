@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int32_t kIdleTimeoutMs = 1000;
 
-// The decoder commands print it too, on purpose ("copied-error-lines" in docs/kept-behaviours.md).
+// The decoder commands print it too (kept: copied-error-lines).
 constexpr const char* kUploadError = "Main_update_encoder err!";
 
 using ImagePath = FixedText<128>;
@@ -101,8 +101,8 @@ int Command_updateAllEncoders(int /*socket*/, const char* line, char** answer) {
             Output_print("update err!\n");
         }
     }
-    // The answer says success even after a failed last upload; the result then replaces it, on
-    // purpose ("update-all-differs" in docs/kept-behaviours.md).
+    // The answer says success even after a failed last upload; the result then replaces it
+    // (kept: update-all-differs).
     Answer_store(Answer_success("update all encoders"), *answer);
     return result;
 }

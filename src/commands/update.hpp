@@ -9,8 +9,7 @@
 
 /// "update all encoders PATH!": a device whose upload fails prints "update err!" and the next one
 /// follows. The last upload's result is the command's, so a failed last one turns the answer into a
-/// failure, on purpose ("update-all-differs" in docs/kept-behaviours.md). Only the last upload
-/// waits for the device's reply.
+/// failure (kept: update-all-differs). Only the last upload waits for the device's reply.
 int Command_updateAllEncoders(int socket, const char* line, char** answer);
 
 /// "update all decoders PATH!": the first failed upload ends the command.

@@ -15,8 +15,7 @@ struct Number {
     std::int32_t VideoWallTile::*field;
 };
 
-/// The numbers as they are traced and sent. "wigth" is spelt so on purpose ("wigth" in
-/// docs/kept-behaviours.md).
+/// The numbers as they are traced and sent. "wigth" is spelt so (kept: wigth).
 constexpr Number kNumbers[] = {
     {"wigth", &VideoWallTile::width},
     {"height", &VideoWallTile::height},
@@ -28,8 +27,7 @@ constexpr Number kNumbers[] = {
     {"y", &VideoWallTile::y},
 };
 
-/// The numbers as they stand in the line: the column before the row, on purpose
-/// ("column-before-row" in docs/kept-behaviours.md).
+/// The numbers as they stand in the line: the column before the row (kept: column-before-row).
 constexpr std::int32_t VideoWallTile::*kTyped[] = {
     &VideoWallTile::width,       &VideoWallTile::height, &VideoWallTile::horizontalCut,
     &VideoWallTile::verticalCut, &VideoWallTile::column, &VideoWallTile::row,

@@ -18,7 +18,7 @@ struct VideoWallTile {
 };
 
 /// "vw set WIDTH HEIGHT HORCUT VERCUT COLUMN ROW X Y TXID RXID!". The column stands before the row
-/// here and behind it everywhere else, on purpose ("column-before-row" in docs/kept-behaviours.md).
+/// here and behind it everywhere else (kept: column-before-row).
 int Command_wallSet(int socket, const char* line, char** answer);
 
 /// "vw remove RXID!".

@@ -7,7 +7,7 @@
 // and nothing else: no length, no sequence number, no lock word. The answer and its NUL are stored
 // first and the prefix last, so a front end that has cleared the prefix before it sends its command
 // sees the whole answer once the prefix stands again. Connections that answer at the same time
-// overwrite each other ("one-answer" in docs/kept-behaviours.md).
+// overwrite each other (kept: one-answer).
 #pragma once
 
 #include <string_view>

@@ -100,8 +100,8 @@ void keepAlive(int socket) {
     }
 }
 
-/// Accepts connections until the console is stopped. Threads are neither joined nor detached, on
-/// purpose ("connection-leaks" in docs/kept-behaviours.md).
+/// Accepts connections until the console is stopped. Threads are neither joined nor detached
+/// (kept: connection-leaks).
 /// @return 0 when stopped, 1 after a failed accept, -1 without a thread
 int acceptConnections(int listener) {
     while (load(console.running) != 0) {
@@ -216,7 +216,7 @@ int Telnet_server() {
 
     const int result = acceptConnections(listener);
     if (result != 0) {
-        // Nothing is cleaned up, on purpose ("listener-ends" in docs/kept-behaviours.md).
+        // Nothing is cleaned up (kept: listener-ends).
         return result;
     }
     store(console.ready, 0);
@@ -230,7 +230,7 @@ int Telnet_server() {
 
 void Telnet_client(int socket) {
     std::array<char, kLineBufferSize> line{};
-    // Never released, on purpose ("connection-leaks" in docs/kept-behaviours.md).
+    // Never released (kept: connection-leaks).
     auto* answer = static_cast<char*>(std::calloc(kAnswerBufferSize, 1));
     if (answer == nullptr) {
         Output_print("Telnet: no memory for an answer buffer, the connection ends\n");
@@ -247,7 +247,7 @@ void Telnet_client(int socket) {
             return;
         }
         Telnet_trimLine(line.data(), count);
-        // Anywhere in the line, on purpose ("exit-anywhere" in docs/kept-behaviours.md).
+        // Anywhere in the line (kept: exit-anywhere).
         if (std::strstr(line.data(), "exit") != nullptr) {
             return;
         }

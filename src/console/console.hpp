@@ -26,8 +26,7 @@ int Telnet_setHandler(CommandHandler handler);
 
 /// Starts the listener thread on the low 16 bits of `port`. Does nothing when it has been started.
 /// @return 0; -1 after "Telnet: telnet_starting.......err!" when there can be no thread; the
-///         console then counts as started, on purpose ("console-start-once" in
-///         docs/kept-behaviours.md)
+///         console then counts as started (kept: console-start-once)
 int Telnet_start(std::uint32_t port);
 
 /// Stops the listener and waits for its end, which is also the end of idle connections. Does

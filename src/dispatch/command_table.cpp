@@ -17,7 +17,7 @@
 namespace {
 
 // The order is meaning: where texts share a beginning, the longer one stands first. Some reported
-// names differ from their texts on purpose ("reported-names" in docs/kept-behaviours.md).
+// names differ from their texts (kept: reported-names).
 constexpr CommandRow kCommandTable[] = {
     {"config get devices!", kWholeLine, Command_getDevices, "config get devices"},
     {"config get encoders!", kWholeLine, Command_getEncoders, "config get encoders"},

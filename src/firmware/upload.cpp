@@ -125,8 +125,7 @@ int upload(const char* ip, const char* path, bool wait, const char* kind) {
         return -1;
     }
     const avoip::FirmwareInfoBlock block = avoip::Image_read(file);
-    // These failures leave the file open, on purpose ("image-left-open" in
-    // docs/kept-behaviours.md).
+    // These failures leave the file open (kept: image-left-open).
     if (block.magic != avoip::kImageMagic) {
         Output_print("Image magic err!\n");
         return -1;

@@ -19,10 +19,9 @@
 /// @param wait    wait up to 300 s for the device's reply after the last chunk, and print it; what
 ///                comes of that does not change the result
 /// @return 0 when every chunk was sent; -1 after printing why not. The file stays open when the
-///         magic, the name or the connection fails, on purpose ("image-left-open" in
-///         docs/kept-behaviours.md).
+///         magic, the name or the connection fails (kept: image-left-open).
 int Main_update_encoder(ProtocolClient* client, const char* ip, const char* path, bool wait);
 
 /// The same for a decoder, whose image's name must contain "RX". The message for a wrong name is
-/// the encoder's, on purpose ("copied-error-lines" in docs/kept-behaviours.md).
+/// the encoder's (kept: copied-error-lines).
 int Main_update_decoder(ProtocolClient* client, const char* ip, const char* path, bool wait);

@@ -20,7 +20,7 @@ std::int32_t readRoute(JsonTree reply, const RouteQuery& query, DeviceId& txid) 
         return 0;
     }
     if (query.resultWhenMissing == 0) {
-        // On purpose ("routeless-reply" in docs/kept-behaviours.md).
+        // kept: routeless-reply
         Json_leaveUnreleased(std::move(reply));
     }
     return query.resultWhenMissing;

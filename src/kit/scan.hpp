@@ -46,9 +46,8 @@ class LineScan {
 /// An identity as a field of 32 characters holds it: cut to 31.
 DeviceId Scan_id(std::string_view identity);
 
-/// The device list entry of an identity: the text read as a pattern, on purpose
-/// ("percent-in-identity" in docs/kept-behaviours.md), and cut to 31 characters then. "%%" gives
-/// one "%", any other directive gives nothing.
+/// The device list entry of an identity: the text read as a pattern (kept: percent-in-identity),
+/// and cut to 31 characters then. "%%" gives one "%", any other directive gives nothing.
 DeviceId Scan_expanded(std::string_view identity);
 
 /// The same for the families that hold a typed identity in a field of 32 characters: cut to 31

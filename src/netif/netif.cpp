@@ -26,7 +26,7 @@ struct SupportedName {
     int index;
 };
 
-// That names share an index is on purpose ("interface-indexes" in docs/kept-behaviours.md).
+// That names share an index (kept: interface-indexes).
 constexpr std::array kSupportedNames{
     SupportedName{"eth0", 0}, SupportedName{"lo", 0},     SupportedName{"eth2", 2},
     SupportedName{"eth1", 1}, SupportedName{"eth0.2", 2}, SupportedName{"eth0.1", 1},
@@ -60,7 +60,7 @@ class Handle {
     int number() const { return socket_; }
     bool isOpen() const { return socket_ >= 0; }
 
-    // On purpose ("netif-open-sockets" in docs/kept-behaviours.md).
+    // kept: netif-open-sockets
     void leaveOpen() { socket_ = -1; }
 
   private:
@@ -180,8 +180,7 @@ int Net_getIp(const char* name, char* address) {
 }
 
 int Net_getNetmask(const char* name, char* netmask) {
-    // The second text is Net_getMac's, on purpose ("netmask-error-text" in
-    // docs/kept-behaviours.md).
+    // The second text is Net_getMac's (kept: netmask-error-text).
     const auto answer =
         query(name, SIOCGIFNETMASK, "create socket failture...NetGetLocalIp", "mac ioctl error");
     if (!answer) {
@@ -208,8 +207,8 @@ int Net_setIp(const char* name, const char* address) {
         handle.leaveOpen();
         return -1;
     }
-    // The flags are not read first, on purpose ("address-resets-flags" in docs/kept-behaviours.md):
-    // they are the address family, which shares their place in the request, up and running.
+    // The flags are not read first (kept: address-resets-flags): they are the address family, which
+    // shares their place in the request, up and running.
     request.ifr_flags = AF_INET | IFF_UP | IFF_RUNNING;
     if (::ioctl(handle.number(), SIOCSIFFLAGS, &request) < 0) {
         Output_print("SIOCSIFFLAGS");
@@ -241,7 +240,7 @@ int Net_setNetmask(const char* name, const char* netmask) {
 
 int Net_setMac(const char* name, const char* mac) {
     if (Net_checkIfName(name) < 0) {
-        // On purpose ("slash-n" in docs/kept-behaviours.md).
+        // kept: slash-n
         Output_print("pEthName(%s) failed!/n", printable(name));
         return -1;
     }
@@ -260,8 +259,7 @@ int Net_getGateway(const char* /*name*/, char* gateway) {
         Output_print("popen error\n");
         return -1;
     }
-    // Without a default route the last line stays here, on purpose ("gateway-last-line" in
-    // docs/kept-behaviours.md).
+    // Without a default route the last line stays here (kept: gateway-last-line).
     std::array<char, 512 + 1> line{};
     while (std::fgets(line.data(), line.size(), list.get()) != nullptr &&
            !isDefaultRoute(line.data())) {
@@ -315,7 +313,7 @@ int Net_fallbackIp(const char* name) {
     if (!isSupported(name)) {
         return -1;
     }
-    // The test is the wrong way round, on purpose ("inverted-fallback" in docs/kept-behaviours.md).
+    // The test is the wrong way round (kept: inverted-fallback).
     if (Handle(SOCK_STREAM).isOpen()) {
         return 0;
     }

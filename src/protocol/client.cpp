@@ -74,8 +74,8 @@ std::int32_t Protocol_client_create(ProtocolClient** out, const char* interfaceN
     client->state = kStateReady;
 
     const std::int32_t socket = Protocol_client_openSocket(client.get());
-    // Descriptor 0 counts as a failure too, and the object is not released: both on purpose
-    // ("client-not-created" in docs/kept-behaviours.md).
+    // Descriptor 0 counts as a failure too, and the object is not released
+    // (kept: client-not-created).
     if (socket <= 0) {
         Output_print("pEthName(%s) get socket err!\n", interfaceName);
         Unreleased_keep(client.release());
@@ -141,8 +141,7 @@ std::int32_t Protocol_client_joinGroup(ProtocolClient* client, std::int32_t sock
 }
 
 std::int32_t Protocol_client_leaveGroup(ProtocolClient* client) {
-    // The membership is all zero on purpose, so the group is not really left
-    // ("leave-group" in docs/kept-behaviours.md).
+    // The membership is all zero on purpose, so the group is not really left (kept: leave-group).
     const ip_mreq membership{};
     const ClientSocket::Use use(client->socket);
     ::setsockopt(use.get(), IPPROTO_IP, IP_DROP_MEMBERSHIP, &membership, sizeof membership);
@@ -168,7 +167,7 @@ std::int32_t Protocol_client_getIfAddr(const char* interfaceName, char* out) {
     }
     ifreq request = requestFor(interfaceName);
     if (::ioctl(descriptor, SIOCGIFADDR, &request) < 0) {
-        // The descriptor stays open on purpose ("address-query-leak" in docs/kept-behaviours.md).
+        // The descriptor stays open (kept: address-query-leak).
         Output_print("SIOCGIFADDR Failed!/n");
         return -1;
     }
@@ -189,7 +188,7 @@ std::int32_t Protocol_client_send(ProtocolClient* client, std::int32_t /*socket*
     if (::sendto(use.get(), data, length, 0, reinterpret_cast<const sockaddr*>(&group),
                  sizeof group) < 0) {
         Output_systemError("sendto()");
-        // For good, on purpose ("failed-send-closes-socket" in docs/kept-behaviours.md).
+        // For good (kept: failed-send-closes-socket).
         Protocol_client_closeSocket(client);
         return -1;
     }

@@ -3,7 +3,7 @@
 // Requests leave as UDP datagrams to the devices' multicast group; replies arrive on the client's
 // own socket, bound to the port above the group's. The client is created once, at start-up, and
 // shared by all connection threads without a lock: two requests in flight may read each other's
-// replies, on purpose ("shared-client" in docs/kept-behaviours.md).
+// replies (kept: shared-client).
 //
 // The functions return 0 on success and a negative value on failure, and print their own line when
 // they fail.
@@ -84,14 +84,13 @@ bool Protocol_client_isDown(const char* interfaceName);
 
 /// Writes the interface's IPv4 address in dotted form.
 /// @param out  room for 32 characters
-/// @return 0; -1 after "socket create failed!/n" or "SIOCGIFADDR Failed!/n", whose "/n" is on
-///         purpose ("slash-n" in docs/kept-behaviours.md). After the second the query's socket
-///         stays open.
+/// @return 0; -1 after "socket create failed!/n" or "SIOCGIFADDR Failed!/n", whose "/n"
+///         is no line end (kept: slash-n). After the second the query's socket stays open.
 std::int32_t Protocol_client_getIfAddr(const char* interfaceName, char* out);
 
 /// Sends `length` bytes of `data` as one datagram to the client's group and port.
 /// @param socket  not looked at: the client's own socket is what is used
 /// @return 0; -1 after reporting "sendto()", with the client's socket closed for good
-///         ("failed-send-closes-socket" in docs/kept-behaviours.md)
+///         (kept: failed-send-closes-socket)
 std::int32_t Protocol_client_send(ProtocolClient* client, std::int32_t socket, const void* data,
                                   std::size_t length);

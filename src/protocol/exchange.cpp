@@ -46,7 +46,7 @@ bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
 JsonTree readable(const ReplyBuffer& buffer, ReplyAck& ack) {
     JsonTree reply = Reply_parse(buffer.data());
     if (reply != nullptr && Protocol_client_readAck(reply.get(), ack) < 0) {
-        // On purpose ("parser-leak" in docs/kept-behaviours.md).
+        // kept: parser-leak
         Json_leaveUnreleased(std::exchange(reply, nullptr));
     }
     return reply;

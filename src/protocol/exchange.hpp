@@ -3,7 +3,7 @@
 //
 // Replies are datagrams of at most 1,500 bytes on the client's socket, from any sender. The receive
 // buffer is zeroed once per request, and a reply is read up to its first zero byte, so a short
-// datagram keeps the tail of a longer one before it ("reply-tail" in docs/kept-behaviours.md).
+// datagram keeps the tail of a longer one before it (kept: reply-tail).
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ struct SingleReply {
 std::int32_t Protocol_client_oneWay(ProtocolClient* client, const Request& request);
 
 /// Sends and waits for one reply. The first readable ack decides: a foreign or failed one ends the
-/// request, whatever comes after it ("first-ack-decides" in docs/kept-behaviours.md).
+/// request, whatever comes after it (kept: first-ack-decides).
 /// @return what the reader returns for the reply; -1 when no reply came within the time-out, which
 ///         starts anew at each wait, when the ack did not match, or when the request was not sent
 std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& request,

@@ -26,8 +26,7 @@ constexpr Field<DeviceRecord> kDeviceFields[] = {
     {&DeviceRecord::version, "version", "get version err!"},
 };
 
-// From here on many fields report the device identity as missing, on purpose
-// ("copied-missing-messages" in docs/kept-behaviours.md).
+// From here on many fields report the device identity as missing (kept: copied-missing-messages).
 constexpr Field<EncodeParams> kTxParamsFields[] = {
     {&EncodeParams::deviceid, "deviceid", "get deviceid err!"},
     {&EncodeParams::alias, "alias", "get deviceid err!"},
@@ -85,8 +84,8 @@ constexpr AckField kAckFields[] = {
     {"deviceid", &ReplyAck::setDeviceid, "get deviceid err!"},
 };
 
-/// Reads a record. A missing object is reported as "device" whatever its key, on purpose
-/// ("copied-missing-messages" in docs/kept-behaviours.md).
+/// Reads a record. A missing object is reported as "device" whatever its key
+/// (kept: copied-missing-messages).
 template <typename Record, std::size_t kCount>
 std::int32_t readRecord(const cJSON* reply, const char* objectKey,
                         const Field<Record> (&fields)[kCount], Record& record) {

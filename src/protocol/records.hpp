@@ -15,8 +15,8 @@
 
 /// The "ack" of a reply: four texts side by side, 128, 32, 32 and 32 wide. Each is stored with the
 /// bound of the first, so a status, hostid or deviceid of 32 characters or more runs on into what
-/// stands behind it, on purpose ("ack-runs-on" in docs/kept-behaviours.md). The room behind the
-/// last one belongs to the object, so that it stays inside.
+/// stands behind it (kept: ack-runs-on). The room behind the last one belongs to the object, so
+/// that it stays inside.
 class ReplyAck {
   public:
     [[nodiscard]] std::string_view cmd() const { return textAt(kCmd); }
@@ -78,7 +78,7 @@ std::int32_t Protocol_client_readSerialParams(const cJSON* reply, SerialParams& 
 std::int32_t Protocol_client_readNetParams(const cJSON* reply, NetParams& record);
 
 // The same from a reply's text. Each prints "cJSON_Parse err!" when that is no JSON, and leaves a
-// document that cannot be read unreleased, on purpose ("parser-leak" in docs/kept-behaviours.md).
+// document that cannot be read unreleased (kept: parser-leak).
 
 std::int32_t Protocol_client_parseAck(ReplyAck& ack, const char* reply);
 std::int32_t Protocol_client_parseDevice(const char* reply, DeviceRecord& record);

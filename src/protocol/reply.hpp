@@ -44,8 +44,8 @@ std::int32_t Reply_readObject(const cJSON* reply, const char* objectKey, const c
     return 0;
 }
 
-/// Lets `read` read a document and releases it; a document that cannot be read stays unreleased, on
-/// purpose ("parser-leak" in docs/kept-behaviours.md).
+/// Lets `read` read a document and releases it; a document that cannot be read stays unreleased
+/// (kept: parser-leak).
 /// @return what `read` returns; -1 for a null document
 template <typename Read>
 std::int32_t Reply_take(JsonTree reply, const Read& read) {

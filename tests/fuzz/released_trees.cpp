@@ -1,5 +1,5 @@
-// Stands in for base/unreleased.cpp: releases the documents that the daemon keeps for ever on
-// purpose ("parser-leak" and "routeless-reply" in docs/kept-behaviours.md), or a million inputs
+// Stands in for base/unreleased.cpp: releases the documents that the daemon keeps for ever
+// (kept: parser-leak; kept: routeless-reply), or a million inputs
 // would fill the memory. A use of one after it was given up is found by this as well.
 #include <cjson/cJSON.h>
 

@@ -278,8 +278,8 @@ void Soak::askThrough(FrontEnd& frontEnd, const Line& line) {
         judge(line, answer);
         return;
     }
-    // The upload has ended meanwhile ("one-answer" in docs/kept-behaviours.md). This line's answer
-    // stood before it, or is still to come; one more line shows when it has come and gone.
+    // The upload has ended meanwhile (kept: one-answer). This line's answer stood before it, or is
+    // still to come; one more line shows when it has come and gone.
     ++report.counts.overwritten;
     const Line next = unknownLine(number());
     expect(next);

@@ -164,7 +164,7 @@ void loseAddressWhileWaiting(Soak& soak) {
 
 /// Commands while the control interface has no address, or is down. They begin when it has gone and
 /// end before it comes back: an address without its route would be another fault, after which the
-/// daemon sends nothing more ("failed-send-closes-socket" in docs/kept-behaviours.md).
+/// daemon sends nothing more (kept: failed-send-closes-socket).
 void runWithoutAddress(Soak& soak, Random& random) {
     const bool link = random.percent(40);
     if (link) {

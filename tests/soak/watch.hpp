@@ -26,7 +26,7 @@ class Printed {
 
     /// The lines that the daemon has carried out.
     Tally lines;
-    /// Image files left open: "image-left-open" in docs/kept-behaviours.md.
+    /// Image files left open (kept: image-left-open).
     std::uint64_t imagesLeftOpen = 0;
     /// Replies that were not released: "parser-leak" and "routeless-reply" there.
     std::uint64_t repliesLeft = 0;

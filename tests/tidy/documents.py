@@ -1,10 +1,18 @@
-"""The rules of the documents: what docs/commands.md shows was recorded, and it shows everything."""
+"""The rules of the documents: what docs/commands.md shows was recorded, and it shows everything;
+what is kept on purpose is named alike in the code and in its page."""
 
 import re
+
+from tree import CPP_SUFFIXES
 
 COMMANDS = "docs/commands.md"
 CONSOLE = "docs/console.md"
 TRANSCRIPTS = "tests/transcripts/"
+KEPT = "docs/kept-behaviours.md"
+
+# A behaviour that is kept on purpose: the tag at the code, and the entry that the page has for it.
+_KEPT_TAG = re.compile(r"\bkept: ([a-z0-9-]+)")
+_KEPT_ENTRY = re.compile(r"^## ([a-z0-9-]+)$", re.MULTILINE)
 
 # The table of all commands, up to the empty line behind it. Each row begins with a console text.
 _TABLE = re.compile(r"^\| Console text \|.*\n(?:.+\n)*", re.MULTILINE)
@@ -30,6 +38,27 @@ def described_command(tree):
             if row.group(1) not in described:
                 line = text.count("\n", 0, row.start()) + 1
                 yield CONSOLE, line, f"{COMMANDS} does not describe {row.group(1)}"
+
+
+def kept_behaviour(tree):
+    """Each tag at the code has its entry in the page, and each entry a tag in the daemon."""
+    page = tree.text(KEPT) if KEPT in tree.files else ""
+    entries = {match.group(1): match for match in _KEPT_ENTRY.finditer(page)}
+    tagged = set()
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        text = tree.text(path)
+        for match in _KEPT_TAG.finditer(text):
+            if path.startswith("src/"):
+                tagged.add(match.group(1))
+            if match.group(1) not in entries:
+                yield path, _line_of(match), f"{KEPT} has no entry {match.group(1)}"
+    for name, match in entries.items():
+        if name not in tagged:
+            yield KEPT, _line_of(match), f"no code of the daemon has the tag kept: {name}"
+
+
+def _line_of(match):
+    return match.string.count("\n", 0, match.start(1)) + 1
 
 
 def _text_blocks(tree, path):

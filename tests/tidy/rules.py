@@ -5,7 +5,7 @@ import os
 import re
 
 import cpp
-from documents import described_command, recorded_session
+from documents import described_command, kept_behaviour, recorded_session
 from tree import CPP_SUFFIXES
 
 MAX_COLUMNS = 100
@@ -181,4 +181,5 @@ RULES = {
     "include_direction": include_direction,
     "recorded_session": recorded_session,
     "described_command": described_command,
+    "kept_behaviour": kept_behaviour,
 }

@@ -251,6 +251,13 @@ class Documents(RuleTest):
         self.write("docs/commands.md", "| `one ID!` | 3 s |\n")
         self.assertEqual(self.places(rules.described_command), [("docs/console.md", 4)])
 
+    def test_tags_and_entries_of_kept_behaviours_are_compared_both_ways(self):
+        self.write("docs/kept-behaviours.md", "# Kept\n\n## slash-n\n\n## one-answer\n")
+        self.write("src/a.cpp", "\n// It ends so (kept: slash-n).\n/// kept: no-entry\n")
+        self.write("tests/a.cpp", "// kept: one-answer\n")
+        self.assertEqual(self.places(rules.kept_behaviour),
+                         [("src/a.cpp", 3), ("docs/kept-behaviours.md", 5)])
+
 
 if __name__ == "__main__":
     unittest.main()
