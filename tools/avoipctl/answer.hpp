@@ -1,5 +1,4 @@
-// An answer of the daemon, read from its JSON text. Nothing else of avoipctl touches the JSON
-// library.
+// An answer of the daemon, read from its JSON text.
 #pragma once
 
 #include <span>
@@ -8,6 +7,8 @@
 #include <vector>
 
 #include "avoipctl/catalogue.hpp"
+
+namespace avoip::ctl {
 
 /// The values of one object in an answer, in the order of its shape's members.
 using Row = std::vector<std::string>;
@@ -33,3 +34,5 @@ std::string Answer_problem(std::string_view text, const Command& command);
 /// puts together from several answers.
 std::string Answer_writeRows(std::string_view key, std::span<const Member> members,
                              std::span<const Row> rows);
+
+}  // namespace avoip::ctl

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-namespace bed {
+namespace avoip {
 
 class Descriptor {
   public:
@@ -18,12 +18,15 @@ class Descriptor {
     }
     ~Descriptor() { reset(); }
 
-    /// The number, or -1 where there is none.
-    int get() const { return number_; }
+    /// The number; negative where there is none.
+    [[nodiscard]] int get() const { return number_; }
+
+    /// Whether there is one: a call that makes descriptors gives a negative number when it fails.
+    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
 
     /// Closes the descriptor now.
     void reset() {
-        if (number_ >= 0) {
+        if (isOpen()) {
             ::close(std::exchange(number_, -1));
         }
     }
@@ -32,4 +35,4 @@ class Descriptor {
     int number_ = -1;
 };
 
-}  // namespace bed
+}  // namespace avoip

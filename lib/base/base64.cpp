@@ -1,7 +1,8 @@
-#include "avoipsim/base64.hpp"
+#include "lib/base/base64.hpp"
 
 #include <cstddef>
 
+namespace avoip {
 namespace {
 
 constexpr std::string_view kAlphabet =
@@ -48,3 +49,5 @@ std::optional<std::vector<std::uint8_t>> Base64_decode(std::string_view text) {
     }
     return bytes;
 }
+
+}  // namespace avoip
