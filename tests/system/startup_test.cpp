@@ -4,6 +4,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "bed/session.hpp"
@@ -55,6 +57,15 @@ TEST(Startup, looks_at_no_arguments) {
     options.arguments = {"--help", "eth1", "7000"};
     bed::Daemon daemon(options);
     daemon.output().awaitWhole(std::string("local mac:001122aabbcc \n") + kListening);
+}
+
+TEST(Startup, the_program_has_its_version_as_a_text) {
+    const bed::Namespaces namespaces;
+    const bed::Daemon daemon;
+    std::ifstream file("/proc/" + std::to_string(daemon.pid()) + "/exe", std::ios::binary);
+    const std::string program(std::istreambuf_iterator<char>(file), {});
+    EXPECT_NE(program.find(std::string("\0avoipd " AVOIP_VERSION "\0", 9 + sizeof AVOIP_VERSION)),
+              std::string::npos);
 }
 
 TEST(Startup, sends_the_hardware_address_in_lower_case_as_hostid_of_every_request) {

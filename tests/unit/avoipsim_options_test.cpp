@@ -168,6 +168,13 @@ TEST(AvoipsimOptions, nonsense_is_refused_on_standard_error) {
     }
 }
 
+TEST(AvoipsimOptions, the_version_is_printed) {
+    const Parsed parsed = parse({"--version"});
+    EXPECT_FALSE(parsed.options);
+    EXPECT_EQ(parsed.exitStatus, 0);
+    EXPECT_EQ(parsed.output, "avoipsim " AVOIP_VERSION "\n");
+}
+
 TEST(AvoipsimOptions, a_fleet_of_the_wrong_size_is_told_how_large_it_may_be) {
     const Parsed parsed = parse({"--encoders", "1000", "--decoders", "25"});
     EXPECT_NE(parsed.errors.find("a fleet has 1 to 1024 devices, not 1025"), std::string::npos)

@@ -154,6 +154,7 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus) {
         "Replies leave from the devices' own addresses where these are local on this machine, for\n"
         "example after \"ip route add local 10.77.1.0/24 dev lo\".",
         "avoipsim");
+    app.set_version_flag("--version", "avoipsim " AVOIP_VERSION);
     app.failure_message(CLI::FailureMessage::simple);
     addDevices(app, options);
     addWork(app, options);
