@@ -16,12 +16,12 @@
 #include <string>
 #include <vector>
 
-#include "avoipsim/json.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/wait.hpp"
 #include "firmware/upload.hpp"
+#include "lib/base/json.hpp"
 
 namespace {
 
@@ -89,7 +89,7 @@ class Asker {
         return result;
     }
 
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
 };
 
 bed::DaemonOptions fleetOptions(std::vector<std::string> arguments) {
@@ -299,8 +299,8 @@ class AvoipsimUploads : public AvoipsimProcess {
 
     std::string version(const std::string& id) {
         asker.ask("config get device", id);
-        const Json answer = Json_parse(asker.receive().text);
-        return Json_text(cJSON_GetObjectItem(answer.get(), "device"), "version").value_or("?");
+        const avoip::Json answer = avoip::Json_parse(asker.receive().text);
+        return avoip::Json_text(avoip::Json_find(answer.get(), "device"), "version").value_or("?");
     }
 
     static std::string content(const std::string& path) {

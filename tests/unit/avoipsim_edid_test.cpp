@@ -1,4 +1,4 @@
-// The screens of the fleet, and the base64 text in which they travel.
+// The screens of the fleet.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "avoipsim/base64.hpp"
 #include "avoipsim/edid.hpp"
 
+namespace avoip::sim {
 namespace {
 
 int sum(std::span<const std::uint8_t> bytes) {
@@ -20,16 +20,6 @@ std::string nameOf(const Edid& edid) {
     const auto found = std::search(edid.begin() + 54, edid.begin() + 126, tag.begin(), tag.end());
     const std::string name(found + 5, found + 18);
     return name.substr(0, name.find('\n'));
-}
-
-std::string encode(const std::string& text) {
-    return Base64_encode(
-        std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
-}
-
-std::string decode(const std::string& text) {
-    const auto bytes = Base64_decode(text);
-    return bytes ? std::string(bytes->begin(), bytes->end()) : "(refused)";
 }
 
 TEST(AvoipsimEdid, begins_with_the_header) {
@@ -61,27 +51,6 @@ TEST(AvoipsimEdid, carries_name_and_serial_number) {
     EXPECT_EQ(nameOf(Edid_make("A name of thirty characters   ", 1)), "A name of thi");
 }
 
-TEST(AvoipsimBase64, encodes_each_length_of_a_last_group) {
-    EXPECT_EQ(encode(""), "");
-    EXPECT_EQ(encode("H"), "SA==");
-    EXPECT_EQ(encode("He"), "SGU=");
-    EXPECT_EQ(encode("Hel"), "SGVs");
-    EXPECT_EQ(encode("Hello"), "SGVsbG8=");
-    EXPECT_EQ(encode("\xFF\xFE\xFD"), "//79");
-}
-
-TEST(AvoipsimBase64, decodes_what_it_encodes) {
-    std::string bytes;
-    for (int i = 0; i < 256; ++i) {
-        bytes += static_cast<char>(i);
-        EXPECT_EQ(decode(encode(bytes)), bytes);
-    }
-}
-
-TEST(AvoipsimBase64, refuses_what_is_no_base64) {
-    for (const char* text : {"=", "SGU", "SG=s", "S===", "SG!s", "SGVs="}) {
-        EXPECT_EQ(decode(text), "(refused)") << text;
-    }
-}
-
 }  // namespace
+
+}  // namespace avoip::sim

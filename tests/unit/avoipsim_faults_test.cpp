@@ -6,6 +6,7 @@
 
 #include "avoipsim/faults.hpp"
 
+namespace avoip::sim {
 namespace {
 
 constexpr const char* kReply =
@@ -135,3 +136,5 @@ TEST(AvoipsimFaults, any_one_member_can_be_missing) {
 }
 
 }  // namespace
+
+}  // namespace avoip::sim

@@ -11,6 +11,8 @@
 
 #include "avoipsim/fleet.hpp"
 
+namespace avoip::sim {
+
 inline const Clock::time_point kStart{std::chrono::hours(1)};
 
 inline std::string requestText(const std::string& cmd, const std::string& devices,
@@ -49,7 +51,7 @@ class AvoipsimFleet : public testing::Test {
         std::vector<std::string> ids;
         for (const Reply& reply : hear(datagram, now)) {
             const Json root = Json_parse(reply.text);
-            const cJSON* object = cJSON_GetObjectItem(root.get(), "ack");
+            const cJSON* object = Json_find(root.get(), "ack");
             ids.push_back(Json_text(object, "deviceid").value_or("?"));
         }
         return ids;
@@ -87,3 +89,5 @@ class AvoipsimFleet : public testing::Test {
 
     Fleet fleet;
 };
+
+}  // namespace avoip::sim

@@ -1,6 +1,7 @@
 // The fleet as an asker sees it: which devices answer what, and what they keep.
 #include "avoipsim_fleet_bed.hpp"
 
+namespace avoip::sim {
 namespace {
 
 using namespace std::chrono_literals;
@@ -88,8 +89,7 @@ TEST_F(AvoipsimFleet, a_request_is_logged_with_the_devices_that_acted) {
     EXPECT_EQ(Json_text(lines[0].get(), "from"), "10.77.0.1");
     EXPECT_EQ(Json_text(lines[0].get(), "cmd"), "device showme");
     EXPECT_EQ(Json_text(lines[0].get(), "datagram"), text);
-    EXPECT_EQ(Json_print(cJSON_GetObjectItem(lines[0].get(), "devices")),
-              R"(["TX-0001","TX-0002"])");
+    EXPECT_EQ(Json_print(Json_find(lines[0].get(), "devices")), R"(["TX-0001","TX-0002"])");
     EXPECT_EQ(Json_text(lines[2].get(), "event"), "device showme");
     EXPECT_EQ(Json_text(lines[2].get(), "device"), "TX-0002");
 }
@@ -133,7 +133,7 @@ TEST_F(AvoipsimFleet, a_setting_without_its_data_changes_nothing) {
     }
     EXPECT_EQ(Json_print(Fleet_state(fleet).get()), before);
     for (const Json& line : logLines()) {
-        EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(line.get(), "devices")), 0);
+        EXPECT_EQ(Json_print(Json_find(line.get(), "devices")), "[]");
     }
 }
 
@@ -317,8 +317,7 @@ TEST_F(AvoipsimFleet, a_lost_request_is_neither_answered_nor_obeyed_but_logged) 
     fleet.options.faults.loss = 1;
     tell("config set alias", "TX-0001", R"("alias":{"name":"x"})");
     EXPECT_EQ(Device_text(fleet.devices[0], "device", "alias"), "");
-    EXPECT_EQ(Json_print(cJSON_GetObjectItem(logLines()[0].get(), "faults")),
-              R"({"TX-0001":"lost"})");
+    EXPECT_EQ(Json_print(Json_find(logLines()[0].get(), "faults")), R"({"TX-0001":"lost"})");
 }
 
 TEST_F(AvoipsimFleet, a_duplicate_is_the_same_reply_twice) {
@@ -327,8 +326,7 @@ TEST_F(AvoipsimFleet, a_duplicate_is_the_same_reply_twice) {
     const auto replies = hear(requestText("config get device", device("All")));
     ASSERT_EQ(replies.size(), 2U);
     EXPECT_EQ(replies[0].text, replies[1].text);
-    EXPECT_EQ(Json_print(cJSON_GetObjectItem(logLines()[0].get(), "faults")),
-              R"({"TX-0001":"duplicate"})");
+    EXPECT_EQ(Json_print(Json_find(logLines()[0].get(), "faults")), R"({"TX-0001":"duplicate"})");
 }
 
 TEST_F(AvoipsimFleet, a_late_reply_is_late_by_its_delay) {
@@ -347,3 +345,5 @@ TEST_F(AvoipsimFleet, a_thousand_devices_all_answer) {
 }
 
 }  // namespace
+
+}  // namespace avoip::sim

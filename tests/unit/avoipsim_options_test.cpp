@@ -7,6 +7,7 @@
 
 #include "avoipsim/options.hpp"
 
+namespace avoip::sim {
 namespace {
 
 using namespace std::chrono_literals;
@@ -174,3 +175,5 @@ TEST(AvoipsimOptions, a_fleet_of_the_wrong_size_is_told_how_large_it_may_be) {
 }
 
 }  // namespace
+
+}  // namespace avoip::sim

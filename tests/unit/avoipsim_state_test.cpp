@@ -5,6 +5,7 @@
 
 #include "avoipsim_fleet_bed.hpp"
 
+namespace avoip::sim {
 namespace {
 
 TEST_F(AvoipsimFleet, the_range_of_addresses_must_fit_the_network) {
@@ -93,3 +94,5 @@ TEST_F(AvoipsimState, a_state_file_that_is_not_there_is_refused_with_the_reason)
 }
 
 }  // namespace
+
+}  // namespace avoip::sim

@@ -10,6 +10,7 @@
 #include "avoipsim/make_image.hpp"
 #include "avoipsim/upload.hpp"
 
+namespace avoip::sim {
 namespace {
 
 std::string chunk(char kind, const std::string& data) {
@@ -107,9 +108,9 @@ class AvoipsimMakeImage : public testing::Test {
         return text.str();
     }
 
-    avoip::FirmwareInfoBlock readBlock() {
+    FirmwareInfoBlock readBlock() {
         const int file = ::open(path.c_str(), O_RDONLY);
-        const avoip::FirmwareInfoBlock block = avoip::Image_read(file);
+        const FirmwareInfoBlock block = Image_read(file);
         ::close(file);
         return block;
     }
@@ -123,10 +124,9 @@ TEST_F(AvoipsimMakeImage, the_info_block_says_what_was_asked_for) {
     options.name = "Video-TX-2";
     options.version = "1.2.6";
     options.size = 10000;
-    EXPECT_EQ(make().size(),
-              static_cast<std::size_t>(avoip::kInfoBlockOffset) + avoip::kInfoBlockSize);
-    const avoip::FirmwareInfoBlock block = readBlock();
-    EXPECT_EQ(block.magic, avoip::kImageMagic);
+    EXPECT_EQ(make().size(), static_cast<std::size_t>(kInfoBlockOffset) + kInfoBlockSize);
+    const FirmwareInfoBlock block = readBlock();
+    EXPECT_EQ(block.magic, kImageMagic);
     EXPECT_STREQ(block.name.data(), "Video-TX-2");
     EXPECT_EQ(Upload_version(block), "1.2.6");
     EXPECT_EQ(block.size, 10000);
@@ -177,3 +177,5 @@ TEST(AvoipsimVersion, is_three_numbers_up_to_255) {
 }
 
 }  // namespace
+
+}  // namespace avoip::sim

@@ -5,9 +5,10 @@
 #include <span>
 #include <utility>
 
-#include "avoipsim/base64.hpp"
 #include "avoipsim/edid.hpp"
+#include "lib/base/base64.hpp"
 
+namespace avoip::sim {
 namespace {
 
 constexpr std::size_t kTextLength = 31;
@@ -104,20 +105,20 @@ void setField(Field& field, std::string_view value) {
 
 // Reads one member of a device of the state file.
 bool readSection(Device& device, const cJSON* object, std::string& problem) {
-    Section* section = Device_section(device, object->string);
-    if (section == nullptr || !cJSON_IsObject(object)) {
-        problem = device.id + " has no section \"" + object->string + "\"";
+    Section* section = Device_section(device, Json_key(object));
+    if (section == nullptr || !Json_isObject(object)) {
+        problem = device.id + " has no section \"" + std::string(Json_key(object)) + "\"";
         return false;
     }
-    const cJSON* member = nullptr;
-    cJSON_ArrayForEach(member, object) {
-        const auto field = findField(section->fields, member->string);
-        if (field == section->fields.end() || !cJSON_IsString(member)) {
-            problem =
-                device.id + " has no text \"" + member->string + "\" in \"" + section->name + "\"";
+    for (const cJSON* member : Json_items(object)) {
+        const auto field = findField(section->fields, Json_key(member));
+        const auto text = Json_text(member);
+        if (field == section->fields.end() || !text) {
+            problem = device.id + " has no text \"" + std::string(Json_key(member)) + "\" in \"" +
+                      section->name + "\"";
             return false;
         }
-        setField(*field, member->valuestring);
+        setField(*field, *text);
     }
     return true;
 }
@@ -204,23 +205,21 @@ void Device_factory(Device& device) {
     Device_set(device, "device", "version", version);
 }
 
-Json Device_toJson(const Device& device) {
-    Json object(cJSON_CreateObject());
-    Json_addText(object.get(), "deviceid", device.id);
+void Device_write(const Device& device, cJSON* object) {
+    Json_addText(object, "deviceid", device.id);
     for (const Section& section : device.state) {
-        Section_add(section, cJSON_AddObjectToObject(object.get(), section.name.c_str()));
+        Section_add(section, Json_addObject(object, section.name));
     }
-    return object;
 }
 
-bool Device_fromJson(Device& device, const cJSON* object, std::string& problem) {
-    const cJSON* member = nullptr;
-    cJSON_ArrayForEach(member, object) {
-        const bool isIdentity = std::string_view(member->string) == "deviceid";
-        if (!isIdentity && !readSection(device, member, problem)) {
+bool Device_read(Device& device, const cJSON* object, std::string& problem) {
+    for (const cJSON* member : Json_items(object)) {
+        if (Json_key(member) != "deviceid" && !readSection(device, member, problem)) {
             return false;
         }
     }
     device.first = device.state;
     return true;
 }
+
+}  // namespace avoip::sim

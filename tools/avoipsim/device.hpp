@@ -11,7 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "avoipsim/json.hpp"
+#include "lib/base/json.hpp"
+
+namespace avoip::sim {
 
 using Clock = std::chrono::steady_clock;
 
@@ -70,9 +72,11 @@ void Section_add(const Section& section, cJSON* object);
 /// Back to the first values. The firmware stays.
 void Device_factory(Device& device);
 
-/// The device as the state file holds it.
-Json Device_toJson(const Device& device);
+/// Adds the device to `object` as the state file holds it.
+void Device_write(const Device& device, cJSON* object);
 
 /// Sets the device, and its first values, to what `object` names; what it does not name stays.
 /// False, with the reason in `problem`, when it names something that the device does not have.
-bool Device_fromJson(Device& device, const cJSON* object, std::string& problem);
+bool Device_read(Device& device, const cJSON* object, std::string& problem);
+
+}  // namespace avoip::sim

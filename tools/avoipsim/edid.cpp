@@ -7,6 +7,7 @@
 #include <numeric>
 #include <span>
 
+namespace avoip::sim {
 namespace {
 
 constexpr std::size_t kDescriptorSize = 18;
@@ -88,3 +89,5 @@ Edid Edid_make(std::string_view name, std::uint32_t serial) {
     fillExtension(bytes.last(kEdidBlockSize));
     return edid;
 }
+
+}  // namespace avoip::sim

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+namespace avoip::sim {
 namespace {
 
 // SplitMix64: a counter through a mixing function. Every value of the counter is a good seed.
@@ -24,25 +25,31 @@ struct Random {
 void leaveOutMember(cJSON* reply, std::uint64_t choice) {
     struct Place {
         cJSON* parent;
-        cJSON* member;
+        const cJSON* member;
     };
     std::vector<Place> places;
-    cJSON* object = nullptr;
-    cJSON_ArrayForEach(object, reply) {
-        if (std::string_view(object->string) != "ack") {
+    for (const cJSON* object : Json_items(reply)) {
+        if (Json_key(object) != "ack") {
             places.push_back({reply, object});
         }
-        cJSON* member = nullptr;
-        cJSON_ArrayForEach(member, object) {
-            places.push_back({object, member});
+        for (const cJSON* member : Json_items(object)) {
+            places.push_back({Json_find(reply, Json_key(object)), member});
         }
     }
     const Place place = places[choice % places.size()];
-    cJSON_Delete(cJSON_DetachItemViaPointer(place.parent, place.member));
+    Json_remove(place.parent, place.member);
 }
 
-void replaceAck(cJSON* reply, const char* key, const char* value) {
-    cJSON_ReplaceItemInObject(cJSON_GetObjectItem(reply, "ack"), key, cJSON_CreateString(value));
+void leaveOutData(cJSON* reply) {
+    std::vector<const cJSON*> data;
+    for (const cJSON* object : Json_items(reply)) {
+        if (Json_key(object) != "ack") {
+            data.push_back(object);
+        }
+    }
+    for (const cJSON* object : data) {
+        Json_remove(reply, object);
+    }
 }
 
 }  // namespace
@@ -68,13 +75,11 @@ std::string Faults_print(const Fault& fault, cJSON* reply) {
         return "this is not JSON";
     }
     if (fault.wrongHostid) {
-        replaceAck(reply, "hostid", "ffffffffffff");
+        Json_replaceText(Json_find(reply, "ack"), "hostid", "ffffffffffff");
     }
     if (fault.failed) {
-        replaceAck(reply, "status", "failure");
-        while (cJSON_GetArraySize(reply) > 1) {
-            cJSON_DeleteItemFromArray(reply, 1);
-        }
+        Json_replaceText(Json_find(reply, "ack"), "status", "failure");
+        leaveOutData(reply);
     }
     if (fault.missingKey) {
         leaveOutMember(reply, fault.missingMember);
@@ -96,3 +101,5 @@ std::string Faults_name(const Fault& fault) {
     }
     return text;
 }
+
+}  // namespace avoip::sim

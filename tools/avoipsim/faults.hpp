@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "avoipsim/json.hpp"
+#include "lib/base/json.hpp"
+
+namespace avoip::sim {
 
 /// Probabilities are from 0 (never) to 1 (always).
 struct FaultOptions {
@@ -45,3 +47,5 @@ std::string Faults_print(const Fault& fault, cJSON* reply);
 
 /// The names of the faults that change the reply, for the log; empty when there is none.
 std::string Faults_name(const Fault& fault);
+
+}  // namespace avoip::sim

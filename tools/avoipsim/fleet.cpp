@@ -10,6 +10,7 @@
 #include "avoipsim/ipv4.hpp"
 #include "avoipsim/requests.hpp"
 
+namespace avoip::sim {
 namespace {
 
 struct Range {
@@ -73,8 +74,8 @@ Hearing beginHearing(std::string_view event, const std::string& cmd, std::string
     if (!Log_addText(hearing.line, "datagram", datagram)) {
         Log_addHex(hearing.line, "hex", datagram);
     }
-    hearing.devices = cJSON_AddArrayToObject(hearing.line.get(), "devices");
-    hearing.faults = cJSON_AddObjectToObject(hearing.line.get(), "faults");
+    hearing.devices = Json_addArray(hearing.line.get(), "devices");
+    hearing.faults = Json_addObject(hearing.line.get(), "faults");
     return hearing;
 }
 
@@ -98,7 +99,7 @@ void hearAtDevice(const Fleet& fleet, Hearing& hearing, const Request& request, 
     if (!outcome.done) {
         return;
     }
-    cJSON_AddItemToArray(hearing.devices, cJSON_CreateString(device.id.c_str()));
+    Json_appendText(hearing.devices, device.id);
     if (outcome.reboots) {
         device.silentUntil = now + fleet.options.rebootTime;
     }
@@ -163,18 +164,17 @@ bool Fleet_loadState(Fleet& fleet, const std::string& path, std::string& problem
         return false;
     }
     const Json root = Json_parse(text);
-    const cJSON* devices = cJSON_GetObjectItem(root.get(), "devices");
-    if (!cJSON_IsArray(devices)) {
+    const cJSON* devices = Json_find(root.get(), "devices");
+    if (!Json_isArray(devices)) {
         problem = "state file " + path +
                   " does not hold {\"devices\":[...]}; --save-state writes one to start from";
         return false;
     }
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, devices) {
+    for (const cJSON* entry : Json_items(devices)) {
         const std::string id = Json_text(entry, "deviceid").value_or("");
         Device* device = Fleet_device(fleet, id);
         std::string reason = "\"" + id + "\" is no device of this fleet";
-        if (device == nullptr || !Device_fromJson(*device, entry, reason)) {
+        if (device == nullptr || !Device_read(*device, entry, reason)) {
             problem = "state file " + path;
             problem += ": " + reason;
             return false;
@@ -184,10 +184,10 @@ bool Fleet_loadState(Fleet& fleet, const std::string& path, std::string& problem
 }
 
 Json Fleet_state(const Fleet& fleet) {
-    Json root(cJSON_CreateObject());
-    cJSON* devices = cJSON_AddArrayToObject(root.get(), "devices");
+    Json root = Json_newObject();
+    cJSON* devices = Json_addArray(root.get(), "devices");
     for (const Device& device : fleet.devices) {
-        cJSON_AddItemToArray(devices, Device_toJson(device).release());
+        Device_write(device, Json_appendObject(devices));
     }
     return root;
 }
@@ -228,3 +228,5 @@ std::vector<Reply> Fleet_hear(Fleet& fleet, std::string_view datagram, const std
     }
     return std::move(hearing.replies);
 }
+
+}  // namespace avoip::sim

@@ -13,6 +13,8 @@
 #include "avoipsim/faults.hpp"
 #include "avoipsim/log.hpp"
 
+namespace avoip::sim {
+
 struct FleetOptions {
     int encoders = 4;
     int decoders = 6;
@@ -63,3 +65,5 @@ bool Fleet_saveState(const Fleet& fleet, const std::string& path, std::string& p
 /// the devices.
 std::vector<Reply> Fleet_hear(Fleet& fleet, std::string_view datagram, const std::string& asker,
                               Clock::time_point now);
+
+}  // namespace avoip::sim

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <ctime>
 
+namespace avoip::sim {
 namespace {
 
 std::string timeText() {
@@ -75,9 +76,9 @@ bool Log_open(Log& log, const std::string& path) {
 }
 
 Json Log_begin(std::string_view event) {
-    Json line(cJSON_CreateObject());
+    Json line = Json_newObject();
     Json_addText(line.get(), "time", timeText());
-    Json_addText(line.get(), "event", std::string(event));
+    Json_addText(line.get(), "event", event);
     return line;
 }
 
@@ -92,10 +93,12 @@ bool Log_addText(const Json& line, const char* key, std::string_view bytes) {
     if (!isPrintable(bytes)) {
         return false;
     }
-    Json_addText(line.get(), key, std::string(bytes));
+    Json_addText(line.get(), key, bytes);
     return true;
 }
 
 void Log_addHex(const Json& line, const char* key, std::string_view bytes) {
     Json_addText(line.get(), key, hexText(bytes));
 }
+
+}  // namespace avoip::sim

@@ -8,7 +8,9 @@
 #include <string_view>
 
 #include "avoipsim/device.hpp"
-#include "avoipsim/json.hpp"
+#include "lib/base/json.hpp"
+
+namespace avoip::sim {
 
 struct LogClose {
     void operator()(std::FILE* file) const;
@@ -31,3 +33,5 @@ bool Log_addText(const Json& line, const char* key, std::string_view bytes);
 
 /// Adds received bytes as upper-case hexadecimal digits.
 void Log_addHex(const Json& line, const char* key, std::string_view bytes);
+
+}  // namespace avoip::sim

@@ -6,6 +6,8 @@
 #include "avoipsim/options.hpp"
 #include "avoipsim/service.hpp"
 
+using namespace avoip::sim;
+
 namespace {
 
 int fail(const std::string& problem) {

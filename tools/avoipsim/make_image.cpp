@@ -9,6 +9,7 @@
 
 #include "lib/image/image.hpp"
 
+namespace avoip::sim {
 namespace {
 
 constexpr std::size_t kPieceSize = 65536;
@@ -47,17 +48,17 @@ std::optional<std::array<std::uint8_t, 3>> MakeImage_version(const std::string& 
 }
 
 bool MakeImage_write(const ImageOptions& options, std::string& problem) {
-    avoip::FirmwareInfoBlock info{};
-    info.magic = avoip::kImageMagic;
+    FirmwareInfoBlock info{};
+    info.magic = kImageMagic;
     info.version = MakeImage_version(options.version).value_or(std::array<std::uint8_t, 3>{});
-    std::copy_n(options.name.begin(), std::min(options.name.size(), avoip::kImageNameSize),
+    std::copy_n(options.name.begin(), std::min(options.name.size(), kImageNameSize),
                 info.name.begin());
     info.size = options.size;
-    const auto block = avoip::Image_encode(info);
+    const auto block = Image_encode(info);
     const auto* bytes = reinterpret_cast<const char*>(block.data());
     std::ofstream file(options.path, std::ios::binary | std::ios::trunc);
     writePattern(file, static_cast<std::uint32_t>(options.size));
-    file.seekp(avoip::kInfoBlockOffset);
+    file.seekp(kInfoBlockOffset);
     file.write(bytes, block.size());
     if (static_cast<std::size_t>(options.size) >= block.size()) {
         file.seekp(0);
@@ -70,3 +71,5 @@ bool MakeImage_write(const ImageOptions& options, std::string& problem) {
     }
     return true;
 }
+
+}  // namespace avoip::sim

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+namespace avoip::sim {
+
 struct ImageOptions {
     std::string path;  ///< Empty: no image is to be made.
     std::string name = "Video-TX-1";
@@ -19,3 +21,5 @@ std::optional<std::array<std::uint8_t, 3>> MakeImage_version(const std::string& 
 /// Writes the image: its info block at its place, a copy of it at the start where the payload has
 /// room, a pattern in the rest of the payload. False, with the reason in `problem`, when it cannot.
 bool MakeImage_write(const ImageOptions& options, std::string& problem);
+
+}  // namespace avoip::sim

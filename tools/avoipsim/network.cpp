@@ -11,6 +11,7 @@
 
 #include "avoipsim/ipv4.hpp"
 
+namespace avoip::sim {
 namespace {
 
 constexpr const char* kGroup = "239.255.255.250";
@@ -48,11 +49,11 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
     // Bound to the group, the socket hears nothing else; without IP_MULTICAST_ALL off it would
     // hear the group on every interface on which anything on this machine has joined it.
     const sockaddr_in group = socketAddress(kGroup, kRequestPort);
-    if (socket.number() < 0 || !setOption(socket.number(), IP_MULTICAST_ALL, 0)) {
+    if (!socket.isOpen() || !setOption(socket.get(), IP_MULTICAST_ALL, 0)) {
         problem = failure("no UDP socket");
         return {};
     }
-    if (::bind(socket.number(), reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0) {
+    if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0) {
         problem = failure("UDP port 8002 cannot be had") +
                   "; another fleet may be running here (\"ss -ulpn\" shows who has it)";
         return {};
@@ -60,7 +61,7 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
     ip_mreqn membership{};
     membership.imr_multiaddr = group.sin_addr;
     membership.imr_ifindex = static_cast<int>(index);
-    if (!setOption(socket.number(), IP_ADD_MEMBERSHIP, membership)) {
+    if (!setOption(socket.get(), IP_ADD_MEMBERSHIP, membership)) {
         problem = failure("the group " + std::string(kGroup) + " cannot be joined on " + interface);
         return {};
     }
@@ -71,7 +72,7 @@ std::optional<Datagram> Network_receive(const Descriptor& socket) {
     static std::array<char, kLargestDatagram> buffer;
     sockaddr_in sender{};
     socklen_t length = sizeof sender;
-    const ssize_t size = ::recvfrom(socket.number(), buffer.data(), buffer.size(), 0,
+    const ssize_t size = ::recvfrom(socket.get(), buffer.data(), buffer.size(), 0,
                                     reinterpret_cast<sockaddr*>(&sender), &length);
     if (size < 0) {
         return std::nullopt;
@@ -99,11 +100,13 @@ bool Network_send(const Descriptor& socket, const std::string& from, const std::
     in_pktinfo information{};
     information.ipi_spec_dst = socketAddress(from, 0).sin_addr;
     std::memcpy(CMSG_DATA(header), &information, sizeof information);
-    if (::sendmsg(socket.number(), &message, 0) >= 0) {
+    if (::sendmsg(socket.get(), &message, 0) >= 0) {
         return true;
     }
     // The device's address is not local here.
     message.msg_control = nullptr;
     message.msg_controllen = 0;
-    return ::sendmsg(socket.number(), &message, 0) >= 0;
+    return ::sendmsg(socket.get(), &message, 0) >= 0;
 }
+
+}  // namespace avoip::sim

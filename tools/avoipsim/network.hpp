@@ -5,7 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "avoipsim/descriptor.hpp"
+#include "lib/base/descriptor.hpp"
+
+namespace avoip::sim {
 
 struct Datagram {
     std::string text;
@@ -23,3 +25,5 @@ std::optional<Datagram> Network_receive(const Descriptor& socket);
 /// else from the address that the system chooses. False, with errno, when it could not be sent.
 bool Network_send(const Descriptor& socket, const std::string& from, const std::string& to,
                   const std::string& text);
+
+}  // namespace avoip::sim

@@ -5,6 +5,7 @@
 #include <limits>
 #include <tuple>
 
+namespace avoip::sim {
 namespace {
 
 constexpr int kMostDevices = 1024;
@@ -129,7 +130,7 @@ void addImage(CLI::App& app, ImageOptions& image) {
         ->group(kGroup)
         ->capture_default_str()
         ->check([](const std::string& text) {
-            return text.size() <= avoip::kImageNameSize ? "" : "a name has at most 64 characters";
+            return text.size() <= kImageNameSize ? "" : "a name has at most 64 characters";
         });
     app.add_option("--image-version", image.version, "Its version")
         ->group(kGroup)
@@ -173,3 +174,5 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus) {
     }
     return options;
 }
+
+}  // namespace avoip::sim

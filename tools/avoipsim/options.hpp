@@ -8,6 +8,8 @@
 #include "avoipsim/make_image.hpp"
 #include "avoipsim/upload_server.hpp"
 
+namespace avoip::sim {
+
 struct Options {
     FleetOptions fleet;
     UploadOptions upload;
@@ -24,3 +26,5 @@ inline constexpr int kExitUsage = 2;
 /// Reads the command line. Nothing when the program is to end at once, with `exitStatus`: after
 /// --help (0) or after a wrong option (kExitUsage), which has been explained on standard error.
 std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus);
+
+}  // namespace avoip::sim

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
-#include "avoipsim/base64.hpp"
 #include "avoipsim/log.hpp"
+#include "lib/base/base64.hpp"
 
+namespace avoip::sim {
 namespace {
 
 struct Row;
@@ -25,8 +26,8 @@ Outcome ignored() {
 
 Outcome replied(const Request& request, const Device& device) {
     Outcome outcome;
-    outcome.reply.reset(cJSON_CreateObject());
-    cJSON* ack = cJSON_AddObjectToObject(outcome.reply.get(), "ack");
+    outcome.reply = Json_newObject();
+    cJSON* ack = Json_addObject(outcome.reply.get(), "ack");
     Json_addText(ack, "cmd", request.cmd);
     Json_addText(ack, "status", "success");
     Json_addText(ack, "hostid", request.hostid);
@@ -42,7 +43,7 @@ Outcome happened(const Device& device, std::string_view event) {
 }
 
 cJSON* addObject(const Outcome& outcome, std::string_view name) {
-    return cJSON_AddObjectToObject(outcome.reply.get(), std::string(name).c_str());
+    return Json_addObject(outcome.reply.get(), name);
 }
 
 Outcome answerAck(const Row&, const Request& request, Device& device) {
@@ -100,9 +101,8 @@ Outcome answerRoute(const Row& row, const Request& request, Device& device) {
 }
 
 Outcome takeSection(const Row& row, const Request& request, Device& device) {
-    const std::string name(row.section);
-    const cJSON* object = cJSON_GetObjectItem(request.root.get(), name.c_str());
-    if (!cJSON_IsObject(object)) {
+    const cJSON* object = Json_find(request.root.get(), row.section);
+    if (!Json_isObject(object)) {
         return ignored();
     }
     Section_take(*Device_section(device, row.section), object);
@@ -127,7 +127,7 @@ Outcome clearSection(const Row& row, const Request&, Device& device) {
 }
 
 Outcome setAlias(const Row& row, const Request& request, Device& device) {
-    const auto alias = Json_text(cJSON_GetObjectItem(request.root.get(), "alias"), "name");
+    const auto alias = Json_text(Json_find(request.root.get(), "alias"), "name");
     if (!alias) {
         return ignored();
     }
@@ -207,16 +207,15 @@ constexpr Row kRows[] = {
 
 std::optional<Request> Request_parse(std::string_view datagram) {
     Request request;
-    request.root = Json_parse(datagram);
-    const cJSON* object = cJSON_GetObjectItem(request.root.get(), "request");
+    request.root = Json_parseBeginning(datagram);
+    const cJSON* object = Json_find(request.root.get(), "request");
     const auto cmd = Json_text(object, "cmd");
     if (!cmd) {
         return std::nullopt;
     }
     request.cmd = *cmd;
     request.hostid = Json_text(object, "hostid").value_or("");
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, cJSON_GetObjectItem(object, "device")) {
+    for (const cJSON* entry : Json_items(Json_find(object, "device"))) {
         request.ids.push_back(Json_text(entry, "id").value_or(""));
     }
     return request;
@@ -242,3 +241,5 @@ Outcome Request_carryOut(const Request& request, Device& device) {
     }
     return ignored();
 }
+
+}  // namespace avoip::sim

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "avoipsim/device.hpp"
-#include "avoipsim/json.hpp"
+#include "lib/base/json.hpp"
+
+namespace avoip::sim {
 
 struct Request {
     std::string cmd;
@@ -39,3 +41,5 @@ struct Outcome {
 };
 
 Outcome Request_carryOut(const Request& request, Device& device);
+
+}  // namespace avoip::sim

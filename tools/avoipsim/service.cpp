@@ -10,10 +10,11 @@
 #include <optional>
 #include <vector>
 
-#include "avoipsim/descriptor.hpp"
 #include "avoipsim/network.hpp"
 #include "avoipsim/upload_server.hpp"
+#include "lib/base/descriptor.hpp"
 
+namespace avoip::sim {
 namespace {
 
 struct Outgoing {
@@ -77,8 +78,8 @@ std::optional<Clock::time_point> nextDue(const Service& service) {
 
 // Waits until something is to be done.
 void wait(const Service& service) {
-    std::vector<pollfd> watched = {{service.requests.number(), POLLIN, 0},
-                                   {service.signals.number(), POLLIN, 0}};
+    std::vector<pollfd> watched = {{service.requests.get(), POLLIN, 0},
+                                   {service.signals.get(), POLLIN, 0}};
     UploadServer_watch(service.uploads, watched);
     const auto due = nextDue(service);
     timespec timeout{};
@@ -103,7 +104,7 @@ bool saveState(const Service& service) {
 // False when the program is to end.
 bool handleSignals(const Service& service) {
     signalfd_siginfo signal{};
-    while (::read(service.signals.number(), &signal, sizeof signal) == sizeof signal) {
+    while (::read(service.signals.get(), &signal, sizeof signal) == sizeof signal) {
         if (signal.ssi_signo != SIGUSR1) {
             return false;
         }
@@ -132,10 +133,10 @@ int Service_run(Fleet& fleet, const Options& options) {
                     openSignals(),
                     {options.upload, {}, {}},
                     {}};
-    if (service.requests.number() < 0 || !UploadServer_open(service.uploads, fleet, problem)) {
+    if (!service.requests.isOpen() || !UploadServer_open(service.uploads, fleet, problem)) {
         return fail(problem);
     }
-    if (service.signals.number() < 0) {
+    if (!service.signals.isOpen()) {
         return fail("no signal descriptor");
     }
     sayReady(service);
@@ -147,3 +148,5 @@ int Service_run(Fleet& fleet, const Options& options) {
     }
     return saveState(service) ? 0 : kExitFailure;
 }
+
+}  // namespace avoip::sim

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+namespace avoip::sim {
 namespace {
 
 constexpr std::size_t kChunkSize = 4096;
@@ -45,7 +46,7 @@ void takeHeader(Upload& upload) {
 
 void takeImage(Upload& upload, std::span<const unsigned char> bytes) {
     copyWindow(bytes, upload.imageSize, 0, upload.start);
-    copyWindow(bytes, upload.imageSize, avoip::kInfoBlockOffset, upload.infoBlock);
+    copyWindow(bytes, upload.imageSize, kInfoBlockOffset, upload.infoBlock);
     if (upload.file != nullptr &&
         std::fwrite(bytes.data(), 1, bytes.size(), upload.file.get()) != bytes.size()) {
         return refuse(upload, "the image cannot be stored");
@@ -82,17 +83,19 @@ void Upload_take(Upload& upload, std::span<const unsigned char> bytes) {
     }
 }
 
-std::optional<avoip::FirmwareInfoBlock> Upload_info(const Upload& upload) {
+std::optional<FirmwareInfoBlock> Upload_info(const Upload& upload) {
     for (const auto* bytes : {&upload.infoBlock, &upload.start}) {
-        const avoip::FirmwareInfoBlock info = avoip::Image_decode(*bytes);
-        if (info.magic == avoip::kImageMagic) {
+        const FirmwareInfoBlock info = Image_decode(*bytes);
+        if (info.magic == kImageMagic) {
             return info;
         }
     }
     return std::nullopt;
 }
 
-std::string Upload_version(const avoip::FirmwareInfoBlock& info) {
+std::string Upload_version(const FirmwareInfoBlock& info) {
     return std::to_string(info.version[0]) + "." + std::to_string(info.version[1]) + "." +
            std::to_string(info.version[2]);
 }
+
+}  // namespace avoip::sim

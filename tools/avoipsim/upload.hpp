@@ -22,6 +22,8 @@
 
 #include "lib/image/image.hpp"
 
+namespace avoip::sim {
+
 struct UploadFileClose {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -38,15 +40,17 @@ struct Upload {
     std::size_t headerSize = 0;  ///< Bytes of the header that have come.
     std::size_t chunkLeft = 0;   ///< Bytes of the chunk that have not.
     char lastKind = 0;           ///< 0 before the first chunk.
-    std::array<unsigned char, avoip::kInfoBlockSize> start{};
-    std::array<unsigned char, avoip::kInfoBlockSize> infoBlock{};
+    std::array<unsigned char, kInfoBlockSize> start{};
+    std::array<unsigned char, kInfoBlockSize> infoBlock{};
 };
 
 /// Takes the next bytes of the stream.
 void Upload_take(Upload& upload, std::span<const unsigned char> bytes);
 
 /// The info block of a complete image; nothing when it carries none.
-std::optional<avoip::FirmwareInfoBlock> Upload_info(const Upload& upload);
+std::optional<FirmwareInfoBlock> Upload_info(const Upload& upload);
 
 /// "1.2.6".
-std::string Upload_version(const avoip::FirmwareInfoBlock& info);
+std::string Upload_version(const FirmwareInfoBlock& info);
+
+}  // namespace avoip::sim

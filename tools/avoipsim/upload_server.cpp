@@ -14,6 +14,7 @@
 
 #include "avoipsim/ipv4.hpp"
 
+namespace avoip::sim {
 namespace {
 
 constexpr std::uint16_t kUploadPort = 5888;
@@ -28,13 +29,13 @@ bool isFaulty(const UploadOptions& options, const std::string& device) {
 Descriptor listenOn(const std::string& address, std::string& problem) {
     Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
-    ::setsockopt(socket.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in local{};
     local.sin_family = AF_INET;
     local.sin_port = htons(kUploadPort);
     local.sin_addr.s_addr = htonl(Ipv4_parse(address).value_or(INADDR_ANY));
-    if (::bind(socket.number(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 ||
-        ::listen(socket.number(), SOMAXCONN) != 0) {
+    if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 ||
+        ::listen(socket.get(), SOMAXCONN) != 0) {
         problem = "TCP port 5888 of " + address + " cannot be had: " + std::strerror(errno) +
                   (errno == EADDRINUSE
                        ? "; another fleet may be running here (\"ss -tlpn\" shows who has it)"
@@ -81,21 +82,21 @@ void log(const Fleet& fleet, const UploadConnection& connection, const char* eve
 
 void reset(const Descriptor& socket) {
     const linger atOnce{1, 0};
-    ::setsockopt(socket.number(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
 }
 
 std::string localAddress(const Descriptor& socket) {
     sockaddr_in local{};
     socklen_t length = sizeof local;
-    ::getsockname(socket.number(), reinterpret_cast<sockaddr*>(&local), &length);
+    ::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&local), &length);
     return Ipv4_text(ntohl(local.sin_addr.s_addr));
 }
 
 void acceptFrom(UploadServer& server, Fleet& fleet, const Descriptor& listener) {
     for (;;) {
         Descriptor socket(
-            ::accept4(listener.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (socket.number() < 0) {
+            ::accept4(listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (!socket.isOpen()) {
             return;
         }
         const Device* device = Fleet_deviceAt(fleet, localAddress(socket));
@@ -146,7 +147,7 @@ std::string install(const UploadServer& server, Fleet& fleet, UploadConnection& 
 }
 // True when the peer is gone or will send no more.
 bool isHungUp(const Descriptor& socket) {
-    pollfd watched{socket.number(), POLLRDHUP, 0};
+    pollfd watched{socket.get(), POLLRDHUP, 0};
     return ::poll(&watched, 1, 0) > 0;
 }
 
@@ -163,7 +164,7 @@ bool answer(const UploadServer& server, Fleet& fleet, UploadConnection& connecti
         return true;
     }
     // Who does not wait for the answer has closed the connection by now.
-    ::send(connection.socket.number(), text.data(), text.size(), MSG_NOSIGNAL);
+    ::send(connection.socket.get(), text.data(), text.size(), MSG_NOSIGNAL);
     return false;
 }
 
@@ -195,7 +196,7 @@ bool receive(const UploadServer& server, const Fleet& fleet, UploadConnection& c
         connection.stopped = stops;
         return stops;
     }
-    const ssize_t size = ::recv(connection.socket.number(), piece.data(), room, 0);
+    const ssize_t size = ::recv(connection.socket.get(), piece.data(), room, 0);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
         return true;
     }
@@ -236,7 +237,7 @@ bool UploadServer_open(UploadServer& server, Fleet& fleet, std::string& problem)
     }
     for (const std::string& address : listenAddresses(options, fleet)) {
         server.listeners.push_back(listenOn(address, problem));
-        if (server.listeners.back().number() < 0) {
+        if (!server.listeners.back().isOpen()) {
             return false;
         }
     }
@@ -245,13 +246,13 @@ bool UploadServer_open(UploadServer& server, Fleet& fleet, std::string& problem)
 
 void UploadServer_watch(const UploadServer& server, std::vector<pollfd>& watched) {
     for (const Descriptor& listener : server.listeners) {
-        watched.push_back({listener.number(), POLLIN, 0});
+        watched.push_back({listener.get(), POLLIN, 0});
     }
     for (const UploadConnection& connection : server.connections) {
         if (connection.stopped) {
-            watched.push_back({connection.socket.number(), POLLRDHUP, 0});
+            watched.push_back({connection.socket.get(), POLLRDHUP, 0});
         } else if (!connection.answerAt) {
-            watched.push_back({connection.socket.number(), POLLIN, 0});
+            watched.push_back({connection.socket.get(), POLLIN, 0});
         }
     }
 }
@@ -273,3 +274,5 @@ void UploadServer_work(UploadServer& server, Fleet& fleet) {
     server.connections.remove_if(
         [&](UploadConnection& connection) { return !serve(server, fleet, connection); });
 }
+
+}  // namespace avoip::sim

@@ -15,9 +15,11 @@
 #include <string>
 #include <vector>
 
-#include "avoipsim/descriptor.hpp"
 #include "avoipsim/fleet.hpp"
 #include "avoipsim/upload.hpp"
+#include "lib/base/descriptor.hpp"
+
+namespace avoip::sim {
 
 struct UploadOptions {
     std::string storeFolder;  ///< Empty: images are not stored.
@@ -58,3 +60,5 @@ std::optional<Clock::time_point> UploadServer_due(const UploadServer& server);
 
 /// Does what can be done without waiting.
 void UploadServer_work(UploadServer& server, Fleet& fleet);
+
+}  // namespace avoip::sim
