@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/namespaces.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bench {
 
@@ -21,7 +21,7 @@ class Listener {
     std::size_t count() const;
 
   private:
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
 };
 
 /// Sends all its replies, as fast as the system takes them, to whoever sends a request.
@@ -37,7 +37,7 @@ class Responder {
   private:
     void answerAll(const std::stop_token& stop);
 
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
     std::vector<std::string> replies_;
     std::atomic<double> lastSentUs_{0};
     std::atomic<double> ownTimeUs_{0};

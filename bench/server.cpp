@@ -18,7 +18,7 @@ constexpr key_t kFloorKey = 0x12345679;
 constexpr double kPatienceUs = 20e6;
 
 int nowhere() {
-    static const bed::Descriptor null(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    static const avoip::Descriptor null(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     return null.get();
 }
 

@@ -11,8 +11,8 @@
 
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
-#include "bed/descriptor.hpp"
 #include "bed/segment.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bench {
 

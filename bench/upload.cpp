@@ -22,13 +22,13 @@
 #include <vector>
 
 #include "bed/daemon.hpp"
-#include "bed/descriptor.hpp"
 #include "bed/image_file.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/upload_port.hpp"
 #include "bench/measure.hpp"
 #include "firmware/upload.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace {
 
@@ -58,12 +58,12 @@ class Fleet {
     std::optional<bed::Daemon> program_;
 };
 
-bed::Descriptor tryToConnect() {
+avoip::Descriptor tryToConnect() {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(bed::kUploadPort);
     address.sin_addr.s_addr = ::inet_addr(kDeviceAddress);
-    bed::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    avoip::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
         return {};
     }
@@ -73,7 +73,7 @@ bed::Descriptor tryToConnect() {
 // The floor: the next piece of the stream, until there is none; one send for each; and the wait for
 // the reply.
 void sendBare(const std::function<std::string_view()>& nextPiece) {
-    const bed::Descriptor socket = tryToConnect();
+    const avoip::Descriptor socket = tryToConnect();
     for (std::string_view piece = nextPiece(); !piece.empty();) {
         const ssize_t sent = ::send(socket.get(), piece.data(), piece.size(), 0);
         if (sent < 0) {
@@ -100,7 +100,7 @@ void sendFromMemory(const std::string& stream) {
 }
 
 void sendFromFile(const bed::ImageFile& image, const std::string& stream) {
-    const bed::Descriptor file(::open(image.path().c_str(), O_RDONLY | O_CLOEXEC));
+    const avoip::Descriptor file(::open(image.path().c_str(), O_RDONLY | O_CLOEXEC));
     std::array<char, kPieceSize> piece;
     std::size_t sent = 0;
     sendBare([&] {
@@ -136,8 +136,8 @@ struct Contender {
 
 void measure() {
     // What the upload prints goes nowhere; the rows go where the standard output was.
-    const bed::Descriptor rows(::dup(STDOUT_FILENO));
-    const bed::Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    const avoip::Descriptor rows(::dup(STDOUT_FILENO));
+    const avoip::Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     ::dup2(nowhere.get(), STDOUT_FILENO);
 
     const bed::Namespaces namespaces;

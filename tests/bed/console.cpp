@@ -10,12 +10,12 @@ namespace bed {
 
 namespace {
 
-Descriptor tryToConnect(std::uint16_t port) {
+avoip::Descriptor tryToConnect(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    Descriptor opened(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    avoip::Descriptor opened(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (::connect(opened.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
         return opened;
     }

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "bed/descriptor.hpp"
 #include "bed/wait.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -32,7 +32,7 @@ class Console {
     bool hasHeardNothing() const;
 
   private:
-    Descriptor socket_;
+    avoip::Descriptor socket_;
 };
 
 }  // namespace bed

@@ -24,8 +24,8 @@ namespace bed {
 namespace {
 
 struct Pipe {
-    Descriptor readEnd;
-    Descriptor writeEnd;
+    avoip::Descriptor readEnd;
+    avoip::Descriptor writeEnd;
 };
 
 Pipe makePipe() {
@@ -33,7 +33,7 @@ Pipe makePipe() {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         throwSystemError("pipe");
     }
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
+    return {avoip::Descriptor(ends[0]), avoip::Descriptor(ends[1])};
 }
 
 // Pointers for execve into texts that live elsewhere.
@@ -198,7 +198,7 @@ Daemon::Daemon(const DaemonOptions& options) {
         throwSystemError("cannot start " + start.argumentTexts.front());
     }
     // The C library's own wrapper cannot be linked from C++ in every version.
-    process_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+    process_ = avoip::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
     reader_ =
         std::jthread([this, out = std::move(output.readEnd), err = std::move(errors.readEnd)] {
             readBoth(out.get(), output_, err.get(), errors_);

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/stream.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -80,7 +80,7 @@ class Daemon {
     std::string processPath(const char* name) const;
 
     pid_t pid_ = -1;
-    Descriptor process_;
+    avoip::Descriptor process_;
     Stream output_;
     Stream errors_;
     std::jthread reader_;

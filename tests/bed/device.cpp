@@ -22,8 +22,8 @@ sockaddr_in socketAddress(const char* address, std::uint16_t port) {
 }
 
 // A UDP socket of the calling thread's side.
-Descriptor boundSocket(const char* address, std::uint16_t port) {
-    Descriptor opened(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+avoip::Descriptor boundSocket(const char* address, std::uint16_t port) {
+    avoip::Descriptor opened(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const int yes = 1;
     const sockaddr_in local = socketAddress(address, port);
     if (::setsockopt(opened.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
@@ -65,10 +65,10 @@ std::string replyText(std::string_view cmd, std::string_view status, std::string
     return text + "}";
 }
 
-Descriptor openGroupSocket(const Namespaces& namespaces) {
+avoip::Descriptor openGroupSocket(const Namespaces& namespaces) {
     return namespaces.onDeviceSide([] {
         // Bound to the group, so that only what is sent to the group is heard.
-        Descriptor opened = boundSocket(kGroup, kRequestPort);
+        avoip::Descriptor opened = boundSocket(kGroup, kRequestPort);
         ip_mreqn membership{};
         membership.imr_multiaddr.s_addr = ::inet_addr(kGroup);
         membership.imr_ifindex = static_cast<int>(::if_nametoindex(kDeviceInterface));
@@ -80,8 +80,8 @@ Descriptor openGroupSocket(const Namespaces& namespaces) {
     });
 }
 
-Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes) {
-    Descriptor opened = openGroupSocket(namespaces);
+avoip::Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes) {
+    avoip::Descriptor opened = openGroupSocket(namespaces);
     if (::setsockopt(opened.get(), SOL_SOCKET, SO_RCVBUFFORCE, &queueBytes, sizeof queueBytes) !=
         0) {
         throwSystemError("no queue that holds a crowd of requests (run this as root)");
@@ -89,7 +89,7 @@ Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes) {
     return opened;
 }
 
-void sendBurst(const Descriptor& socket, const sockaddr_in& to,
+void sendBurst(const avoip::Descriptor& socket, const sockaddr_in& to,
                std::span<const std::string> texts) {
     std::vector<iovec> parts;
     for (const std::string& text : texts) {
@@ -145,7 +145,7 @@ void Device::reply(std::string_view text) {
 }
 
 void Device::replyFrom(std::uint16_t port, std::string_view text) {
-    const Descriptor other =
+    const avoip::Descriptor other =
         namespaces_.onDeviceSide([port] { return boundSocket("0.0.0.0", port); });
     sendFrom(other.get(), text);
 }

@@ -14,9 +14,9 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/wait.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -31,12 +31,13 @@ std::string replyText(std::string_view cmd, std::string_view status, std::string
                       std::string_view deviceid, std::string_view data = {});
 
 /// A socket on the device side that hears what is sent to the devices' group, and nothing else.
-Descriptor openGroupSocket(const Namespaces& namespaces);
+avoip::Descriptor openGroupSocket(const Namespaces& namespaces);
 /// The same with a queue of so many bytes for what has not been read yet, which root alone gets.
-Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes);
+avoip::Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes);
 
 /// Sends all texts to one address, as fast as the system takes them.
-void sendBurst(const Descriptor& socket, const sockaddr_in& to, std::span<const std::string> texts);
+void sendBurst(const avoip::Descriptor& socket, const sockaddr_in& to,
+               std::span<const std::string> texts);
 
 /// A datagram and where it came from.
 struct Datagram {
@@ -71,7 +72,7 @@ class Device {
     void sendFrom(int socket, std::string_view text) const;
 
     const Namespaces& namespaces_;
-    Descriptor socket_;
+    avoip::Descriptor socket_;
     std::string asker_ = kControlAddress;
     std::vector<std::jthread> delayed_;
 };

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "bed/descriptor.hpp"
 #include "bed/wait.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -17,7 +17,7 @@ namespace {
 constexpr std::int64_t kFilledSize = 65536;
 constexpr std::int64_t kMarkDistance = 65536;
 
-void write(const Descriptor& file, const std::string& bytes, std::int64_t offset) {
+void write(const avoip::Descriptor& file, const std::string& bytes, std::int64_t offset) {
     if (::pwrite(file.get(), bytes.data(), bytes.size(), offset) !=
         static_cast<ssize_t>(bytes.size())) {
         throwSystemError("cannot write an image file");
@@ -51,7 +51,7 @@ std::string filling() {
 
 ImageFile::ImageFile(const ImageFileOptions& options)
     : options_(options), path_(std::filesystem::temp_directory_path() / "image-XXXXXX") {
-    const Descriptor file(::mkostemp(path_.data(), O_CLOEXEC));
+    const avoip::Descriptor file(::mkostemp(path_.data(), O_CLOEXEC));
     if (file.get() < 0) {
         throwSystemError("cannot make an image file");
     }
@@ -70,7 +70,7 @@ ImageFile::~ImageFile() {
 }
 
 std::string ImageFile::payload() const {
-    const Descriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    const avoip::Descriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
     std::string bytes(static_cast<std::size_t>(options_.size), '\0');
     std::size_t read = 0;
     while (read < bytes.size()) {

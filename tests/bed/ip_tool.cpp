@@ -8,15 +8,15 @@
 #include <cerrno>
 #include <string>
 
-#include "bed/descriptor.hpp"
 #include "bed/wait.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
 namespace {
 
-Descriptor memoryFile(const char* name) {
-    Descriptor file(::memfd_create(name, MFD_CLOEXEC));
+avoip::Descriptor memoryFile(const char* name) {
+    avoip::Descriptor file(::memfd_create(name, MFD_CLOEXEC));
     if (file.get() < 0) {
         throwSystemError("memfd_create");
     }
@@ -52,8 +52,8 @@ int spawnIp(int input, int output, pid_t& pid) {
 }  // namespace
 
 void ip(std::string_view lines) {
-    const Descriptor input = memoryFile("ip-input");
-    const Descriptor output = memoryFile("ip-output");
+    const avoip::Descriptor input = memoryFile("ip-input");
+    const avoip::Descriptor output = memoryFile("ip-output");
     if (::write(input.get(), lines.data(), lines.size()) != static_cast<ssize_t>(lines.size()) ||
         ::lseek(input.get(), 0, SEEK_SET) != 0) {
         throwSystemError("cannot prepare the lines for the ip tool");

@@ -21,9 +21,9 @@ namespace bed {
 
 namespace {
 
-Descriptor openNamespace(const char* kind) {
+avoip::Descriptor openNamespace(const char* kind) {
     const std::string path = std::string("/proc/thread-self/ns/") + kind;
-    Descriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    avoip::Descriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (opened.get() < 0) {
         throwSystemError("cannot open " + path);
     }
@@ -98,7 +98,7 @@ class Probe {
     }
 
   private:
-    Descriptor socket_;
+    avoip::Descriptor socket_;
     sockaddr_ll address_{};
 };
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-#include "bed/descriptor.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -81,10 +81,10 @@ class Namespaces {
 
     void awaitFrames() const;
 
-    Descriptor originalNetwork_;
-    Descriptor originalIpc_;
-    Descriptor deviceSide_;
-    Descriptor controllerSide_;
+    avoip::Descriptor originalNetwork_;
+    avoip::Descriptor originalIpc_;
+    avoip::Descriptor deviceSide_;
+    avoip::Descriptor controllerSide_;
 };
 
 }  // namespace bed

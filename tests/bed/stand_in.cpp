@@ -14,8 +14,8 @@ namespace bed {
 
 namespace {
 
-Descriptor listenOn(std::uint16_t port) {
-    Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+avoip::Descriptor listenOn(std::uint16_t port) {
+    avoip::Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
     ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
@@ -94,7 +94,7 @@ void StandIn::listen() {
         }
         const std::lock_guard lock(mutex_);
         Connection& connection = connections_.emplace_back();
-        connection.socket = Descriptor(socket);
+        connection.socket = avoip::Descriptor(socket);
         connection.thread = std::jthread([this, socket] { serve(socket); });
     }
 }

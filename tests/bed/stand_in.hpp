@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/segment.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -44,7 +44,7 @@ class StandIn {
 
   private:
     struct Connection {
-        Descriptor socket;
+        avoip::Descriptor socket;
         std::jthread thread;
     };
 
@@ -52,7 +52,7 @@ class StandIn {
     void serve(int socket);
 
     Answers answers_;
-    Descriptor listener_;
+    avoip::Descriptor listener_;
     mutable std::mutex mutex_;
     std::vector<std::string> lines_;
     std::list<Connection> connections_;

@@ -69,7 +69,7 @@ Upload UploadPort::accept() const {
     if (!hasConnection(kPatience)) {
         throw Error("nobody connects to the device");
     }
-    Descriptor accepted(::accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    avoip::Descriptor accepted(::accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (accepted.get() < 0) {
         throwSystemError("the device cannot accept");
     }

@@ -12,8 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include "bed/descriptor.hpp"
 #include "bed/wait.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace bed {
 
@@ -22,7 +22,7 @@ inline constexpr std::uint16_t kUploadPort = 5888;
 /// One connection that the device has accepted.
 class Upload {
   public:
-    explicit Upload(Descriptor socket) : socket_(std::move(socket)) {}
+    explicit Upload(avoip::Descriptor socket) : socket_(std::move(socket)) {}
 
     /// The next bytes, exactly so many, waited for; fewer when the sender ends before.
     std::string receive(std::size_t count);
@@ -38,7 +38,7 @@ class Upload {
     void reset();
 
   private:
-    Descriptor socket_;
+    avoip::Descriptor socket_;
 };
 
 class UploadPort {
@@ -52,7 +52,7 @@ class UploadPort {
     bool hasConnection(std::chrono::milliseconds patience = std::chrono::milliseconds(0)) const;
 
   private:
-    Descriptor listening_;
+    avoip::Descriptor listening_;
 };
 
 /// The stream that carries `payload` in pieces of 4096 bytes, the last one of what is left: a chunk

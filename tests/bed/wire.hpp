@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "bed/descriptor.hpp"
+#include "lib/base/descriptor.hpp"
 
 struct WireDatagram {
     /// From the daemon to the devices, not the other way.
@@ -28,5 +28,5 @@ class Wire {
     std::vector<WireDatagram> take();
 
   private:
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
 };

@@ -16,7 +16,7 @@ namespace {
 /// The main thread, the listener and the thread of one connection.
 constexpr std::size_t kIdleThreads = 3;
 
-bed::DaemonOptions optionsFor(Words words, const bed::Descriptor& nowhere,
+bed::DaemonOptions optionsFor(Words words, const avoip::Descriptor& nowhere,
                               const std::string& program,
                               const std::vector<std::string>& arguments) {
     bed::DaemonOptions options;

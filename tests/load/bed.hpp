@@ -29,7 +29,7 @@ struct LoadBed {
     void awaitIdle() const;
 
     bed::Namespaces namespaces;
-    bed::Descriptor nowhere;
+    avoip::Descriptor nowhere;
     bed::Daemon daemon;
     /// A connection that stands from the beginning and has been served.
     bed::Console console;

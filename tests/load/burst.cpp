@@ -25,7 +25,7 @@ class Fleet {
   public:
     explicit Fleet(const bed::Namespaces& namespaces) {
         socket_ = namespaces.onDeviceSide(
-            [] { return bed::Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)); });
+            [] { return avoip::Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)); });
         asker_.sin_family = AF_INET;
         asker_.sin_port = htons(bed::kReplyPort);
         asker_.sin_addr.s_addr = ::inet_addr(bed::kControlAddress);
@@ -57,7 +57,7 @@ class Fleet {
         return "TX-" + std::to_string(10000 + number);
     }
 
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
     sockaddr_in asker_{};
     std::vector<std::string> replies_;
 };

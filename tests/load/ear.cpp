@@ -21,7 +21,7 @@ constexpr int kQueueBytes = 256 * 1024 * 1024;
 constexpr std::size_t kBatch = 256;
 
 /// How many datagrams found no room in the socket's queue.
-std::size_t overflows(const bed::Descriptor& socket) {
+std::size_t overflows(const avoip::Descriptor& socket) {
     std::array<std::uint32_t, SK_MEMINFO_VARS> facts{};
     socklen_t size = sizeof facts;
     ::getsockopt(socket.get(), SOL_SOCKET, SO_MEMINFO, facts.data(), &size);
@@ -29,8 +29,8 @@ std::size_t overflows(const bed::Descriptor& socket) {
 }
 
 /// A socket that never keeps its reader waiting for more than a second.
-bed::Descriptor openQueue(const bed::Namespaces& namespaces) {
-    bed::Descriptor opened = bed::openGroupSocket(namespaces, kQueueBytes);
+avoip::Descriptor openQueue(const bed::Namespaces& namespaces) {
+    avoip::Descriptor opened = bed::openGroupSocket(namespaces, kQueueBytes);
     const timeval silence{1, 0};
     if (::setsockopt(opened.get(), SOL_SOCKET, SO_RCVTIMEO, &silence, sizeof silence) != 0) {
         bed::throwSystemError("no bound to the wait for a request");
@@ -50,7 +50,7 @@ class Batch {
     }
 
     /// Waits for one at least; 0 after a second of silence.
-    std::size_t receive(const bed::Descriptor& socket) {
+    std::size_t receive(const avoip::Descriptor& socket) {
         const int count =
             ::recvmmsg(socket.get(), messages_.data(), kBatch, MSG_WAITFORONE, nullptr);
         return static_cast<std::size_t>(std::max(count, 0));

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/namespaces.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace load {
 
@@ -27,7 +27,7 @@ class Ear {
     void listen(const std::stop_token& finishing);
     void take(std::string_view text);
 
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
     std::vector<std::uint8_t> heard_;
     std::size_t strangers_ = 0;
     std::jthread listener_;

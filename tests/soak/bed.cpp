@@ -44,13 +44,13 @@ constexpr std::size_t kReplyKiB = 2;
 /// The heaps of the threads: as many as there were threads at the same time in the largest crowd.
 constexpr std::size_t kHeapsKiB = 6144;
 
-bed::Descriptor openInterrupts() {
+avoip::Descriptor openInterrupts() {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
-    return bed::Descriptor(::signalfd(-1, &set, SFD_CLOEXEC));
+    return avoip::Descriptor(::signalfd(-1, &set, SFD_CLOEXEC));
 }
 
 /// As many descriptors as the system allows: the kept behaviours use up the usual 1,024.

@@ -10,12 +10,12 @@
 
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
-#include "bed/descriptor.hpp"
 #include "bed/front_end.hpp"
 #include "bed/image_file.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
 #include "bed/wire.hpp"
+#include "lib/base/descriptor.hpp"
 #include "soak/lines.hpp"
 #include "soak/report.hpp"
 #include "soak/tally.hpp"
@@ -119,7 +119,7 @@ class Soak {
 
     Options options_;
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
-    bed::Descriptor interrupts_;
+    avoip::Descriptor interrupts_;
     bool isOver_ = false;
     bed::Namespaces namespaces_;
     Wire wire_;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "bed/descriptor.hpp"
+#include "lib/base/descriptor.hpp"
 #include "soak/tally.hpp"
 
 namespace soak {
@@ -38,7 +38,7 @@ class Printed {
   private:
     void take(std::string_view line);
 
-    bed::Descriptor file_;
+    avoip::Descriptor file_;
     std::int64_t position_ = 0;
     std::string begun_;
 };

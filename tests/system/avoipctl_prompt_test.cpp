@@ -29,7 +29,7 @@ class Terminal {
             ::execl(AVOIPCTL_PATH, "avoipctl", nullptr);
             ::_exit(127);
         }
-        screen_ = bed::Descriptor(screen);
+        screen_ = avoip::Descriptor(screen);
     }
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
@@ -81,7 +81,7 @@ class Terminal {
 
   private:
     pid_t child_ = -1;
-    bed::Descriptor screen_;
+    avoip::Descriptor screen_;
     std::string shown_;
 };
 

@@ -61,12 +61,12 @@ class AvoipctlBesideStandstill : public Avoipctl {
 class AvoipctlPromptBesideStandstill : public AvoipctlBesideStandstill {
   protected:
     /// The keyboard is there before the prompt, and never waits for it.
-    bed::Descriptor makeKeyboard() const {
+    avoip::Descriptor makeKeyboard() const {
         const std::string path = folder + "/keyboard";
         if (::mkfifo(path.c_str(), 0600) != 0) {
             bed::throwSystemError("mkfifo");
         }
-        return bed::Descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+        return avoip::Descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
     }
 
     bed::DaemonOptions promptOptions() const {
@@ -82,7 +82,7 @@ class AvoipctlPromptBesideStandstill : public AvoipctlBesideStandstill {
                   static_cast<ssize_t>(text.size()));
     }
 
-    bed::Descriptor keyboard = makeKeyboard();
+    avoip::Descriptor keyboard = makeKeyboard();
     bed::Daemon prompted{promptOptions()};
 };
 

@@ -26,8 +26,8 @@ namespace {
 using namespace std::chrono_literals;
 
 // A UDP socket on the controller side, bound as the daemon binds its own.
-bed::Descriptor controllerSocket() {
-    bed::Descriptor opened(::socket(AF_INET, SOCK_DGRAM, 0));
+avoip::Descriptor controllerSocket() {
+    avoip::Descriptor opened(::socket(AF_INET, SOCK_DGRAM, 0));
     sockaddr_in local{};
     local.sin_family = AF_INET;
     local.sin_port = htons(bed::kReplyPort);
@@ -64,7 +64,7 @@ bool interfaceExists(const char* name) {
 }
 
 bool hasAddress(const char* name) {
-    const bed::Descriptor handle(::socket(AF_INET, SOCK_DGRAM, 0));
+    const avoip::Descriptor handle(::socket(AF_INET, SOCK_DGRAM, 0));
     ifreq request{};
     std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
     return ::ioctl(handle.get(), SIOCGIFADDR, &request) == 0;
@@ -79,7 +79,7 @@ bed::DaemonOptions shell(const std::string& script) {
 
 TEST(BedNamespaces, the_control_interface_has_the_mac_address_asked_for) {
     const bed::Namespaces namespaces(bed::Control::kAddressed, "02:00:00:00:00:07");
-    const bed::Descriptor handle(::socket(AF_INET, SOCK_DGRAM, 0));
+    const avoip::Descriptor handle(::socket(AF_INET, SOCK_DGRAM, 0));
     ifreq request{};
     std::strncpy(request.ifr_name, "eth0.2", IFNAMSIZ - 1);
     ASSERT_EQ(::ioctl(handle.get(), SIOCGIFHWADDR, &request), 0);
@@ -113,7 +113,7 @@ TEST(BedNamespaces, the_control_interface_can_lack_its_address) {
 TEST(BedNamespaces, the_controller_side_can_be_changed_and_mended) {
     bed::Namespaces namespaces;
     bed::Device device(namespaces);
-    const bed::Descriptor socket = controllerSocket();
+    const avoip::Descriptor socket = controllerSocket();
 
     namespaces.removeMulticastRoute();
     EXPECT_FALSE(sendToGroup(socket.get(), "no route"));
@@ -194,7 +194,7 @@ TEST(BedNamespaces, what_the_ip_tool_refuses_is_said_in_its_own_words) {
 TEST(BedDevice, hears_the_exact_bytes_and_their_sender) {
     const bed::Namespaces namespaces;
     bed::Device device(namespaces);
-    const bed::Descriptor socket = controllerSocket();
+    const avoip::Descriptor socket = controllerSocket();
     EXPECT_TRUE(device.hasHeardNothing());
     ASSERT_TRUE(sendToGroup(socket.get(), std::string("a\0b", 3)));
     const bed::Datagram heard = device.receive();
@@ -213,7 +213,7 @@ TEST(BedDevice, says_when_no_request_comes) {
 TEST(BedDevice, replies_from_its_own_or_any_other_port_at_once_or_later) {
     const bed::Namespaces namespaces;
     bed::Device device(namespaces);
-    const bed::Descriptor socket = controllerSocket();
+    const avoip::Descriptor socket = controllerSocket();
     std::uint16_t port = 0;
 
     device.reply("one");
@@ -229,7 +229,7 @@ TEST(BedDevice, replies_from_its_own_or_any_other_port_at_once_or_later) {
 TEST(BedDevice, loses_no_reply_of_a_large_burst) {
     const bed::Namespaces namespaces;
     bed::Device device(namespaces);
-    const bed::Descriptor socket = controllerSocket();
+    const avoip::Descriptor socket = controllerSocket();
     const std::vector<std::string> replies(1100, std::string(1400, 'x'));
     std::size_t received = 0;
     std::jthread reader([&] {
@@ -276,8 +276,8 @@ TEST(BedDaemon, tells_how_it_ended) {
 TEST(BedDaemon, is_gone_with_its_children_when_the_object_goes) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-    const bed::Descriptor mine(ends[0]);
-    bed::Descriptor theirs(ends[1]);
+    const avoip::Descriptor mine(ends[0]);
+    avoip::Descriptor theirs(ends[1]);
     bed::DaemonOptions options = shell("sleep 1000 & echo ready; wait");
     options.standardOutput = theirs.get();
     {
@@ -321,8 +321,8 @@ TEST(BedDaemon, starts_with_limits_environment_and_taken_descriptors_as_asked) {
 TEST(BedDaemon, its_output_can_go_elsewhere) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
-    const bed::Descriptor mine(ends[0]);
-    const bed::Descriptor theirs(ends[1]);
+    const avoip::Descriptor mine(ends[0]);
+    const avoip::Descriptor theirs(ends[1]);
     bed::DaemonOptions options = shell("printf one; printf two");
     options.standardOutput = theirs.get();
     bed::Daemon program(options);
@@ -356,19 +356,19 @@ class Listener {
         EXPECT_EQ(::bind(listening_.get(), reinterpret_cast<sockaddr*>(&local), sizeof local), 0);
         EXPECT_EQ(::listen(listening_.get(), 1), 0);
     }
-    bed::Descriptor accept() const {
-        return bed::Descriptor(::accept(listening_.get(), nullptr, nullptr));
+    avoip::Descriptor accept() const {
+        return avoip::Descriptor(::accept(listening_.get(), nullptr, nullptr));
     }
 
   private:
-    bed::Descriptor listening_;
+    avoip::Descriptor listening_;
 };
 
 TEST(BedConsole, sends_bytes_and_sees_the_end) {
     const bed::Namespaces namespaces;
     const Listener listener;
     bed::Console console;
-    bed::Descriptor served = listener.accept();
+    avoip::Descriptor served = listener.accept();
     console.send("config get devices!");
     EXPECT_EQ(receiveFrom(served.get()), "config get devices!");
     EXPECT_TRUE(console.hasHeardNothing());
@@ -382,7 +382,7 @@ TEST(BedConsole, reports_what_it_should_not_have_heard) {
     const bed::Namespaces namespaces;
     const Listener listener;
     bed::Console console;
-    bed::Descriptor served = listener.accept();
+    avoip::Descriptor served = listener.accept();
     ASSERT_EQ(::send(served.get(), "oops", 4, 0), 4);
     bed::awaitCondition("the bytes to arrive", [&] { return !console.hasHeardNothing(); });
     served.reset();
@@ -393,7 +393,7 @@ TEST(BedConsole, a_reset_fails_the_other_side) {
     const bed::Namespaces namespaces;
     const Listener listener;
     bed::Console console;
-    const bed::Descriptor served = listener.accept();
+    const avoip::Descriptor served = listener.accept();
     console.reset();
     ASSERT_TRUE(bed::awaitReadable(served.get()));
     char byte = 0;
@@ -403,7 +403,7 @@ TEST(BedConsole, a_reset_fails_the_other_side) {
 
 TEST(BedConsole, waits_for_the_listener) {
     const bed::Namespaces namespaces;
-    bed::Descriptor served;
+    avoip::Descriptor served;
     std::jthread late([&] {
         std::this_thread::sleep_for(20ms);
         served = Listener().accept();
@@ -445,7 +445,7 @@ TEST(BedSegment, asking_clears_before_it_sends) {
     bed::Segment segment;
     std::strncpy(segment.bytes().data(), "end\r\nstale", 20);
     bed::Console console;
-    const bed::Descriptor served = listener.accept();
+    const avoip::Descriptor served = listener.accept();
     std::jthread server([&] {
         EXPECT_EQ(receiveFrom(served.get()), "hello!");
         std::strncpy(segment.bytes().data() + 5, "fresh", 20);

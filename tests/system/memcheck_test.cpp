@@ -162,7 +162,7 @@ TEST_F(Memcheck, replies_that_lack_something_leave_their_documents) {
 
 TEST_F(Memcheck, a_client_that_is_not_created_stays) {
     const bed::Namespaces namespaces;
-    const bed::Descriptor occupant(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const avoip::Descriptor occupant(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(bed::kReplyPort);

@@ -24,8 +24,8 @@ namespace {
 using families::failure;
 
 struct Ends {
-    bed::Descriptor mine;
-    bed::Descriptor daemons;
+    avoip::Descriptor mine;
+    avoip::Descriptor daemons;
 };
 
 /// A channel that keeps apart what was written apart.
@@ -34,7 +34,7 @@ Ends makePacketChannel() {
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         bed::throwSystemError("socketpair");
     }
-    return {bed::Descriptor(ends[0]), bed::Descriptor(ends[1])};
+    return {avoip::Descriptor(ends[0]), avoip::Descriptor(ends[1])};
 }
 
 Ends makePipe() {
@@ -42,17 +42,17 @@ Ends makePipe() {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         bed::throwSystemError("pipe");
     }
-    return {bed::Descriptor(ends[0]), bed::Descriptor(ends[1])};
+    return {avoip::Descriptor(ends[0]), avoip::Descriptor(ends[1])};
 }
 
-bed::DaemonOptions writingTo(const bed::Descriptor& output) {
+bed::DaemonOptions writingTo(const avoip::Descriptor& output) {
     bed::DaemonOptions options;
     options.standardOutput = output.get();
     return options;
 }
 
 /// The next piece that was written, waited for.
-std::string receivePiece(const bed::Descriptor& from) {
+std::string receivePiece(const avoip::Descriptor& from) {
     if (!bed::awaitReadable(from.get())) {
         throw bed::Error("nothing more is printed");
     }
@@ -145,7 +145,7 @@ TEST(Printing, texts_leave_at_once_into_a_pipe) {
 
 TEST(Printing, texts_leave_at_once_into_a_file) {
     const bed::Namespaces namespaces;
-    const bed::Descriptor file(::memfd_create("output", MFD_CLOEXEC));
+    const avoip::Descriptor file(::memfd_create("output", MFD_CLOEXEC));
     const bed::Daemon daemon(writingTo(file));
     bed::Console console;
     bed::Segment segment;

@@ -340,7 +340,7 @@ class BusyPort : public testing::Test {
     }
 
     bed::Namespaces namespaces_;
-    bed::Descriptor taken_;
+    avoip::Descriptor taken_;
 };
 
 TEST_F(BusyPort, the_daemon_lives_on_without_a_client_and_requests_fail) {

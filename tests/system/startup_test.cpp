@@ -36,7 +36,7 @@ class Occupant {
     }
 
   private:
-    bed::Descriptor socket_;
+    avoip::Descriptor socket_;
 };
 
 TEST(Startup, takes_its_identity_from_the_control_interface_and_listens) {

@@ -11,20 +11,20 @@
 #include <string_view>
 #include <system_error>
 
-#include "bed/descriptor.hpp"
+#include "lib/base/descriptor.hpp"
 
 struct Channel {
     /// The end that is given to the tested code; of a pipe, the one that is read.
-    bed::Descriptor ours;
+    avoip::Descriptor ours;
     /// The test's own end; of a pipe, the one that is written.
-    bed::Descriptor theirs;
+    avoip::Descriptor theirs;
 };
 
 inline Channel checkedChannel(int result, const std::array<int, 2>& ends) {
     if (result != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a channel");
     }
-    return {bed::Descriptor(ends[0]), bed::Descriptor(ends[1])};
+    return {avoip::Descriptor(ends[0]), avoip::Descriptor(ends[1])};
 }
 
 /// @param type  such as SOCK_STREAM, or SOCK_SEQPACKET to see what was written in one piece
@@ -41,14 +41,14 @@ inline Channel makePipe() {
 }
 
 /// Writes the bytes; they must fit into the channel.
-inline void put(const bed::Descriptor& end, std::string_view bytes) {
+inline void put(const avoip::Descriptor& end, std::string_view bytes) {
     if (::write(end.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         throw std::system_error(errno, std::generic_category(), "cannot write into a channel");
     }
 }
 
 /// What one read gives at once; empty at the end of the stream and when nothing is there.
-inline std::string readAtOnce(const bed::Descriptor& end) {
+inline std::string readAtOnce(const avoip::Descriptor& end) {
     ::fcntl(end.get(), F_SETFL, O_NONBLOCK);
     std::string bytes(1U << 18U, '\0');
     const ssize_t count = ::read(end.get(), bytes.data(), bytes.size());

@@ -11,11 +11,11 @@
 #include <string>
 #include <utility>
 
-#include "bed/descriptor.hpp"
 #include "bed/ip_tool.hpp"
 #include "capture_output.hpp"
 #include "client_bed.hpp"
 #include "descriptors.hpp"
+#include "lib/base/descriptor.hpp"
 #include "refusals.hpp"
 
 namespace {
@@ -53,8 +53,8 @@ class CreateClient : public testing::Test {
 };
 
 /// Something else under a number that is free.
-bed::Descriptor takeNumber(int number) {
-    bed::Descriptor taken(::fcntl(STDOUT_FILENO, F_DUPFD, number));
+avoip::Descriptor takeNumber(int number) {
+    avoip::Descriptor taken(::fcntl(STDOUT_FILENO, F_DUPFD, number));
     EXPECT_EQ(taken.get(), number);
     return taken;
 }
@@ -75,8 +75,8 @@ int socketOption(int socket, int level, int option) {
 }
 
 /// Takes the port that replies come to, and does not share it.
-bed::Descriptor busyReplyPort() {
-    bed::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
+avoip::Descriptor busyReplyPort() {
+    avoip::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(bed::kReplyPort);
@@ -148,7 +148,7 @@ TEST_F(CreateClient, the_interface_need_not_exist) {
 }
 
 TEST_F(CreateClient, a_busy_port_is_reported_and_its_socket_closed) {
-    const bed::Descriptor other = busyReplyPort();
+    const avoip::Descriptor other = busyReplyPort();
     const int before = openDescriptors();
     expectFailure(create(), "pEthName(eth0.2) get socket err!\n",
                   "bind(): Address already in use\n");
@@ -186,7 +186,7 @@ TEST_F(CreateClient, a_socket_option_that_is_refused_is_reported_and_the_socket_
 }
 
 TEST_F(CreateClient, descriptor_0_counts_as_a_failure_and_stays_open) {
-    const bed::Descriptor input(::dup(STDIN_FILENO));
+    const avoip::Descriptor input(::dup(STDIN_FILENO));
     std::uint16_t leftOpen = 0;
     const CapturedOutput captured = captureOutput([&] {
         ::close(STDIN_FILENO);
@@ -203,7 +203,7 @@ TEST_F(CreateClient, opening_a_socket_leaves_the_clients_own_alone) {
     create();
     const int own = client_->socket.peek();
     client_->port = 9002;
-    const bed::Descriptor second(Protocol_client_openSocket(client_));
+    const avoip::Descriptor second(Protocol_client_openSocket(client_));
     EXPECT_GT(second.get(), 0);
     EXPECT_EQ(boundPort(second.get()), 9003);
     EXPECT_EQ(client_->socket.peek(), own);
@@ -212,7 +212,7 @@ TEST_F(CreateClient, opening_a_socket_leaves_the_clients_own_alone) {
 TEST_F(CreateClient, opening_a_socket_tells_a_busy_port_from_other_failures) {
     create("eth0.2", "Control", kHostIdentity, bed::kGroup, 9002);
     client_->port = bed::kRequestPort;
-    const bed::Descriptor other = busyReplyPort();
+    const avoip::Descriptor other = busyReplyPort();
     CapturedOutput captured = captureOutput([&] { result_ = Protocol_client_openSocket(client_); });
     EXPECT_EQ(result_, -2);
     EXPECT_EQ(captured.output, "");
@@ -230,7 +230,7 @@ TEST_F(CreateClient, closing_closes_the_socket_once) {
     const int socket = client_->socket.peek();
     EXPECT_EQ(Protocol_client_closeSocket(client_), 0);
     EXPECT_FALSE(isOpen(socket));
-    const bed::Descriptor reused = takeNumber(socket);
+    const avoip::Descriptor reused = takeNumber(socket);
     EXPECT_EQ(Protocol_client_closeSocket(client_), 0);
     EXPECT_TRUE(isOpen(reused.get())) << "the number belongs to somebody else now";
 }
@@ -246,7 +246,7 @@ TEST_F(CreateClient, a_client_whose_socket_is_closed_can_be_destroyed) {
     create();
     const int socket = client_->socket.peek();
     Protocol_client_closeSocket(client_);
-    const bed::Descriptor reused = takeNumber(socket);
+    const avoip::Descriptor reused = takeNumber(socket);
     EXPECT_EQ(Protocol_client_destroy(std::exchange(client_, nullptr)), 0);
     EXPECT_TRUE(isOpen(reused.get()));
 }

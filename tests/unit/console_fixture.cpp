@@ -103,8 +103,8 @@ std::vector<int> ConsoleFixture::listeningSockets() {
     return found;
 }
 
-bed::Descriptor ConsoleFixture::failAccept() {
-    bed::Descriptor listening(listeningSockets().at(0));
+avoip::Descriptor ConsoleFixture::failAccept() {
+    avoip::Descriptor listening(listeningSockets().at(0));
     ::shutdown(listening.get(), SHUT_RDWR);
     return listening;
 }
@@ -116,7 +116,7 @@ void ConsoleFixture::makeReady() {
         bed::Console console;
         console.send("exit!");
         console.awaitClosed();
-        const bed::Descriptor listening = failAccept();
+        const avoip::Descriptor listening = failAccept();
         listener.result();
     });
 }

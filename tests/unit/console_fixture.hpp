@@ -7,9 +7,9 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/namespaces.hpp"
 #include "console/console.hpp"
+#include "lib/base/descriptor.hpp"
 
 /// One call of the handler.
 struct Handled {
@@ -66,7 +66,7 @@ class ConsoleFixture : public testing::Test {
     /// The process's listening sockets.
     static std::vector<int> listeningSockets();
     /// Makes the listener's next accept fail, at once. Returns its socket, which nobody closes.
-    static bed::Descriptor failAccept();
+    static avoip::Descriptor failAccept();
 
     /// Makes the console ready without a listener that has to be stopped: a failed accept ends it
     /// and leaves the console ready.

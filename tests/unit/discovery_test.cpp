@@ -13,9 +13,9 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "bed/device_reply.hpp"
 #include "client_bed.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace {
 
@@ -251,7 +251,7 @@ TEST_F(Discovery, an_empty_datagram_counts_as_the_one_before_it) {
 }
 
 TEST_F(Discovery, a_failed_receive_is_reported_and_ends_it_with_success) {
-    const bed::Descriptor file(::open("/proc/self/exe", O_RDONLY));
+    const avoip::Descriptor file(::open("/proc/self/exe", O_RDONLY));
     // Where the socket was, something that can be read from but not received from.
     const Outcome outcome = discover(10'000, [&] {
         bed_.device.receive();

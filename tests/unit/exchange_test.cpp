@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "client_bed.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace {
 
@@ -231,7 +231,7 @@ TEST_F(SingleReplyExchange, a_reply_that_came_before_the_request_is_taken_too) {
 }
 
 TEST_F(SingleReplyExchange, a_failed_receive_is_reported_and_ends_it) {
-    const bed::Descriptor file(::open("/proc/self/exe", O_RDONLY));
+    const avoip::Descriptor file(::open("/proc/self/exe", O_RDONLY));
     // Where the socket was, something that can be read from but not received from.
     const Outcome outcome = runRequest([&] { return ask(10); },
                                        [&] {
@@ -309,7 +309,7 @@ TEST_F(CollectingExchange, what_is_not_taken_does_not_count) {
 }
 
 TEST_F(CollectingExchange, a_failed_receive_ends_it_with_what_was_taken) {
-    const bed::Descriptor file(::open("/proc/self/exe", O_RDONLY));
+    const avoip::Descriptor file(::open("/proc/self/exe", O_RDONLY));
     take_ = [&](const JsonTree& /*reply*/, std::uint32_t index) {
         if (index == 1) {
             ::dup2(file.get(), bed_.client->socket.peek());

@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "bed/descriptor.hpp"
 #include "capture_output.hpp"
 #include "client_bed.hpp"
 #include "descriptors.hpp"
+#include "lib/base/descriptor.hpp"
 #include "protocol/discovery.hpp"
 #include "protocol/exchange.hpp"
 
@@ -24,12 +24,12 @@ constexpr const char* kClosedOutput = "pEthName(eth0.2) sendPacket err!\n";
 constexpr const char* kClosedErrors = "sendto(): Bad file descriptor\n";
 
 /// What was opened, under a number that is free.
-bed::Descriptor underNumber(int number, bed::Descriptor opened) {
+avoip::Descriptor underNumber(int number, avoip::Descriptor opened) {
     if (opened.get() == number) {
         return opened;
     }
     EXPECT_FALSE(isOpen(number));
-    return bed::Descriptor(::dup2(opened.get(), number));
+    return avoip::Descriptor(::dup2(opened.get(), number));
 }
 
 class FailedSend : public testing::Test {
@@ -89,7 +89,7 @@ TEST_F(FailedSend, makes_every_later_request_fail_at_its_send) {
 
 TEST_F(FailedSend, leaves_the_port_to_whoever_wants_it) {
     failOnce();
-    const bed::Descriptor next(Protocol_client_openSocket(bed_.client));
+    const avoip::Descriptor next(Protocol_client_openSocket(bed_.client));
     EXPECT_GT(next.get(), 0);
     expectEveryRequestFails();
 }
@@ -103,7 +103,7 @@ TEST_F(FailedSend, a_later_request_still_reads_the_interface_first) {
 }
 
 TEST_F(FailedSend, the_send_function_itself_behaves_the_same_whatever_socket_it_is_given) {
-    const bed::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
+    const avoip::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
     bed_.namespaces.removeMulticastRoute();
     std::int32_t result = 0;
     const CapturedOutput captured =
@@ -127,8 +127,8 @@ TEST_F(FailedSend, a_connection_that_gets_the_number_is_neither_written_into_nor
     failOnce();
     std::array<int, 2> ends{};
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_DGRAM, 0, ends.data()), 0);
-    const bed::Descriptor far(ends[1]);
-    const bed::Descriptor near = underNumber(number, bed::Descriptor(ends[0]));
+    const avoip::Descriptor far(ends[1]);
+    const avoip::Descriptor near = underNumber(number, avoip::Descriptor(ends[0]));
     expectEveryRequestFails();
     EXPECT_TRUE(isOpen(number));
     char byte = 0;
@@ -139,8 +139,8 @@ TEST_F(FailedSend, a_connection_that_gets_the_number_is_neither_written_into_nor
 TEST_F(FailedSend, a_socket_that_could_send_under_the_number_stays_silent) {
     const int number = bed_.client->socket.peek();
     failOnce();
-    const bed::Descriptor other =
-        underNumber(number, bed::Descriptor(Protocol_client_openSocket(bed_.client)));
+    const avoip::Descriptor other =
+        underNumber(number, avoip::Descriptor(Protocol_client_openSocket(bed_.client)));
     expectEveryRequestFails();
     EXPECT_TRUE(isOpen(number));
     EXPECT_TRUE(bed_.device.hasHeardNothing());
@@ -149,7 +149,8 @@ TEST_F(FailedSend, a_socket_that_could_send_under_the_number_stays_silent) {
 TEST_F(FailedSend, a_file_that_gets_the_number_is_neither_written_into_nor_closed) {
     const int number = bed_.client->socket.peek();
     failOnce();
-    const bed::Descriptor file = underNumber(number, bed::Descriptor(::memfd_create("file", 0)));
+    const avoip::Descriptor file =
+        underNumber(number, avoip::Descriptor(::memfd_create("file", 0)));
     expectEveryRequestFails();
     EXPECT_TRUE(isOpen(number));
     struct stat status {};

@@ -206,8 +206,8 @@ class Pair : public Test {
     Pair() {
         std::array<int, 2> ends{};
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-        near_ = bed::Descriptor(ends[0]);
-        far_ = bed::Descriptor(ends[1]);
+        near_ = avoip::Descriptor(ends[0]);
+        far_ = avoip::Descriptor(ends[1]);
     }
 
     std::string received() const {
@@ -216,8 +216,8 @@ class Pair : public Test {
         return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0))};
     }
 
-    bed::Descriptor near_;
-    bed::Descriptor far_;
+    avoip::Descriptor near_;
+    avoip::Descriptor far_;
     Seam seam_;
 };
 

@@ -209,7 +209,7 @@ TEST_F(FrontEnd, waits_a_moment_for_the_segment_of_a_daemon_that_has_just_begun_
 TEST_F(FrontEnd, says_that_the_segment_may_not_be_written) {
     bed::StandIn daemon(always("x"));
     ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
-    const bed::Descriptor lock(::open(lockFile.c_str(), O_RDONLY | O_CREAT, 0644));
+    const avoip::Descriptor lock(::open(lockFile.c_str(), O_RDONLY | O_CREAT, 0644));
     if (::setgroups(0, nullptr) != 0 || ::setegid(65534) != 0 || ::seteuid(65534) != 0) {
         GTEST_SKIP() << "needs to become another user, which only root can";
     }
@@ -318,7 +318,7 @@ TEST_F(FrontEnd, gives_each_of_two_at_once_its_own_answer) {
 
 TEST_F(FrontEnd, waits_for_its_turn_within_its_time_out) {
     bed::StandIn daemon(always("x"));
-    const bed::Descriptor other(::open(lockFile.c_str(), O_RDONLY | O_CREAT, 0644));
+    const avoip::Descriptor other(::open(lockFile.c_str(), O_RDONLY | O_CREAT, 0644));
     ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
     Asker asker;
     EXPECT_EQ(asker.ask("a!", 100), AVOIP_TIME_OUT);

@@ -10,10 +10,10 @@
 #include <string>
 #include <utility>
 
-#include "bed/descriptor.hpp"
 #include "capture_output.hpp"
 #include "client_bed.hpp"
 #include "descriptors.hpp"
+#include "lib/base/descriptor.hpp"
 #include "protocol/client.hpp"
 
 namespace {
@@ -74,7 +74,7 @@ TEST_F(Group, joining_turns_the_loop_off_and_makes_a_member) {
 }
 
 TEST_F(Group, another_socket_than_the_clients_may_join) {
-    const bed::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
+    const avoip::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
     join(other.get());
     EXPECT_EQ(result_, 0);
     EXPECT_EQ(loop(other.get()), 0);
@@ -83,14 +83,14 @@ TEST_F(Group, another_socket_than_the_clients_may_join) {
 }
 
 TEST_F(Group, a_member_hears_what_is_sent_to_the_group) {
-    const bed::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
+    const avoip::Descriptor other(::socket(AF_INET, SOCK_DGRAM, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(7000);
     ASSERT_EQ(::bind(other.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     join(other.get());
     bed_.namespaces.onDeviceSide([&] {
-        const bed::Descriptor sender(::socket(AF_INET, SOCK_DGRAM, 0));
+        const avoip::Descriptor sender(::socket(AF_INET, SOCK_DGRAM, 0));
         address.sin_addr.s_addr = ::inet_addr(bed::kGroup);
         ::sendto(sender.get(), "hello", 5, 0, reinterpret_cast<sockaddr*>(&address),
                  sizeof address);
@@ -104,7 +104,7 @@ TEST_F(Group, a_member_hears_what_is_sent_to_the_group) {
 TEST_F(Group, a_loop_option_that_fails_is_reported_and_the_given_socket_closed) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe(ends.data()), 0);
-    const bed::Descriptor otherEnd(ends[1]);
+    const avoip::Descriptor otherEnd(ends[1]);
     const CapturedOutput captured = join(ends[0]);
     EXPECT_EQ(result_, -1);
     EXPECT_EQ(captured.output, "setsockopt broadcaset error!!!\n");

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <string>
 
-#include "bed/descriptor.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace {
 
@@ -28,8 +28,8 @@ Block typicalBlock() {
     return block;
 }
 
-bed::Descriptor memoryFile(const void* bytes, std::size_t count, off_t offset) {
-    bed::Descriptor file(::memfd_create("image", MFD_CLOEXEC));
+avoip::Descriptor memoryFile(const void* bytes, std::size_t count, off_t offset) {
+    avoip::Descriptor file(::memfd_create("image", MFD_CLOEXEC));
     EXPECT_EQ(::pwrite(file.get(), bytes, count, offset), static_cast<ssize_t>(count));
     return file;
 }
@@ -99,7 +99,7 @@ TEST(ImageEncode, what_it_writes_decodes_to_the_same) {
 
 TEST(ImageRead, finds_the_block_64_kib_before_16_mib) {
     const Block bytes = typicalBlock();
-    const bed::Descriptor file = memoryFile(bytes.data(), bytes.size(), 16 * 1024 * 1024 - 65536);
+    const avoip::Descriptor file = memoryFile(bytes.data(), bytes.size(), 16 * 1024 * 1024 - 65536);
     EXPECT_EQ(avoip::Image_encode(avoip::Image_read(file.get())),
               avoip::Image_encode(avoip::Image_decode(bytes)));
 }

@@ -20,7 +20,7 @@ struct Line {
     [[nodiscard]] std::string text() const { return buffer.data(); }
 };
 
-Line readLine(const bed::Descriptor& source) {
+Line readLine(const avoip::Descriptor& source) {
     Line line;
     line.count = Telnet_readLine(source.get(), line.buffer.data(), kLineBufferSize);
     return line;

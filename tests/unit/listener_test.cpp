@@ -42,7 +42,7 @@ TEST_F(ListenerTest, returns_minus_1_without_a_socket) {
 }
 
 TEST_F(ListenerTest, returns_minus_1_when_its_port_is_taken_and_leaves_its_socket_open) {
-    const bed::Descriptor other(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const avoip::Descriptor other(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(bed::kConsolePort);
@@ -98,7 +98,7 @@ TEST_F(ListenerTest, returns_1_when_it_cannot_accept_and_the_connections_go_on) 
         bed::Console console;
         bed::Segment segment;
         segment.ask(console, "before!");
-        const bed::Descriptor listening = failAccept();
+        const avoip::Descriptor listening = failAccept();
         result = listener.result();
         leftOpen = ::fcntl(listening.get(), F_GETFD);
         answer = segment.ask(console, "after!");

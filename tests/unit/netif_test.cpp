@@ -132,7 +132,7 @@ std::string routes() {
 }
 
 unsigned int flagsOf(const char* name) {
-    const bed::Descriptor handle(::socket(AF_INET, SOCK_DGRAM, 0));
+    const avoip::Descriptor handle(::socket(AF_INET, SOCK_DGRAM, 0));
     ifreq request{};
     std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
     EXPECT_EQ(::ioctl(handle.get(), SIOCGIFFLAGS, &request), 0);

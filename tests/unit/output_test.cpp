@@ -20,7 +20,7 @@ namespace {
 /// say comes later.
 class Redirected {
   public:
-    Redirected(int stream, const bed::Descriptor& elsewhere)
+    Redirected(int stream, const avoip::Descriptor& elsewhere)
         : stream_(stream), saved_(::fcntl(stream, F_DUPFD_CLOEXEC, 0)) {
         ::dup2(elsewhere.get(), stream);
     }
@@ -30,7 +30,7 @@ class Redirected {
 
   private:
     int stream_;
-    bed::Descriptor saved_;
+    avoip::Descriptor saved_;
 };
 
 TEST(Print, writes_the_formatted_text_to_standard_output) {
@@ -70,9 +70,9 @@ TEST(Print, leaves_the_process_at_once_into_a_pipe) {
 }
 
 TEST(Print, leaves_the_process_at_once_into_a_file) {
-    const bed::Descriptor file(::memfd_create("output", MFD_CLOEXEC));
+    const avoip::Descriptor file(::memfd_create("output", MFD_CLOEXEC));
     ASSERT_GE(file.get(), 0);
-    const bed::Descriptor reader(
+    const avoip::Descriptor reader(
         ::open(("/proc/self/fd/" + std::to_string(file.get())).c_str(), O_RDONLY | O_CLOEXEC));
     std::vector<std::string> seen;
     {

@@ -47,7 +47,7 @@ class TcpConnect : public testing::Test {
 TEST_F(TcpConnect, returns_a_connected_socket_and_says_nothing) {
     const bed::UploadPort port(kAddress, kPort);
     const CallOutcome outcome = connectTo(kAddress);
-    const bed::Descriptor socket(outcome.result);
+    const avoip::Descriptor socket(outcome.result);
     ASSERT_GE(outcome.result, 0);
     EXPECT_EQ(outcome.said.output, "");
     EXPECT_EQ(outcome.leftOpen, 1);
@@ -57,7 +57,7 @@ TEST_F(TcpConnect, returns_a_connected_socket_and_says_nothing) {
 
 TEST_F(TcpConnect, the_socket_blocks_and_its_address_may_be_used_again) {
     const bed::UploadPort port(kAddress, kPort);
-    const bed::Descriptor socket(Tcp_Connect(kAddress, kPort));
+    const avoip::Descriptor socket(Tcp_Connect(kAddress, kPort));
     const int flags = ::fcntl(socket.get(), F_GETFL);
     ASSERT_GE(flags, 0);
     EXPECT_EQ(flags & O_NONBLOCK, 0);
@@ -71,13 +71,13 @@ TEST_F(TcpConnect, works_above_descriptor_number_1024) {
     const rlimit many{2048, 2048};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &many), 0);
     const bed::UploadPort port(kAddress, kPort);
-    std::vector<bed::Descriptor> taken;
+    std::vector<avoip::Descriptor> taken;
     while (taken.empty() || taken.back().get() < 1100) {
         taken.emplace_back(::dup(0));
         ASSERT_GE(taken.back().get(), 0);
     }
     const CallOutcome outcome = connectTo(kAddress);
-    const bed::Descriptor socket(outcome.result);
+    const avoip::Descriptor socket(outcome.result);
     EXPECT_GT(outcome.result, 1100);
     EXPECT_EQ(Tcp_Send(socket.get(), "hello", 5, 5), 0);
     bed::Upload accepted = port.accept();
@@ -156,8 +156,8 @@ class TcpTransfer : public testing::Test {
         ::signal(SIGPIPE, SIG_IGN);
         std::array<int, 2> ends{};
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-        near_ = bed::Descriptor(ends[0]);
-        far_ = bed::Descriptor(ends[1]);
+        near_ = avoip::Descriptor(ends[0]);
+        far_ = avoip::Descriptor(ends[1]);
     }
 
     void makeNonBlocking() const { ASSERT_EQ(::fcntl(near_.get(), F_SETFL, O_NONBLOCK), 0); }
@@ -183,8 +183,8 @@ class TcpTransfer : public testing::Test {
             [&] { return Tcp_Send(near_.get(), bytes.data(), bytes.size(), seconds); });
     }
 
-    bed::Descriptor near_;
-    bed::Descriptor far_;
+    avoip::Descriptor near_;
+    avoip::Descriptor far_;
     const std::string large_ = std::string(3'000'000, 'x') + "end";
 };
 
@@ -307,7 +307,7 @@ TEST_F(TcpRecvFailure, the_end_of_the_stream) {
 TEST_F(TcpRecvFailure, a_reset_connection) {
     const bed::Namespaces namespaces(bed::Control::kAbsent);
     const bed::UploadPort port(kAddress, kPort);
-    near_ = bed::Descriptor(Tcp_Connect(kAddress, kPort));
+    near_ = avoip::Descriptor(Tcp_Connect(kAddress, kPort));
     port.accept().reset();
     expectFailure(receive(10), "recv error:104 Connection reset by peer");
 }

@@ -29,8 +29,8 @@ TEST(SendOptions, returns_the_result_of_a_failed_write) {
 TEST(RedirectFd, makes_the_target_refer_to_the_source_until_it_is_restored) {
     const Channel first = makePipe();
     const Channel second = makePipe();
-    const bed::Descriptor& target = first.theirs;
-    const bed::Descriptor& source = second.theirs;
+    const avoip::Descriptor& target = first.theirs;
+    const avoip::Descriptor& source = second.theirs;
 
     int saved = -1;
     const int result = Telnet_redirectFd(source.get(), target.get(), &saved);
@@ -59,7 +59,7 @@ TEST(RedirectFd, has_nothing_to_save_of_a_target_that_is_not_open) {
     int saved = 0;
     EXPECT_EQ(Telnet_redirectFd(channel.theirs.get(), number, &saved), -1);
     EXPECT_EQ(saved, -1);
-    const bed::Descriptor target(number);
+    const avoip::Descriptor target(number);
     put(target, "redirected");
     EXPECT_EQ(readAtOnce(channel.ours), "redirected");
 }

@@ -124,7 +124,7 @@ TEST_F(Upload, sends_zeros_for_what_lies_behind_the_end_of_the_file) {
     const bed::ImageFile image({.size = size, .fileSize = fileSize});
     // Not zero before the end either, as far back as the upload may have read in one piece.
     const std::string before(1'000'000, 'x');
-    const bed::Descriptor file(::open(image.path().c_str(), O_WRONLY | O_CLOEXEC));
+    const avoip::Descriptor file(::open(image.path().c_str(), O_WRONLY | O_CLOEXEC));
     ASSERT_EQ(::pwrite(file.get(), before.data(), before.size(),
                        bed::kImageBlockOffset - static_cast<off_t>(before.size())),
               static_cast<ssize_t>(before.size()));

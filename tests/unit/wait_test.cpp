@@ -19,7 +19,7 @@ constexpr int kLongMs = 20'000;
 
 using Clock = std::chrono::steady_clock;
 
-void fill(const bed::Descriptor& end) {
+void fill(const avoip::Descriptor& end) {
     ::fcntl(end.get(), F_SETFL, O_NONBLOCK);
     const std::string bytes(65536, 'x');
     while (::write(end.get(), bytes.data(), bytes.size()) > 0) {
@@ -63,7 +63,7 @@ TEST(Wait, works_for_descriptors_from_1024_on) {
         if (limit.rlim_cur <= static_cast<rlim_t>(least)) {
             GTEST_SKIP() << "this system allows no descriptor " << least;
         }
-        const bed::Descriptor high(::fcntl(channel.ours.get(), F_DUPFD_CLOEXEC, least));
+        const avoip::Descriptor high(::fcntl(channel.ours.get(), F_DUPFD_CLOEXEC, least));
         ASSERT_GE(high.get(), least);
         EXPECT_EQ(Wait_readable(high.get(), 0), 0);
         EXPECT_EQ(Wait_writable(high.get(), 0), 1);
