@@ -18,6 +18,8 @@
 
 namespace {
 
+using namespace avoip::ctl;
+
 std::string makeFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
     return ::mkdtemp(pattern.data());

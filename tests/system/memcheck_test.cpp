@@ -25,6 +25,8 @@
 
 namespace {
 
+using namespace avoip::ctl;
+
 /// How many blocks are left under each name of memcheck.supp.
 using Kept = std::map<std::string, int>;
 

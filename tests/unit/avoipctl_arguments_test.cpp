@@ -4,6 +4,7 @@
 #include "avoipctl/arguments.hpp"
 #include "gtest/gtest.h"
 
+namespace avoip::ctl {
 namespace {
 
 /// The argument of this name of a command of the catalogue.
@@ -142,3 +143,5 @@ TEST(Path, has_1_to_127_bytes_and_may_hold_blanks) {
     EXPECT_EQ(problem("update", "encoder", "image", "/srv/exit.bin"),
               "must not hold the letters \"exit\", which end the console's connection");
 }
+
+}  // namespace avoip::ctl

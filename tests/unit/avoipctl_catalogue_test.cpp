@@ -12,6 +12,7 @@
 #include "gtest/gtest.h"
 #include "lib/frontend/avoip_frontend.h"
 
+namespace avoip::ctl {
 namespace {
 
 std::string exampleOf(const Command& command) {
@@ -204,3 +205,5 @@ TEST(AnswerRead, tells_what_is_no_answer_from_a_failure) {
     EXPECT_TRUE(failure.readable);
     EXPECT_FALSE(failure.succeeded());
 }
+
+}  // namespace avoip::ctl

@@ -4,6 +4,7 @@
 #include "avoipctl/edid.hpp"
 #include "gtest/gtest.h"
 
+namespace avoip::ctl {
 namespace {
 
 // A monitor "AVO", made for this test; edid-decode agrees with what is expected of it here.
@@ -113,3 +114,5 @@ TEST(EdidText, is_the_bytes_alone_when_they_are_no_edid) {
     EXPECT_EQ(Edid_text(""), "no EDID\n");
     EXPECT_EQ(Edid_text("x\x1b"), "not hexadecimal: x?\n");
 }
+
+}  // namespace avoip::ctl

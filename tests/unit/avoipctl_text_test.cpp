@@ -10,6 +10,7 @@
 #include "avoipctl/update.hpp"
 #include "gtest/gtest.h"
 
+namespace avoip::ctl {
 namespace {
 
 using Words = std::vector<std::string>;
@@ -202,3 +203,5 @@ TEST(Update, says_what_became_of_each_device) {
               "tx05      1.0.0   1.2.6   updated\n"
               "tx06      1.2.6   1.2.6   same version\n");
 }
+
+}  // namespace avoip::ctl

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
+namespace avoip::ctl {
 namespace {
 
 struct TreeDelete {
@@ -116,3 +117,5 @@ std::string Answer_writeRows(std::string_view key, std::span<const Member> membe
     const Text text(cJSON_PrintUnformatted(root.get()));
     return text == nullptr ? std::string() : std::string(text.get());
 }
+
+}  // namespace avoip::ctl

@@ -9,6 +9,8 @@
 
 #include "avoipctl/catalogue.hpp"
 
+namespace avoip::ctl {
+
 /// The values of one object in an answer, in the order of its shape's members.
 using Row = std::vector<std::string>;
 
@@ -33,3 +35,5 @@ std::string Answer_problem(std::string_view text, const Command& command);
 /// puts together from several answers.
 std::string Answer_writeRows(std::string_view key, std::span<const Member> members,
                              std::span<const Row> rows);
+
+}  // namespace avoip::ctl

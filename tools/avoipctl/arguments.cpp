@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+namespace avoip::ctl {
 namespace {
 
 // What the console's fields hold.
@@ -170,3 +171,5 @@ std::string Arguments_shellExample(const Command& command) {
     }
     return text;
 }
+
+}  // namespace avoip::ctl

@@ -9,6 +9,8 @@
 
 #include "avoipctl/catalogue.hpp"
 
+namespace avoip::ctl {
+
 /// Says what is wrong with `value` as this argument, or nothing when it is fine. The text is a
 /// sentence without its subject, as in "must be a number from 1 to 30".
 std::string Arguments_problem(const Argument& argument, std::string_view value);
@@ -25,3 +27,5 @@ std::string Arguments_subcommand(const Command& command);
 
 /// The command's example as typed in a shell: "avoipctl alias set tx01 'Meeting room 2'".
 std::string Arguments_shellExample(const Command& command);
+
+}  // namespace avoip::ctl

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+namespace avoip::ctl {
 namespace {
 
 // How long to wait. The daemon sends at once where nothing is read back, collects until 500 ms
@@ -448,3 +449,5 @@ std::string_view Catalogue_successName(const Command& command) {
 std::string_view Catalogue_failureName(const Command& command) {
     return command.failure_name.empty() ? command.text : command.failure_name;
 }
+
+}  // namespace avoip::ctl

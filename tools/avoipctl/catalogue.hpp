@@ -9,6 +9,8 @@
 #include <span>
 #include <string_view>
 
+namespace avoip::ctl {
+
 /// What an argument may be; arguments.hpp has the checks.
 enum class ArgumentKind {
     kIdentity,      ///< a device identity that is one word of the line
@@ -79,3 +81,5 @@ const Command* Catalogue_findText(std::string_view line);
 /// "cmd" as a success answer and as a failure answer carry it.
 std::string_view Catalogue_successName(const Command& command);
 std::string_view Catalogue_failureName(const Command& command);
+
+}  // namespace avoip::ctl

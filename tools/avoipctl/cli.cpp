@@ -17,6 +17,7 @@
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/update.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 using Action = std::function<Status()>;
@@ -266,3 +267,5 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     }
     return session.at_prompt ? kSuccess : Prompt_run(session);
 }
+
+}  // namespace avoip::ctl

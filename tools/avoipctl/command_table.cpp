@@ -3,6 +3,7 @@
 #include "avoipctl/arguments.hpp"
 #include "avoipctl/catalogue.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 /// The words with the names of the arguments in capital letters behind them.
@@ -42,3 +43,5 @@ std::string CommandTable_print() {
     }
     return table;
 }
+
+}  // namespace avoip::ctl

@@ -8,6 +8,7 @@
 #include "avoipctl/catalogue.hpp"
 #include "avoipctl/line.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 /// A way to say a command: its fixed words, the arguments that follow them, and what ends it.
@@ -109,3 +110,5 @@ _avoipctl() {
 complete -o default -F _avoipctl avoipctl
 )";
 }
+
+}  // namespace avoip::ctl

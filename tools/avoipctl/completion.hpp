@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace avoip::ctl {
+
 /// The words that may stand last in `words`, whose last element is what has been typed of that
 /// word, and may be empty. They are subcommands, their choices and the given identities; with
 /// `console_texts` also the words of console texts. Each comes with what follows it: a blank, or
@@ -18,3 +20,5 @@ std::string Completion_commonStart(std::span<const std::string> texts);
 
 /// A script that makes bash complete avoipctl's words. It asks avoipctl itself.
 std::string Completion_bashScript();
+
+}  // namespace avoip::ctl

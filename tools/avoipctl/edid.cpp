@@ -6,6 +6,7 @@
 
 #include "avoipctl/table.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 constexpr std::size_t kBlockSize = 128;
@@ -149,3 +150,5 @@ std::string Edid_text(std::string_view hex) {
     };
     return Table_print({}, lines) + "\n" + Edid_hexDump(bytes);
 }
+
+}  // namespace avoip::ctl

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+namespace avoip::ctl {
+
 struct EdidFacts {
     std::string manufacturer;    ///< three letters, such as "DEL"
     std::string product;         ///< product code and, where there is one, the name
@@ -36,3 +38,5 @@ std::string Edid_text(std::string_view hex);
 /// Lets the program edid-decode explain the EDID on standard output. Gives nothing, or what went
 /// wrong.
 std::string Edid_explain(std::string_view hex);
+
+}  // namespace avoip::ctl

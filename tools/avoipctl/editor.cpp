@@ -7,6 +7,7 @@
 #include "avoipctl/line.hpp"
 #include "avoipctl/state.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 constexpr int kHistoryLines = 1000;
@@ -85,3 +86,5 @@ bool Editor::read(std::string& line) {
     }
     return true;
 }
+
+}  // namespace avoip::ctl

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+namespace avoip::ctl {
+
 class Editor {
   public:
     /// Takes the terminal of the standard streams. The history is read from the state folder.
@@ -26,3 +28,5 @@ class Editor {
     std::unique_ptr<EditLine, EditLineEnd> edit_;
     std::string history_path_;
 };
+
+}  // namespace avoip::ctl

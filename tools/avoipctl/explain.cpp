@@ -13,6 +13,7 @@
 
 #include "avoipctl/edid.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 struct FileClose {
@@ -55,3 +56,5 @@ std::string Edid_explain(std::string_view hex) {
     }
     return status == 0 ? "" : "edid-decode finds faults in this EDID, or could not read it.";
 }
+
+}  // namespace avoip::ctl

@@ -10,6 +10,7 @@
 
 #include "avoipctl/table.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 bool nameHolds(const ImageFile& image, std::string_view text) {
@@ -42,9 +43,9 @@ ImageFile ImageFile_read(const std::string& path) {
     } else if (!S_ISREG(facts.st_mode)) {
         image.trouble = "it is no regular file";
     } else {
-        image.block = avoip::Image_read(descriptor);
+        image.block = Image_read(descriptor);
         image.file_size = facts.st_size;
-        if (image.block.magic != avoip::kImageMagic) {
+        if (image.block.magic != kImageMagic) {
             image.trouble = "it has no info block at offset 0xFF0000, so it is no firmware image";
         } else if (image.block.size < 0) {
             image.trouble = "its info block gives a negative size";
@@ -79,3 +80,5 @@ std::string ImageFile_print(const ImageFile& image) {
     };
     return Table_print({}, lines);
 }
+
+}  // namespace avoip::ctl

@@ -6,9 +6,11 @@
 
 #include "lib/image/image.hpp"
 
+namespace avoip::ctl {
+
 struct ImageFile {
-    std::string trouble;               ///< why it cannot be used at all, empty when it can
-    avoip::FirmwareInfoBlock block{};  ///< only without trouble
+    std::string trouble;        ///< why it cannot be used at all, empty when it can
+    FirmwareInfoBlock block{};  ///< only without trouble
     long long file_size = 0;
 };
 
@@ -25,3 +27,5 @@ std::string ImageFile_version(const ImageFile& image);
 
 /// What there is to say about an image without trouble, one fact a line.
 std::string ImageFile_print(const ImageFile& image);
+
+}  // namespace avoip::ctl

@@ -1,5 +1,6 @@
 #include "avoipctl/line.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
@@ -53,3 +54,5 @@ std::vector<std::string> Line_withoutOptions(const std::vector<std::string>& wor
     }
     return plain;
 }
+
+}  // namespace avoip::ctl

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+namespace avoip::ctl {
+
 /// The words of `line`, which blanks separate. Single or double quotes keep blanks in a word, as in
 /// a shell; a quote that is not closed reaches to the end of the line.
 std::vector<std::string> Line_words(std::string_view line);
@@ -14,3 +16,5 @@ std::string_view Line_trimmed(std::string_view line);
 
 /// The words that are neither options nor values of options.
 std::vector<std::string> Line_withoutOptions(const std::vector<std::string>& words);
+
+}  // namespace avoip::ctl

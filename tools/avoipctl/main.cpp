@@ -4,6 +4,8 @@
 
 #include "avoipctl/cli.hpp"
 
+using namespace avoip::ctl;
+
 int main(int argc, char** argv) {
     // For names with letters beyond ASCII at the prompt.
     std::setlocale(LC_CTYPE, "");

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+namespace avoip::ctl {
 namespace {
 
 using namespace std::chrono_literals;
@@ -37,3 +38,5 @@ Progress::Progress(std::string text) {
 }
 
 Progress::~Progress() = default;
+
+}  // namespace avoip::ctl

@@ -5,6 +5,8 @@
 #include <string>
 #include <thread>
 
+namespace avoip::ctl {
+
 /// Shows `text` and the seconds since its beginning on standard error, anew every second, until the
 /// object goes; nothing when standard error is no terminal.
 class Progress {
@@ -17,3 +19,5 @@ class Progress {
   private:
     std::jthread thread_;
 };
+
+}  // namespace avoip::ctl

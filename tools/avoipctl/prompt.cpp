@@ -9,6 +9,7 @@
 #include "avoipctl/line.hpp"
 #include "avoipctl/run.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 Status runPlain(Session& session) {
@@ -66,3 +67,5 @@ Status Prompt_runLine(Session& session, const std::string& line, bool& ended) {
     session.options = kept;
     return status;
 }
+
+}  // namespace avoip::ctl

@@ -8,9 +8,13 @@
 
 #include "avoipctl/session.hpp"
 
+namespace avoip::ctl {
+
 /// Runs the prompt until its input ends. At a terminal gives kSuccess; without one, kSuccess when
 /// every line succeeded, else the status of the last line that did not.
 Status Prompt_run(Session& session);
 
 /// Runs one line of the prompt. Sets `ended` when it asks for the end.
 Status Prompt_runLine(Session& session, const std::string& line, bool& ended);
+
+}  // namespace avoip::ctl

@@ -6,6 +6,7 @@
 #include "avoipctl/edid.hpp"
 #include "avoipctl/table.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 std::string upperCase(std::string_view text) {
@@ -51,3 +52,5 @@ std::string Render_answer(const Command& command, const Answer& answer) {
     }
     return out;
 }
+
+}  // namespace avoip::ctl

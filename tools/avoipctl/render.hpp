@@ -6,7 +6,11 @@
 #include "avoipctl/answer.hpp"
 #include "avoipctl/catalogue.hpp"
 
+namespace avoip::ctl {
+
 /// The text for a success answer to `command`: a table for a list of devices, one line per value
 /// for a device's parameters, facts and bytes of an EDID, and "Sent." or "Done." where nothing is
 /// read back.
 std::string Render_answer(const Command& command, const Answer& answer);
+
+}  // namespace avoip::ctl

@@ -7,6 +7,7 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/table.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 const Command& getCommand(std::string_view kind) {
@@ -104,3 +105,5 @@ Status Routes_run(Session& session, std::string_view kind) {
     }
     return complete ? kSuccess : kFailure;
 }
+
+}  // namespace avoip::ctl

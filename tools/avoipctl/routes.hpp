@@ -8,6 +8,8 @@
 
 #include "avoipctl/session.hpp"
 
+namespace avoip::ctl {
+
 /// Where one decoder gets its signal from.
 struct Route {
     std::string decoder;
@@ -23,3 +25,5 @@ std::string Routes_print(std::span<const std::string> encoders, std::span<const 
 /// "serial" or "ir"), and prints the matrix; with --json an object that holds them as "routes".
 /// kFailure when a decoder did not answer.
 Status Routes_run(Session& session, std::string_view kind);
+
+}  // namespace avoip::ctl

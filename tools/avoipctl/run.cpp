@@ -8,6 +8,7 @@
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 constexpr int kUnknownTextMs = 15'000;
@@ -127,3 +128,5 @@ Status Run_send(Session& session, const std::string& text) {
     }
     return kSuccess;
 }
+
+}  // namespace avoip::ctl

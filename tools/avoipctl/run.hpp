@@ -7,6 +7,8 @@
 #include "avoipctl/answer.hpp"
 #include "avoipctl/session.hpp"
 
+namespace avoip::ctl {
+
 /// An answer in both its forms.
 struct Reading {
     std::string json;
@@ -25,3 +27,5 @@ Status Run_command(Session& session, const Command& command, std::span<const std
 /// Sends any console text and prints the answer as it is. A failure answer to a text that is no
 /// command is followed by a "did you mean" on the error stream.
 Status Run_send(Session& session, const std::string& text);
+
+}  // namespace avoip::ctl

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <ostream>
 
+namespace avoip::ctl {
 namespace {
 
 Status statusOf(avoip_result result) {
@@ -56,3 +57,5 @@ void Session_error(Session& session, std::string_view text) {
     session.err << "avoipctl: " << text << '\n';
     session.err.flush();
 }
+
+}  // namespace avoip::ctl

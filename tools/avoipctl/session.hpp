@@ -12,6 +12,8 @@
 #include "avoipctl/catalogue.hpp"
 #include "lib/frontend/avoip_frontend.h"
 
+namespace avoip::ctl {
+
 /// The exit statuses of avoipctl.
 enum Status : int {
     kSuccess = 0,
@@ -48,3 +50,5 @@ Status Session_ask(Session& session, const std::string& text, int timeout_ms, st
 
 /// Reports an error: "avoipctl: ", the text and a line end on the error stream.
 void Session_error(Session& session, std::string_view text);
+
+}  // namespace avoip::ctl

@@ -7,6 +7,7 @@
 
 #include "avoipctl/arguments.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 constexpr std::string_view kIdentitiesFile = "devices";
@@ -82,3 +83,5 @@ void State_remember(std::span<const std::string> identities, bool replace) {
         file << identity << '\n';
     }
 }
+
+}  // namespace avoip::ctl

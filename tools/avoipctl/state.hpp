@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace avoip::ctl {
+
 /// The path of the file `name` in the state folder, which is made if need be; empty when there is
 /// no such folder.
 std::filesystem::path State_file(std::string_view name);
@@ -19,3 +21,5 @@ std::vector<std::string> State_identities();
 /// Adds identities to those last seen, or replaces them. Texts that could be no identity on a
 /// command line are left out.
 void State_remember(std::span<const std::string> identities, bool replace);
+
+}  // namespace avoip::ctl

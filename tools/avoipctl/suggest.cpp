@@ -4,6 +4,7 @@
 
 #include "avoipctl/catalogue.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 /// A third of the letters may be wrong, at least one.
@@ -92,3 +93,5 @@ std::string Suggest_forConsoleText(std::string_view text) {
     }
     return Suggest_question(nearest);
 }
+
+}  // namespace avoip::ctl

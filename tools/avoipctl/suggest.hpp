@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+namespace avoip::ctl {
+
 /// How many letters have to be added, dropped, changed or swapped with their neighbour to make `b`
 /// of `a`.
 std::size_t Suggest_distance(std::string_view a, std::string_view b);
@@ -20,3 +22,5 @@ std::string Suggest_question(std::span<const std::string_view> words);
 /// The question for a console text that no command of the catalogue begins: its first words are
 /// compared with each command's.
 std::string Suggest_forConsoleText(std::string_view text);
+
+}  // namespace avoip::ctl

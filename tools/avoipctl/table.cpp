@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+namespace avoip::ctl {
 namespace {
 
 constexpr std::size_t kGap = 2;
@@ -68,3 +69,5 @@ std::string Table_print(std::span<const std::string> headings,
     }
     return out;
 }
+
+}  // namespace avoip::ctl

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+namespace avoip::ctl {
+
 /// The text as a terminal may show it: what would be a control character is a "?". Texts come from
 /// devices, and a device shall not be able to steer the terminal.
 std::string Table_printable(std::string_view text);
@@ -15,3 +17,5 @@ std::string Table_printable(std::string_view text);
 /// shorter than the headings.
 std::string Table_print(std::span<const std::string> headings,
                         std::span<const std::vector<std::string>> rows);
+
+}  // namespace avoip::ctl

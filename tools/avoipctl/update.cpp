@@ -13,6 +13,7 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/table.hpp"
 
+namespace avoip::ctl {
 namespace {
 
 using namespace std::chrono_literals;
@@ -210,3 +211,5 @@ Status Update_run(Session& session, const Command& command, std::span<const std:
     }
     return pushed == kSuccess ? looked : pushed;
 }
+
+}  // namespace avoip::ctl

@@ -7,6 +7,8 @@
 #include "avoipctl/answer.hpp"
 #include "avoipctl/session.hpp"
 
+namespace avoip::ctl {
+
 /// A device that an update is for.
 struct Target {
     std::string identity;
@@ -28,3 +30,5 @@ Status Update_showImage(Session& session, const std::string& path);
 /// the daemon, and shows the versions of the devices when they are back. On a terminal it shows
 /// meanwhile that work goes on. With --json it prints the daemon's answer only.
 Status Update_run(Session& session, const Command& command, std::span<const std::string> values);
+
+}  // namespace avoip::ctl
