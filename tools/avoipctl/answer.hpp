@@ -1,5 +1,4 @@
-// An answer of the daemon, read from its JSON text. Nothing else of avoipctl touches the JSON
-// library.
+// An answer of the daemon, read from its JSON text.
 #pragma once
 
 #include <span>

@@ -2,13 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
 #include <vector>
 
 #include "avoipctl/table.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -36,23 +36,20 @@ std::string sizeText(const ImageFile& image) {
 
 ImageFile ImageFile_read(const std::string& path) {
     ImageFile image;
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat facts {};
-    if (descriptor < 0 || ::fstat(descriptor, &facts) != 0) {
+    if (!file.isOpen() || ::fstat(file.get(), &facts) != 0) {
         image.trouble = std::generic_category().message(errno);
     } else if (!S_ISREG(facts.st_mode)) {
         image.trouble = "it is no regular file";
     } else {
-        image.block = Image_read(descriptor);
+        image.block = Image_read(file.get());
         image.file_size = facts.st_size;
         if (image.block.magic != kImageMagic) {
             image.trouble = "it has no info block at offset 0xFF0000, so it is no firmware image";
         } else if (image.block.size < 0) {
             image.trouble = "its info block gives a negative size";
         }
-    }
-    if (descriptor >= 0) {
-        ::close(descriptor);
     }
     return image;
 }
