@@ -67,7 +67,8 @@ struct WireRequest {
     WireExchange exchange;
     WireAct act;
     WireDevices devices;
-    /// The words that it may be addressed to, beside the identity of one device.
+    /// The words that commands address it to of their own, beside the identity of one device. Who
+    /// types a word in a device's place sends what nobody replies to to any group.
     std::span<const std::string_view> groups{};
     WireRecord record{};
     /// The keys of the texts beside "request", in their order.
