@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "bed/cable.hpp"
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
-#include "bed/wire.hpp"
 
 namespace {
 
@@ -38,7 +38,7 @@ class Play {
     std::string exchange(const std::string& line) {
         std::string record = "> " + line + "\n";
         const std::string answer = segment_.ask(console_, line);
-        for (const WireDatagram& datagram : wire_.take()) {
+        for (const bed::CableDatagram& datagram : cable_.take()) {
             record += datagram.outward ? "-> " : "<- " + datagram.address + " ";
             record += datagram.text + "\n";
         }
@@ -68,7 +68,7 @@ class Play {
     }
 
     bed::Namespaces namespaces_;
-    Wire wire_;
+    bed::Cable cable_;
     bed::Daemon fleet_ = namespaces_.onDeviceSide([] {
         bed::ip("route add local 10.77.1.0/24 dev lo");
         return bed::Daemon(fleetOptions());
