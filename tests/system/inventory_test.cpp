@@ -195,7 +195,7 @@ TEST_F(Inventory, it_lists_1024_devices_and_no_more) {
 TEST_F(Inventory, replies_that_find_no_room_are_not_left_to_the_next_command) {
     Texts replies;
     for (int i = 0; i < 1400; ++i) {
-        replies.push_back(deviceReply("d" + std::to_string(i)));
+        replies.push_back(bed::deviceReply("d" + std::to_string(i)));
     }
     askForDevices(replies);
     session_.segment.clear();
