@@ -94,7 +94,7 @@ auto findField(Fields& fields, std::string_view key) {
     return std::ranges::find(fields, key, &Field::key);
 }
 
-/// What a reply says without its being kept: who the device is.
+/// What a reply says of who the device is.
 bool isComputed(const WireRequest& request, std::string_view key) {
     return request.act == WireAct::kReads &&
            (key == "deviceid" || key == "devtype" || key == "rxid");

@@ -1,8 +1,8 @@
 // One simulated encoder or decoder: who it is and what it is set to.
 //
 // What a device is set to is a list of named sections of named texts, called as the device protocol
-// calls them: one for each record of lib/wire that its kind of device knows. Texts are kept up to 31
-// characters (an EDID up to 512); what is longer is cut.
+// calls them: one for each record of lib/wire that its kind of device knows. Texts have at most 31
+// characters (an EDID 512); what is longer is cut.
 #pragma once
 
 #include <chrono>
