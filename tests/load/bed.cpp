@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "bed/wait.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace load {
 

@@ -6,7 +6,7 @@
 
 #include "load/bed.hpp"
 #include "load/ear.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace load {
 

@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "bed/transcript.hpp"
 #include "lib/base/json.hpp"
 
 namespace avoip {
@@ -18,20 +17,19 @@ namespace {
 using Keys = std::vector<std::string>;
 
 /// The datagrams in the transcripts of whole sessions, by their direction.
-struct Recorded {
+struct Datagrams {
     std::vector<std::string> requests;
     std::vector<std::string> replies;
 };
 
-Recorded recorded() {
-    Recorded all;
-    for (const auto& entry : std::filesystem::directory_iterator(AVOIP_TRANSCRIPTS)) {
-        std::ifstream file(entry.path());
-        for (std::string line; std::getline(file, line);) {
-            if (line.starts_with("-> ")) {
-                all.requests.push_back(line.substr(3));
-            } else if (line.starts_with("<- ")) {
-                all.replies.push_back(line.substr(line.find('{')));
+Datagrams recorded() {
+    Datagrams all;
+    for (const std::string& name : bed::sessionNames()) {
+        for (const bed::Recorded& record : bed::records(name)) {
+            for (const std::string& datagram : record.cable) {
+                const bool request = datagram.starts_with("-> ");
+                (request ? all.requests : all.replies)
+                    .push_back(datagram.substr(datagram.find('{')));
             }
         }
     }
