@@ -61,7 +61,7 @@ std::string routeReply() {
 std::vector<std::string> deviceReplies(int count) {
     std::vector<std::string> replies;
     for (int i = 0; i < count; ++i) {
-        replies.push_back(deviceReply("TX-" + std::to_string(10'000 + i)));
+        replies.push_back(bed::deviceReply("TX-" + std::to_string(10'000 + i)));
     }
     return replies;
 }

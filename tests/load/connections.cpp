@@ -6,7 +6,7 @@
 
 #include "load/bed.hpp"
 #include "load/ear.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace load {
 
@@ -33,7 +33,7 @@ std::string leftByEach(const Finding& finding, std::size_t connections) {
 
 /// Asks for one command on a connection of its own; false when it got no or another answer.
 bool isServed(std::size_t number, std::string& explanation) {
-    FrontEnd frontEnd;
+    bed::FrontEnd frontEnd;
     explanation = askCommand(frontEnd, number, kServedWithin);
     return explanation.empty();
 }

@@ -139,7 +139,7 @@ Soak::Soak(const Options& options)
       interrupts_(openInterrupts()),
       fleet_(startFleet(namespaces_, options)),
       daemon_(daemonOptions(printed.descriptor())) {
-    wire_.keepRequestsOnly();
+    cable_.keepRequestsOnly();
     // What every kind of command needs once is had from here on.
     Random random(options.seed, 0);
     for (int i = 0; i < 3; ++i) {
@@ -191,7 +191,7 @@ void Soak::countEnded(Use use) {
 }
 
 void Soak::hear() {
-    for (const WireDatagram& datagram : wire_.take()) {
+    for (const bed::CableDatagram& datagram : cable_.take()) {
         requests_.see(datagram.text);
     }
 }
@@ -267,7 +267,7 @@ void Soak::askBehindOthers(const Line& line, const std::function<void()>& send) 
     ++report.counts.answered;
 }
 
-void Soak::askThrough(FrontEnd& frontEnd, const Line& line) {
+void Soak::askThrough(bed::FrontEnd& frontEnd, const Line& line) {
     const auto send = [&](const Line& each) {
         if (frontEnd.ask(each.text, kAnswerPatience) == nullptr) {
             throw bed::Error("no answer to " + each.text + " : " + frontEnd.explanation());
@@ -288,7 +288,7 @@ void Soak::askThrough(FrontEnd& frontEnd, const Line& line) {
 }
 
 void Soak::askAsVisitor(const Line& line) {
-    FrontEnd visitor;
+    bed::FrontEnd visitor;
     askThrough(visitor, line);
     countEnded();
 }

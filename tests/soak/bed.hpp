@@ -8,13 +8,13 @@
 #include <memory>
 #include <string>
 
+#include "bed/cable.hpp"
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/front_end.hpp"
 #include "bed/image_file.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
-#include "bed/wire.hpp"
 #include "lib/base/descriptor.hpp"
 #include "soak/lines.hpp"
 #include "soak/report.hpp"
@@ -107,7 +107,7 @@ class Soak {
     void awaitLast(const Line& line);
     std::string answerTo(const Line& line, const std::function<void()>& send);
     void judge(const Line& line, const std::string& answer);
-    void askThrough(FrontEnd& frontEnd, const Line& line);
+    void askThrough(bed::FrontEnd& frontEnd, const Line& line);
     bool isAnswerOfUpload(const std::string& answer);
     void awaitIdle();
     void compareProcess();
@@ -122,11 +122,11 @@ class Soak {
     avoip::Descriptor interrupts_;
     bool isOver_ = false;
     bed::Namespaces namespaces_;
-    Wire wire_;
+    bed::Cable cable_;
     std::unique_ptr<bed::Daemon> fleet_;
     bed::Daemon daemon_;
     bed::Segment segment_;
-    FrontEnd frontEnd_;
+    bed::FrontEnd frontEnd_;
     Tally requests_;
     std::uint64_t number_ = 0;
     bool devicesCanBeReached_ = true;

@@ -15,7 +15,7 @@
 #include "bed/session.hpp"
 #include "bed/wait.hpp"
 #include "gtest/gtest.h"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace {
 

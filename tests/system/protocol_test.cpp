@@ -116,7 +116,7 @@ TEST_F(OtherMac, the_host_identity_is_the_mac_address_at_the_start) {
     expectSuccess(device, "02ab0cdef099");
     bed::ip("link set eth0.2 address 02:00:00:00:00:01");
     expectSuccess(device, "02ab0cdef099");
-    device.reply(deviceReply("x", "success", "020000000001"));
+    device.reply(bed::deviceReply("x", "success", "020000000001"));
     expectSuccess(device, "02ab0cdef099");
 }
 
@@ -157,7 +157,7 @@ TEST_F(InterfaceAbsentAtStart, requests_fail_until_it_comes_and_carry_no_host_id
     segment_.clear();
     console_.send("config get devices!");
     device.receive();
-    device.reply(deviceReply("x", "success", ""));
+    device.reply(bed::deviceReply("x", "success", ""));
     EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
 }
 
@@ -274,7 +274,7 @@ TEST_F(HighDescriptors, replies_are_awaited_on_any_descriptor_number) {
     segment_.clear();
     console_.send("config get devices!");
     device.receive();
-    device.reply(deviceReply("x"));
+    device.reply(bed::deviceReply("x"));
     EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
     expectPrinted("pBuffData config get devices!\n", "");
 }
@@ -285,7 +285,7 @@ TEST_F(Protocol, a_short_reply_keeps_the_tail_of_a_longer_one_before_it) {
     console_.send("config get devices!");
     device.receive();
     // The second one is the first part of a reply; what the first one left behind completes it.
-    const std::string whole = deviceReply("x");
+    const std::string whole = bed::deviceReply("x");
     const std::string begin = whole.substr(0, whole.size() - 30);
     device.reply(std::string(begin.size(), '-') + whole.substr(begin.size()));
     device.reply(begin);
@@ -299,11 +299,12 @@ TEST_F(Protocol, a_datagram_is_read_to_1500_bytes) {
     console_.send("config get devices!");
     device.receive();
     const std::string fits =
-        deviceReply("fits") + std::string(1500 - deviceReply("fits").size(), ' ');
-    const std::string member = deviceMember("cut") + R"(,"fill":")" + std::string(1500, 'f') + '"';
-    device.reply(bed::replyText(kDiscoveryCmd, "success", "001122aabbcc", "x", member));
+        bed::deviceReply("fits") + std::string(1500 - bed::deviceReply("fits").size(), ' ');
+    const std::string member =
+        bed::deviceMember("cut") + R"(,"fill":")" + std::string(1500, 'f') + '"';
+    device.reply(bed::replyText(bed::kDiscoveryCmd, "success", "001122aabbcc", "x", member));
     device.reply(fits);
-    device.reply(deviceReply("long") + std::string(3000, ' '));
+    device.reply(bed::deviceReply("long") + std::string(3000, ' '));
     const std::string answer = segment_.awaitAnswer();
     EXPECT_NE(answer.find(R"("hostid":"fits")"), std::string::npos);
     EXPECT_NE(answer.find(R"("hostid":"long")"), std::string::npos);
@@ -319,7 +320,7 @@ TEST_F(Protocol, two_commands_at_once_share_the_replies_and_neither_hangs) {
     device.receive();
     device.receive();
     for (int i = 0; i < 20; ++i) {
-        device.reply(deviceReply("d" + std::to_string(i)));
+        device.reply(bed::deviceReply("d" + std::to_string(i)));
     }
     // A connection runs one command after the other, so these come when those have ended.
     console_.send("first done!");

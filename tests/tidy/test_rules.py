@@ -203,6 +203,17 @@ class Includes(RuleTest):
         self.assertEqual(self.places(rules.include_direction),
                          [("lib/new/d.hpp", 1), ("src/d.hpp", 1)])
 
+    def test_a_declaration_outside_of_its_house_s_namespace_is_found(self):
+        self.write("lib/a.hpp", "#pragma once\nstruct Other;\nnamespace avoip {\n}\n")
+        self.write("lib/b.hpp", "#pragma once\nstruct Request {};\n")
+        self.write("tools/x/a.cpp", "\nnamespace avoip::x {\n}\n")
+        self.write("tools/x/b.cpp", "\nnamespace {\n}\nnamespace avoip::x {\n}\n")
+        self.write("tools/x/c.hpp", "namespace avoip {\n}\n")
+        self.write("tools/x/main.cpp", "int main() {}\n")
+        self.write("src/a.hpp", "struct Request {};\n")
+        self.assertEqual(self.places(rules.own_namespace),
+                         [("lib/b.hpp", 2), ("tools/x/b.cpp", 2), ("tools/x/c.hpp", 1)])
+
 
 class Headers(RuleTest):
     def findings(self):

@@ -13,11 +13,11 @@
 #include <span>
 
 #include "avoipsim/ipv4.hpp"
+#include "lib/wire/wire.hpp"
 
 namespace avoip::sim {
 namespace {
 
-constexpr std::uint16_t kUploadPort = 5888;
 // What is read from one connection before the others have their turn.
 constexpr std::size_t kPieceSize = 65536;
 
@@ -145,6 +145,7 @@ std::string install(const UploadServer& server, Fleet& fleet, UploadConnection& 
     device.silentUntil = Clock::now() + fleet.options.rebootTime;
     return "success";
 }
+
 // True when the peer is gone or will send no more.
 bool isHungUp(const Descriptor& socket) {
     pollfd watched{socket.get(), POLLRDHUP, 0};

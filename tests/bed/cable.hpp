@@ -6,7 +6,9 @@
 
 #include "lib/base/descriptor.hpp"
 
-struct WireDatagram {
+namespace bed {
+
+struct CableDatagram {
     /// From the daemon to the devices, not the other way.
     bool outward = false;
     /// The sender's address.
@@ -14,10 +16,10 @@ struct WireDatagram {
     std::string text;
 };
 
-class Wire {
+class Cable {
   public:
     /// Listens on "eth0.2" of the calling thread's network namespace from now on.
-    Wire();
+    Cable();
 
     /// From now on listens to what leaves for the devices alone. The rest, replies and uploads,
     /// does not fill the room for what has not been taken yet.
@@ -25,8 +27,10 @@ class Wire {
 
     /// Everything that has passed since the last call. What the daemon sent or received before it
     /// did something that the caller has seen is always in it.
-    std::vector<WireDatagram> take();
+    std::vector<CableDatagram> take();
 
   private:
     avoip::Descriptor socket_;
 };
+
+}  // namespace bed
