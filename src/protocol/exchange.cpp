@@ -23,11 +23,11 @@ using ReplyBuffer = std::array<char, kReplySizeMax + 1>;
 /// that another request takes in between does not count: the wait begins anew, so that no request
 /// ever blocks in a receive. In a burst of replies none costs a wait.
 /// @return false when the time has passed, the wait failed, or the receive failed (reported)
-bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
+bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeout_ms) {
     do {
         const ClientSocket::Use use(client.socket);
         // Neither without a socket nor with a negative time-out is there anything to wait for.
-        if (use.get() < 0 || timeoutMs < 0) {
+        if (use.get() < 0 || timeout_ms < 0) {
             return false;
         }
         if (::recvfrom(use.get(), buffer.data(), kReplySizeMax, MSG_DONTWAIT, nullptr, nullptr) >=
@@ -38,7 +38,7 @@ bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
             Output_systemError("devsearch_client_discover recvfrom()");
             return false;
         }
-    } while (Wait_readable(client.socket.peek(), timeoutMs) > 0);
+    } while (Wait_readable(client.socket.peek(), timeout_ms) > 0);
     return false;
 }
 
@@ -73,7 +73,7 @@ std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& 
     }
     ReplyBuffer buffer{};
     ReplyAck ack{};
-    while (takeDatagram(*client, buffer, reply.timeoutSeconds * 1000)) {
+    while (takeDatagram(*client, buffer, reply.timeout_s * 1000)) {
         if (reply.traced) {
             Output_print("recv buf: %s\n", buffer.data());
         }
@@ -97,7 +97,7 @@ std::int32_t Protocol_client_collect(ProtocolClient* client, const Request& requ
     ReplyBuffer buffer{};
     ReplyAck ack{};
     std::uint32_t taken = 0;
-    while (takeDatagram(*client, buffer, collection.idleTimeoutMs)) {
+    while (takeDatagram(*client, buffer, collection.idleTimeout_ms)) {
         JsonTree document = readable(buffer, ack);
         if (document != nullptr && answers(ack, record) &&
             collection.take(std::move(document), taken)) {
