@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "avoipsim/image_stream.hpp"
 #include "avoipsim/make_image.hpp"
-#include "avoipsim/received.hpp"
 
 namespace avoip::sim {
 namespace {
