@@ -36,7 +36,7 @@ Pipe makePipe() {
     return {avoip::Descriptor(ends[0]), avoip::Descriptor(ends[1])};
 }
 
-// Pointers for execve into texts that live elsewhere.
+/// Pointers for execve into texts that live elsewhere.
 std::vector<char*> pointersInto(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     std::ranges::transform(texts, std::back_inserter(pointers),
@@ -45,7 +45,7 @@ std::vector<char*> pointersInto(std::vector<std::string>& texts) {
     return pointers;
 }
 
-// The given variables and, of the test's own, those they do not replace.
+/// The given variables and, of the test's own, those they do not replace.
 std::vector<std::string> mergedEnvironment(std::vector<std::string> given) {
     const std::size_t count = given.size();
     for (char** variable = ::environ; *variable != nullptr; ++variable) {
@@ -138,7 +138,7 @@ void takeDescriptorsBelow(int first) {
     failInChild(start.arguments.front());
 }
 
-// Moves what can be read at once into the stream; false at the end of the program's output.
+/// Moves what can be read at once into the stream; false at the end of the program's output.
 bool moveInto(Stream& stream, int source) {
     std::array<char, 65536> piece;
     const ssize_t count = ::read(source, piece.data(), piece.size());
@@ -165,7 +165,7 @@ void readBoth(int outputEnd, Stream& output, int errorEnd, Stream& errors) {
     }
 }
 
-// The number behind "name:" in one of the files of /proc.
+/// The number behind "name:" in one of the files of /proc.
 std::size_t numberIn(const std::string& path, const std::string& name) {
     std::ifstream file(path);
     std::string line;
@@ -234,7 +234,7 @@ std::map<int, std::string> Daemon::descriptors() const {
     return found;
 }
 
-std::size_t Daemon::residentKiB() const {
+std::size_t Daemon::resident_kib() const {
     return numberIn(processPath("smaps_rollup"), "Rss");
 }
 

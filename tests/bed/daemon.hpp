@@ -68,7 +68,7 @@ class Daemon {
     /// Its open descriptors: number and what it refers to, such as "socket:[4711]".
     std::map<int, std::string> descriptors() const;
     /// Its resident memory, exactly.
-    std::size_t residentKiB() const;
+    std::size_t resident_kib() const;
     std::size_t threadCount() const;
 
     /// Sends it a signal, then waits for its end as awaitExit does.

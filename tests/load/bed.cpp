@@ -44,7 +44,7 @@ LoadBed::LoadBed(Words words, const std::string& program, const std::vector<std:
 Footprint LoadBed::footprint() const {
     std::ifstream maps("/proc/" + std::to_string(daemon.pid()) + "/maps");
     const auto mappings = std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
-    return {daemon.residentKiB(), daemon.descriptors().size(), static_cast<std::size_t>(mappings)};
+    return {daemon.resident_kib(), daemon.descriptors().size(), static_cast<std::size_t>(mappings)};
 }
 
 void LoadBed::awaitIdle() const {

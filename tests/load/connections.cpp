@@ -25,7 +25,7 @@ std::string leftByEach(const Finding& finding, std::size_t connections) {
     };
     std::array<char, 128> text{};
     std::snprintf(text.data(), text.size(), "%.1f KiB and %.2f mappings left by each (%zu to %zu)",
-                  each(finding.before.residentKiB, finding.after.residentKiB),
+                  each(finding.before.resident_kib, finding.after.resident_kib),
                   each(finding.before.mappings, finding.after.mappings), finding.before.mappings,
                   finding.after.mappings);
     return text.data();

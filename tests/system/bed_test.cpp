@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A UDP socket on the controller side, bound as the daemon binds its own.
+/// A UDP socket on the controller side, bound as the daemon binds its own.
 avoip::Descriptor controllerSocket() {
     avoip::Descriptor opened(::socket(AF_INET, SOCK_DGRAM, 0));
     sockaddr_in local{};
@@ -304,7 +304,7 @@ TEST(BedDaemon, begins_with_no_descriptors_but_the_standard_ones) {
     EXPECT_TRUE(program.descriptors().at(1).starts_with("pipe:"));
     EXPECT_TRUE(program.descriptors().at(2).starts_with("pipe:"));
     EXPECT_EQ(program.threadCount(), 1U);
-    EXPECT_GT(program.residentKiB(), 0U);
+    EXPECT_GT(program.resident_kib(), 0U);
 }
 
 TEST(BedDaemon, starts_with_limits_environment_and_taken_descriptors_as_asked) {

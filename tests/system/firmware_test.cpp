@@ -22,13 +22,13 @@ class Firmware : public testing::Test {
         return "update device encoder tx1 " + image.path() + "!";
     }
 
-    // Begins an upload to the one encoder; returns the device's end of it.
+    /// Begins an upload to the one encoder; returns the device's end of it.
     bed::Upload startUpload(const bed::ImageFile& image) {
         bed_.start(lineFor(image), {kDevice});
         return port_.accept();
     }
 
-    // Waits for the command to fail after the image's description and this.
+    /// Waits for the command to fail after the image's description and this.
     void expectFailure(const bed::ImageFile& image, const std::string& text) {
         EXPECT_EQ(bed_.answer(), failure("update device encoder"));
         bed_.awaitSaid(lineFor(image),

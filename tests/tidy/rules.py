@@ -5,6 +5,7 @@ import os
 import re
 
 import cpp
+from dialect import helper_comment, unit_name
 from documents import described_command, kept_behaviour, recorded_session
 from tree import CPP_SUFFIXES
 
@@ -200,6 +201,8 @@ RULES = {
     "include_cycle": include_cycle,
     "include_direction": include_direction,
     "own_namespace": own_namespace,
+    "unit_name": unit_name,
+    "helper_comment": helper_comment,
     "recorded_session": recorded_session,
     "described_command": described_command,
     "kept_behaviour": kept_behaviour,

@@ -2,7 +2,7 @@
 // others read, in turns, with the front end library's own code. Each read clears the prefix, asks,
 // looks until the prefix stands, copies the answer and compares every byte of it.
 //
-//   torn_reads READS        (scripts/torn-reads runs it, in namespaces of its own)
+//   torn_reads READS        (scripts/measure torn-reads runs it, in namespaces of its own)
 //
 // Most answers are asked for by a semaphore, so that millions are read in minutes; READS / 100 of
 // them, and at least 10,000, with whole asks over TCP to the daemon's console. answers.hpp
@@ -414,12 +414,13 @@ int main(int argc, char** argv) {
     std::uint64_t reads = 0;
     std::from_chars(argument.data(), argument.data() + argument.size(), reads);
     if (reads == 0) {
-        std::fputs("usage: torn_reads READS, a number above 0; or scripts/torn-reads\n", stderr);
+        std::fputs("usage: torn_reads READS, a number above 0; or scripts/measure torn-reads\n",
+                   stderr);
         return 2;
     }
     if (::shmget(AVOIP_SEGMENT_KEY, 0, 0) >= 0 || errno != ENOENT) {
         std::fputs(
-            "torn_reads: there is an answer segment here already; run scripts/torn-reads, "
+            "torn_reads: there is an answer segment here already; run scripts/measure torn-reads, "
             "which makes namespaces of its own\n",
             stderr);
         return 2;

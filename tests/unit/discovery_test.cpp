@@ -29,10 +29,10 @@ constexpr std::uint32_t kUnwritten = 4711;
 class Discovery : public testing::Test {
   protected:
     Outcome discover(
-        std::int32_t timeoutMs, const std::function<void()>& talk = [] {}) {
+        std::int32_t timeout_ms, const std::function<void()>& talk = [] {}) {
         return runRequest(
             [&] {
-                return Protocol_client_getDevice(bed_.client, &group_, 1, timeoutMs, records_,
+                return Protocol_client_getDevice(bed_.client, &group_, 1, timeout_ms, records_,
                                                  &count_);
             },
             talk);

@@ -35,7 +35,7 @@ struct Seam {
     int flagChanges = 0;
 
     /// The time-out to wait for in fact.
-    std::function<int(int timeoutMs)> shorten = [](int timeoutMs) { return timeoutMs; };
+    std::function<int(int timeout_ms)> shorten = [](int timeout_ms) { return timeout_ms; };
     /// The error of each send to come, 0 for one that goes through with a single byte.
     std::vector<int> sendErrors;
     /// The number of the change of flags that fails, and of the wait; -1 for none.
@@ -57,16 +57,16 @@ int failWith(int error) {
 
 }  // namespace
 
-extern "C" int poll(pollfd* entries, nfds_t count, int timeoutMs) {
+extern "C" int poll(pollfd* entries, nfds_t count, int timeout_ms) {
     static const auto real = systemsOwn<int(pollfd*, nfds_t, int)>("poll");
     if (seam == nullptr) {
-        return real(entries, count, timeoutMs);
+        return real(entries, count, timeout_ms);
     }
-    seam->waits.push_back(timeoutMs);
+    seam->waits.push_back(timeout_ms);
     if (std::cmp_equal(seam->waits.size(), seam->failingWait + 1)) {
         return failWith(EINTR);
     }
-    return real(entries, count, seam->shorten(timeoutMs));
+    return real(entries, count, seam->shorten(timeout_ms));
 }
 
 extern "C" ssize_t send(int socket, const void* bytes, size_t count, int flags) {
@@ -106,7 +106,7 @@ constexpr const char* kAddress = "127.0.0.1";
 constexpr const char* kConnectErrno = "115 Operation now in progress";
 constexpr int kFiveMinutesMs = 300'000;
 
-// Makes the call with the seam in the system's place.
+/// Makes the call with the seam in the system's place.
 template <class Call>
 CallOutcome outcomeWith(Seam& set, Call call) {
     return outcomeOf([&] {
@@ -128,7 +128,7 @@ class Waits : public Test {
         });
     }
 
-    // All but the wait for the connection.
+    /// All but the wait for the connection.
     std::vector<int> laterWaits() const { return {seam_.waits.begin() + 1, seam_.waits.end()}; }
 
     bed::Namespaces namespaces_{bed::Control::kAbsent};
@@ -148,7 +148,7 @@ TEST_F(Waits, a_device_that_has_room_is_not_waited_for) {
 }
 
 TEST_F(Waits, the_reply_is_given_five_minutes_and_its_absence_changes_nothing) {
-    seam_.shorten = [](int timeoutMs) { return timeoutMs == kFiveMinutesMs ? 0 : timeoutMs; };
+    seam_.shorten = [](int timeout_ms) { return timeout_ms == kFiveMinutesMs ? 0 : timeout_ms; };
     const bed::ImageFile image({.size = 1});
     const CallOutcome outcome = upload(image, true);
     EXPECT_EQ(laterWaits(), std::vector<int>{kFiveMinutesMs});
@@ -164,7 +164,7 @@ TEST_F(Waits, nothing_is_waited_for_after_an_image_of_no_bytes) {
 }
 
 TEST_F(Waits, a_device_that_stops_reading_is_given_up) {
-    seam_.shorten = [this](int timeoutMs) { return seam_.waits.size() > 1 ? 0 : timeoutMs; };
+    seam_.shorten = [this](int timeout_ms) { return seam_.waits.size() > 1 ? 0 : timeout_ms; };
     const bed::ImageFile image({.size = bed::kWholeImage});
     const CallOutcome outcome = upload(image, true);
     EXPECT_EQ(outcome.result, -1);
@@ -243,7 +243,7 @@ class FullSocket : public Pair {
 };
 
 TEST_F(FullSocket, is_given_up_when_nothing_is_read_for_five_seconds) {
-    seam_.shorten = [](int /*timeoutMs*/) { return 0; };
+    seam_.shorten = [](int /*timeout_ms*/) { return 0; };
     const CallOutcome outcome = sendPieces(1);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.said.output, "select error:0 Success");
@@ -252,7 +252,7 @@ TEST_F(FullSocket, is_given_up_when_nothing_is_read_for_five_seconds) {
 
 TEST_F(FullSocket, takes_all_pieces_for_a_reader_that_is_always_just_in_time) {
     // Far too little for the system to call the socket writable.
-    seam_.shorten = [this](int /*timeoutMs*/) {
+    seam_.shorten = [this](int /*timeout_ms*/) {
         if (seam_.waits.size() % 5 == 0) {
             EXPECT_EQ(received(), piece_);
         }

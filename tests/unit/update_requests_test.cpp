@@ -43,7 +43,7 @@ class UpdateRequest : public testing::Test {
         return Protocol_client_updateRx(bed_.client, device_, 7, data, length);
     }
 
-    // The request with a device that hears it and sends these replies.
+    /// The request with a device that hears it and sends these replies.
     Outcome talkTx(const std::vector<std::string>& replies) {
         return runRequest([this] { return updateTx(); }, [&] { replyAll(replies); });
     }
@@ -51,7 +51,7 @@ class UpdateRequest : public testing::Test {
         return runRequest([this] { return updateRx(); }, [&] { replyAll(replies); });
     }
 
-    // The request with a device that acknowledges it.
+    /// The request with a device that acknowledges it.
     Exchange acknowledge(const std::string& cmd, const std::function<std::int32_t()>& request) {
         Exchange exchange;
         exchange.outcome = runRequest(request, [&] {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "avoipsim/edid.hpp"
+#include "avoipsim/make_edid.hpp"
 #include "lib/base/base64.hpp"
 #include "lib/wire/wire.hpp"
 
@@ -74,18 +74,18 @@ const Elsewhere* findElsewhere(std::string_view record, std::string_view key) {
     return found == std::end(kElsewhere) ? nullptr : found;
 }
 
-// Locally administered: 02:00, the kind, 00 and the number.
+/// Locally administered: 02:00, the kind, 00 and the number.
 std::string macAddress(DeviceKind kind, int number) {
     char text[18];
-    std::snprintf(text, sizeof text, "02:00:%02x:00:%02x:%02x",
-                  kind == DeviceKind::Encoder ? 1U : 2U, static_cast<unsigned>(number) >> 8 & 0xFFU,
-                  static_cast<unsigned>(number) & 0xFFU);
+    std::snprintf(
+        text, sizeof text, "02:00:%02x:00:%02x:%02x", kind == DeviceKind::kEncoder ? 1U : 2U,
+        static_cast<unsigned>(number) >> 8 & 0xFFU, static_cast<unsigned>(number) & 0xFFU);
     return text;
 }
 
 std::string identity(DeviceKind kind, int number) {
     char text[kValueMax + 1];
-    std::snprintf(text, sizeof text, "%s-%04d", kind == DeviceKind::Encoder ? "TX" : "RX", number);
+    std::snprintf(text, sizeof text, "%s-%04d", kind == DeviceKind::kEncoder ? "TX" : "RX", number);
     return text;
 }
 
@@ -113,7 +113,7 @@ void addField(State& state, std::string_view section, std::string_view key) {
 /// Gives the device room for what requests to its kind set and read.
 void addSections(Device& device) {
     const WireDevices kind =
-        device.kind == DeviceKind::Encoder ? WireDevices::kEncoders : WireDevices::kDecoders;
+        device.kind == DeviceKind::kEncoder ? WireDevices::kEncoders : WireDevices::kDecoders;
     for (const WireRequest& request : Wire_requests()) {
         if (request.devices != WireDevices::kAny && request.devices != kind) {
             continue;
@@ -130,7 +130,7 @@ void setField(Field& field, std::string_view value) {
     field.value = value.substr(0, field.key == "edid" ? kEdidTextLength : kValueMax);
 }
 
-// Reads one member of a device of the state file.
+/// Reads one member of a device of the state file.
 bool readSection(Device& device, const cJSON* object, std::string& problem) {
     const auto section = std::ranges::find(device.state, Json_key(object), &Section::name);
     if (section == device.state.end() || !Json_isObject(object)) {
@@ -164,15 +164,15 @@ Device Device_make(DeviceKind kind, int number, const DeviceNetwork& network) {
     Device_set(device, "netparams", "devnetmask", network.netmask);
     Device_set(device, "netparams", "devgateway", network.gateway);
     Device_set(device, "netparams", "devmac", macAddress(kind, number));
-    const Edid edid = Edid_make("Sim " + device.id, static_cast<std::uint32_t>(number));
-    const bool encoder = kind == DeviceKind::Encoder;
+    const Edid edid = MakeEdid_screen("Sim " + device.id, static_cast<std::uint32_t>(number));
+    const bool encoder = kind == DeviceKind::kEncoder;
     Device_set(device, encoder ? "txedid" : "rxedid", "edid", Base64_encode(edid));
     device.first = device.state;
     return device;
 }
 
 std::string Device_type(const Device& device) {
-    return device.kind == DeviceKind::Encoder ? "TX" : "RX";
+    return device.kind == DeviceKind::kEncoder ? "TX" : "RX";
 }
 
 const Field* Device_field(const Device& device, std::string_view record, std::string_view key) {

@@ -17,7 +17,7 @@ namespace avoip::sim {
 
 using Clock = std::chrono::steady_clock;
 
-enum class DeviceKind : std::uint8_t { Encoder, Decoder };
+enum class DeviceKind : std::uint8_t { kEncoder, kDecoder };
 
 struct Field {
     std::string key;
@@ -32,7 +32,7 @@ struct Section {
 using State = std::vector<Section>;
 
 struct Device {
-    DeviceKind kind = DeviceKind::Encoder;
+    DeviceKind kind = DeviceKind::kEncoder;
     std::string id;
     State state;
     State first;  ///< What "device factory" returns to.

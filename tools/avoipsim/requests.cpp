@@ -15,7 +15,7 @@ Outcome ignored() {
 }
 
 bool isEncoder(const Device& device) {
-    return device.kind == DeviceKind::Encoder;
+    return device.kind == DeviceKind::kEncoder;
 }
 
 /// Whether a device answers with the EDID that it was given: the one liberty.

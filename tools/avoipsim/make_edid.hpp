@@ -12,6 +12,6 @@ inline constexpr std::size_t kEdidBlockSize = 128;
 using Edid = std::array<std::uint8_t, 2 * kEdidBlockSize>;
 
 /// An EDID with the given display name (at most 13 characters are kept) and serial number.
-Edid Edid_make(std::string_view name, std::uint32_t serial);
+Edid MakeEdid_screen(std::string_view name, std::uint32_t serial);
 
 }  // namespace avoip::sim

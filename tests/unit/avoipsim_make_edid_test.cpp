@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "avoipsim/edid.hpp"
+#include "avoipsim/make_edid.hpp"
 
 namespace avoip::sim {
 namespace {
@@ -24,14 +24,14 @@ std::string nameOf(const Edid& edid) {
 }
 
 TEST(AvoipsimEdid, begins_with_the_header) {
-    const Edid edid = Edid_make("Screen", 1);
+    const Edid edid = MakeEdid_screen("Screen", 1);
     const std::vector<std::uint8_t> header{0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
     EXPECT_TRUE(std::equal(header.begin(), header.end(), edid.begin()));
 }
 
 TEST(AvoipsimEdid, both_blocks_have_a_right_checksum) {
     for (const std::uint32_t serial : {0U, 1U, 255U, 1024U, 0xFFFFFFFFU}) {
-        const Edid edid = Edid_make("Screen " + std::to_string(serial), serial);
+        const Edid edid = MakeEdid_screen("Screen " + std::to_string(serial), serial);
         const std::span<const std::uint8_t> bytes(edid);
         EXPECT_EQ(sum(bytes.first(128)), 0);
         EXPECT_EQ(sum(bytes.last(128)), 0);
@@ -39,17 +39,17 @@ TEST(AvoipsimEdid, both_blocks_have_a_right_checksum) {
 }
 
 TEST(AvoipsimEdid, announces_its_one_extension) {
-    const Edid edid = Edid_make("Screen", 1);
+    const Edid edid = MakeEdid_screen("Screen", 1);
     EXPECT_EQ(edid[126], 1);
     EXPECT_EQ(edid[128], 0x02);
 }
 
 TEST(AvoipsimEdid, carries_name_and_serial_number) {
-    const Edid edid = Edid_make("Sim RX-0001", 0x01020304);
+    const Edid edid = MakeEdid_screen("Sim RX-0001", 0x01020304);
     EXPECT_EQ(nameOf(edid), "Sim RX-0001");
     EXPECT_EQ(edid[12], 4);
     EXPECT_EQ(edid[15], 1);
-    EXPECT_EQ(nameOf(Edid_make("A name of thirty characters   ", 1)), "A name of thi");
+    EXPECT_EQ(nameOf(MakeEdid_screen("A name of thirty characters   ", 1)), "A name of thi");
 }
 
 }  // namespace

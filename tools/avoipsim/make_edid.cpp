@@ -1,7 +1,7 @@
 // The base block, by offset: 0 header, 8 manufacturer, product and serial number, 18 version,
 // 20 basic parameters, 25 colours, 35 established and standard timings, 54 four descriptors of 18
 // bytes (preferred mode, range limits, name, dummy), 126 number of extensions, 127 checksum.
-#include "avoipsim/edid.hpp"
+#include "avoipsim/make_edid.hpp"
 
 #include <algorithm>
 #include <numeric>
@@ -23,7 +23,7 @@ constexpr std::size_t descriptor(std::size_t number) {
     return kFirstDescriptor + number * kDescriptorSize;
 }
 
-// The last byte makes the sum of all bytes of a block a multiple of 256.
+/// The last byte makes the sum of all bytes of a block a multiple of 256.
 void close(std::span<std::uint8_t> block) {
     const int sum = std::accumulate(block.begin(), block.end() - 1, 0);
     block.back() = static_cast<std::uint8_t>(-sum);
@@ -40,7 +40,7 @@ void putName(std::span<std::uint8_t> block, std::size_t offset, std::string_view
     }
 }
 
-// 1920x1080 at 60 Hz, 148.5 MHz, on a screen of 598 by 336 mm.
+/// 1920x1080 at 60 Hz, 148.5 MHz, on a screen of 598 by 336 mm.
 void putPreferredMode(std::span<std::uint8_t> block, std::size_t offset) {
     put(block, offset,
         {0x02, 0x3A, 0x80, 0x18, 0x71, 0x38, 0x2D, 0x40, 0x58, 0x2C, 0x45, 0x00, 0x56, 0x50, 0x21,
@@ -82,7 +82,7 @@ void fillExtension(std::span<std::uint8_t> block) {
 
 }  // namespace
 
-Edid Edid_make(std::string_view name, std::uint32_t serial) {
+Edid MakeEdid_screen(std::string_view name, std::uint32_t serial) {
     Edid edid{};
     const std::span<std::uint8_t> bytes(edid);
     fillBase(bytes.first(kEdidBlockSize), name, serial);

@@ -24,17 +24,17 @@
 
 namespace avoip::sim {
 
-struct UploadFileClose {
+struct FileClose {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-enum class UploadState : std::uint8_t { Receiving, Complete, Wrong };
+enum class ImageStreamState : std::uint8_t { kReceiving, kComplete, kWrong };
 
-struct Upload {
-    UploadState state = UploadState::Receiving;
-    std::string problem;                               ///< Why it is Wrong.
-    std::uint64_t imageSize = 0;                       ///< Bytes of the image that have come.
-    std::unique_ptr<std::FILE, UploadFileClose> file;  ///< Where the image goes; may be null.
+struct ImageStream {
+    ImageStreamState state = ImageStreamState::kReceiving;
+    std::string problem;                         ///< Why it is wrong.
+    std::uint64_t imageSize = 0;                 ///< Bytes of the image that have come.
+    std::unique_ptr<std::FILE, FileClose> file;  ///< Where the image goes; may be null.
 
     std::array<unsigned char, 4> header{};
     std::size_t headerSize = 0;  ///< Bytes of the header that have come.
@@ -45,12 +45,12 @@ struct Upload {
 };
 
 /// Takes the next bytes of the stream.
-void Upload_take(Upload& upload, std::span<const unsigned char> bytes);
+void ImageStream_take(ImageStream& stream, std::span<const unsigned char> bytes);
 
 /// The info block of a complete image; nothing when it carries none.
-std::optional<FirmwareInfoBlock> Upload_info(const Upload& upload);
+std::optional<FirmwareInfoBlock> ImageStream_info(const ImageStream& stream);
 
 /// "1.2.6".
-std::string Upload_version(const FirmwareInfoBlock& info);
+std::string ImageStream_version(const FirmwareInfoBlock& info);
 
 }  // namespace avoip::sim

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "avoipsim/image_stream.hpp"
 #include "avoipsim/make_image.hpp"
-#include "avoipsim/upload.hpp"
 
 namespace avoip::sim {
 namespace {
@@ -19,7 +19,7 @@ std::string chunk(char kind, const std::string& data) {
     return text + data;
 }
 
-// What a sender makes of an image.
+/// What a sender makes of an image.
 std::string stream(const std::string& image) {
     std::string text;
     for (std::size_t offset = 0; offset < image.size(); offset += 4096) {
@@ -31,48 +31,48 @@ std::string stream(const std::string& image) {
     return text;
 }
 
-void take(Upload& upload, const std::string& bytes) {
-    Upload_take(upload,
-                std::span(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
+void take(ImageStream& received, const std::string& bytes) {
+    ImageStream_take(received,
+                     std::span(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
 }
 
-// "complete", "receiving", or why it is wrong.
+/// "complete", "receiving", or why it is wrong.
 std::string outcome(const std::string& bytes) {
-    Upload upload;
-    take(upload, bytes);
-    return upload.state == UploadState::Complete    ? "complete"
-           : upload.state == UploadState::Receiving ? "receiving"
-                                                    : upload.problem;
+    ImageStream received;
+    take(received, bytes);
+    return received.state == ImageStreamState::kComplete    ? "complete"
+           : received.state == ImageStreamState::kReceiving ? "receiving"
+                                                            : received.problem;
 }
 
-TEST(AvoipsimUpload, takes_images_of_every_kind_of_length) {
+TEST(AvoipsimImageStream, takes_images_of_every_kind_of_length) {
     for (const std::size_t size : {1U, 4095U, 4096U, 4097U, 8192U, 10000U}) {
-        Upload upload;
-        take(upload, stream(std::string(size, 'x')));
-        EXPECT_EQ(upload.state, UploadState::Complete) << size << upload.problem;
-        EXPECT_EQ(upload.imageSize, size);
+        ImageStream received;
+        take(received, stream(std::string(size, 'x')));
+        EXPECT_EQ(received.state, ImageStreamState::kComplete) << size << received.problem;
+        EXPECT_EQ(received.imageSize, size);
     }
 }
 
-TEST(AvoipsimUpload, takes_a_stream_byte_by_byte_and_stores_the_image) {
+TEST(AvoipsimImageStream, takes_a_stream_byte_by_byte_and_stores_the_image) {
     std::string image;
     for (int i = 0; i < 10000; ++i) {
         image += static_cast<char>(i * 7);
     }
-    Upload upload;
-    upload.file.reset(std::tmpfile());
+    ImageStream received;
+    received.file.reset(std::tmpfile());
     for (const char byte : stream(image)) {
-        ASSERT_EQ(upload.state, UploadState::Receiving);
-        take(upload, std::string(1, byte));
+        ASSERT_EQ(received.state, ImageStreamState::kReceiving);
+        take(received, std::string(1, byte));
     }
-    EXPECT_EQ(upload.state, UploadState::Complete);
-    std::rewind(upload.file.get());
+    EXPECT_EQ(received.state, ImageStreamState::kComplete);
+    std::rewind(received.file.get());
     std::string stored(20000, 0);
-    stored.resize(std::fread(stored.data(), 1, stored.size(), upload.file.get()));
+    stored.resize(std::fread(stored.data(), 1, stored.size(), received.file.get()));
     EXPECT_EQ(stored, image);
 }
 
-TEST(AvoipsimUpload, waits_for_what_has_not_come) {
+TEST(AvoipsimImageStream, waits_for_what_has_not_come) {
     const std::string whole = stream(std::string(5000, 'x'));
     for (const std::size_t length :
          {std::size_t{0}, std::size_t{3}, std::size_t{4}, std::size_t{4100}, whole.size() - 1}) {
@@ -80,7 +80,7 @@ TEST(AvoipsimUpload, waits_for_what_has_not_come) {
     }
 }
 
-TEST(AvoipsimUpload, refuses_a_stream_that_is_none) {
+TEST(AvoipsimImageStream, refuses_a_stream_that_is_none) {
     const std::string full(4096, 'x');
     EXPECT_EQ(outcome("GET / HTTP/1.1"), "a chunk does not begin with $");
     EXPECT_EQ(outcome(chunk('B', full)), "a chunk of kind B where none may be");
@@ -128,18 +128,18 @@ TEST_F(AvoipsimMakeImage, the_info_block_says_what_was_asked_for) {
     const FirmwareInfoBlock block = readBlock();
     EXPECT_EQ(block.magic, kImageMagic);
     EXPECT_STREQ(block.name.data(), "Video-TX-2");
-    EXPECT_EQ(Upload_version(block), "1.2.6");
+    EXPECT_EQ(ImageStream_version(block), "1.2.6");
     EXPECT_EQ(block.size, 10000);
 }
 
 TEST_F(AvoipsimMakeImage, a_full_image_carries_its_block_in_the_payload) {
     const std::string image = make();
     EXPECT_EQ(image.size(), 16U << 20);
-    Upload upload;
-    take(upload, stream(image));
-    ASSERT_TRUE(Upload_info(upload));
-    EXPECT_EQ(Upload_version(*Upload_info(upload)), "1.1.0");
-    EXPECT_STREQ(Upload_info(upload)->name.data(), "Video-TX-1");
+    ImageStream received;
+    take(received, stream(image));
+    ASSERT_TRUE(ImageStream_info(received));
+    EXPECT_EQ(ImageStream_version(*ImageStream_info(received)), "1.1.0");
+    EXPECT_STREQ(ImageStream_info(received)->name.data(), "Video-TX-1");
 }
 
 TEST_F(AvoipsimMakeImage, a_short_image_tells_its_version_too_but_a_tiny_one_cannot) {
@@ -147,10 +147,11 @@ TEST_F(AvoipsimMakeImage, a_short_image_tells_its_version_too_but_a_tiny_one_can
     for (const std::int32_t size : {5000, 396, 395, 0}) {
         options.size = size;
         const std::string image = make();
-        Upload upload;
-        take(upload, stream(image.substr(0, static_cast<std::size_t>(size))));
-        EXPECT_EQ(Upload_info(upload) ? Upload_version(*Upload_info(upload)) : "none",
-                  size >= 396 ? "3.2.1" : "none");
+        ImageStream received;
+        take(received, stream(image.substr(0, static_cast<std::size_t>(size))));
+        EXPECT_EQ(
+            ImageStream_info(received) ? ImageStream_version(*ImageStream_info(received)) : "none",
+            size >= 396 ? "3.2.1" : "none");
         EXPECT_EQ(readBlock().size, size);
     }
 }
