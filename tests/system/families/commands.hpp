@@ -20,6 +20,8 @@ struct Command {
     /// The error line, and the "cmd" of the failure answer.
     std::string_view errorLine{};
     std::string_view failureName{};
+    /// How long each wait for the reply is, in milliseconds; 0 where none is waited for.
+    int waitMs = 0;
 };
 
 inline constexpr Command kCommands[] = {
@@ -37,7 +39,8 @@ inline constexpr Command kCommands[] = {
                   R"("fps":"","ratecontrol":"","bitrate":"","audioinput":"","audiocodec":"",)"
                   R"("audiofreq":"","audiobitrate":"","videoresstatus":"","hdcpstatus":""}])",
      .errorLine = "Protocol_client_getEncodeParams err!",
-     .failureName = "config get tx params"},
+     .failureName = "config get tx params",
+     .waitMs = 3000},
     {.line = "config set tx params tx01 H264 1080p 30 CBR 4000 hdmi aac 48000 128!",
      .name = "config set tx params",
      .errorLine = "Protocol_client_setEncodeParams err!",
@@ -48,7 +51,8 @@ inline constexpr Command kCommands[] = {
                   R"("hue":"","saturation":"","videoformat":"","videoresstatus":"",)"
                   R"("hdcpstatus":""}])",
      .errorLine = "Protocol_client_getDecodeParams err!",
-     .failureName = "config get rx params"},
+     .failureName = "config get rx params",
+     .waitMs = 3000},
     {.line = "config set rx params rx01 50 50 50 50 1!",
      .name = "config set tx params",
      .errorLine = "Protocol_client_setDecodeParams err!",
@@ -57,7 +61,8 @@ inline constexpr Command kCommands[] = {
      .name = "config get rx edid",
      .emptyData = R"(,"rxedid":[{"deviceid":"rx01","edid":""}])",
      .errorLine = "Protocol_client_getDecodeEdid err!",
-     .failureName = "config get rx edid"},
+     .failureName = "config get rx edid",
+     .waitMs = 5000},
     {.line = "config set tx edid tx01 00FF00!",
      .name = "config set tx edid",
      .errorLine = "Protocol_client_setEncodeEdid err!",
@@ -71,7 +76,8 @@ inline constexpr Command kCommands[] = {
      .emptyData = R"(,"netparamsinfo":[{"deviceid":"tx01","hdcpserver":"","static":"",)"
                   R"("devaddr":"","devnetmask":"","devgateway":"","devmac":""}])",
      .errorLine = "Protocol_client_getDecodeParams err!",
-     .failureName = "config set net params"},
+     .failureName = "config set net params",
+     .waitMs = 3000},
     {.line = "config set net params tx01 1 1 10.0.0.9 255.0.0.0 10.0.0.254!",
      .name = "config set net params",
      .errorLine = "Protocol_client_setNetParams err!",
@@ -81,7 +87,8 @@ inline constexpr Command kCommands[] = {
      .emptyData = R"(,"rxsource":[{"rxid":"rx01","txid":""}])",
      .printedBehind = "Encoderid \n",
      .errorLine = "Protocol_client_matrix_getDecode err!",
-     .failureName = "matrix get"},
+     .failureName = "matrix get",
+     .waitMs = 3000},
     {.line = "matrix all set tx01!",
      .printedBefore = "Encoderid tx01\n",
      .name = "matrix all set",
@@ -111,7 +118,8 @@ inline constexpr Command kCommands[] = {
                       R"("parity":"","stopbits":""}]})"
                       "\n",
      .errorLine = "Protocol_client_serial_getParams err!",
-     .failureName = "serial get params"},
+     .failureName = "serial get params",
+     .waitMs = 3000},
     {.line = "serial set params tx01 9600 8 none 1!",
      .name = "serial set params",
      .errorLine = "Protocol_client_serial_setParams err!",
@@ -121,7 +129,8 @@ inline constexpr Command kCommands[] = {
      .emptyData = R"(,"serialsource":[{"rxid":"rx01","txid":""}])",
      .printedBehind = "Rxid \n",
      .errorLine = "Protocol_client_serial_matrixGet err!",
-     .failureName = "serial matrix get"},
+     .failureName = "serial matrix get",
+     .waitMs = 3000},
     {.line = "serial matrix all set tx01!",
      .name = "serial matrix all set",
      .errorLine = "Protocol_client_serial_matrixSet err!",
@@ -148,7 +157,8 @@ inline constexpr Command kCommands[] = {
      .emptyData = R"(,"irsource":[{"rxid":"rx01","txid":""}])",
      .printedBehind = "Rxid \n",
      .errorLine = "Protocol_client_ir_matrixGet err!",
-     .failureName = "ir matrix get"},
+     .failureName = "ir matrix get",
+     .waitMs = 3000},
     {.line = "ir matrix set tx01 rx01!",
      .name = "ir matrix set",
      .errorLine = "Protocol_client_ir_matrixSet err!",
