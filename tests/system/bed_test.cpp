@@ -308,13 +308,15 @@ TEST(BedDaemon, begins_with_no_descriptors_but_the_standard_ones) {
 }
 
 TEST(BedDaemon, starts_with_limits_environment_and_taken_descriptors_as_asked) {
-    bed::DaemonOptions options = shell("ulimit -n; echo $COLOUR; ls /proc/$$/fd | wc -l");
+    bed::DaemonOptions options = shell(
+        "ulimit -n; echo $COLOUR; cd /proc/$$/fd; for i in 3 1099 1100; do test -e $i; echo $?; "
+        "done");
     options.environment = {"COLOUR=blue"};
     options.firstDescriptor = 1100;
     options.limits = {{RLIMIT_NOFILE, 1200}};
     bed::Daemon program(options);
     EXPECT_EQ(program.awaitExit(), bed::Exit{});
-    EXPECT_EQ(program.output().all(), "1200\nblue\n1100\n");
+    EXPECT_EQ(program.output().all(), "1200\nblue\n0\n0\n1\n");
     EXPECT_EQ(program.errors().all(), "");
 }
 

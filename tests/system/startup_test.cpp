@@ -2,9 +2,14 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <ctime>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include "bed/session.hpp"
 #include "system/families/commands.hpp"
@@ -155,15 +160,48 @@ TEST(Startup, goes_on_without_any_port) {
 }
 
 TEST(Startup, prints_into_no_socket_when_it_has_no_outputs) {
+    for (const std::vector<int>& closed :
+         {std::vector{STDOUT_FILENO, STDERR_FILENO},
+          std::vector{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}}) {
+        const bed::Namespaces namespaces;
+        bed::DaemonOptions options;
+        options.closed = closed;
+        const bed::Daemon daemon(options);
+        bed::Console console;
+        bed::Segment segment;
+        EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
+        EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
+        EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
+    }
+}
+
+TEST(Startup, uses_no_huge_pages) {
     const bed::Namespaces namespaces;
-    bed::DaemonOptions options;
-    options.closed = {STDOUT_FILENO, STDERR_FILENO};
-    const bed::Daemon daemon(options);
-    bed::Console console;
-    bed::Segment segment;
-    EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
-    EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
-    EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
+    bed::Daemon daemon;
+    daemon.awaitOutput(kListening);
+    EXPECT_EQ(daemon.statusNumber("THP_enabled"), 0U);
+}
+
+TEST(Startup, ends_with_a_main_thread_that_sleeps_20_seconds_at_a_time) {
+    const bed::Namespaces namespaces;
+    const bed::Daemon daemon;
+    const std::string process = "/proc/" + std::to_string(daemon.pid());
+    const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " ";
+    std::string call;
+    bed::awaitCondition("the main thread to sleep", [&] {
+        std::ifstream file(process + "/syscall");
+        return std::getline(file, call) && call.starts_with(sleeping);
+    });
+    // The call's number, then its arguments: clock, flags, and where the time stands.
+    unsigned long time = 0;
+    ASSERT_EQ(std::sscanf(call.c_str(), "%*d %*x %*x %lx", &time), 1) << call;
+    std::ifstream memory(process + "/mem");
+    memory.seekg(static_cast<std::streamoff>(time));
+    timespec asked{};
+    memory.read(reinterpret_cast<char*>(&asked), sizeof asked);
+    EXPECT_TRUE(memory.good());
+    EXPECT_EQ(asked.tv_sec, 20);
+    EXPECT_EQ(asked.tv_nsec, 0);
 }
 
 TEST(Startup, works_with_descriptors_from_1024_on) {
