@@ -89,7 +89,9 @@ TEST_F(RequestWaits, of_the_updates_discovery_are_a_second) {
 }
 
 TEST_F(RequestWaits, of_update_data_are_a_second) {
-    const auto updateTx = [&] { return Protocol_client_updateTx(bed_.client, device_, 7, "data"); };
+    const auto updateTx = [&] {
+        return Protocol_client_updateTx(bed_.client, device_, 7, "data", 4);
+    };
     EXPECT_EQ(waitsOf(updateTx), Waits{1000});
     EXPECT_EQ(waitsOf(updateTx, {"hello", "{}"}), Waits(3, 1000));
     const auto updateRx = [&] {

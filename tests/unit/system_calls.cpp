@@ -97,10 +97,15 @@ extern "C" ssize_t write(int descriptor, const void* bytes, size_t count) {
 
 extern "C" ssize_t send(int socket, const void* bytes, size_t count, int flags) {
     static const auto real = systemsOwn<ssize_t(int, const void*, size_t, int)>("send");
-    if (current != nullptr && !goesThrough(current->sendErrors, count)) {
+    if (current == nullptr) {
+        return real(socket, bytes, count, flags);
+    }
+    if (!goesThrough(current->sendErrors, count)) {
         return -1;
     }
-    return real(socket, bytes, count, flags);
+    const ssize_t sent = real(socket, bytes, count, flags);
+    current->bytesSent += static_cast<std::size_t>(std::max<ssize_t>(sent, 0));
+    return sent;
 }
 
 // The system's header says that it throws nothing.

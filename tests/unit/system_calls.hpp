@@ -14,6 +14,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <functional>
 #include <limits>
 #include <vector>
@@ -39,6 +40,8 @@ struct SystemCalls {
     std::vector<int> waits;
     std::vector<useconds_t> pauses;
     std::vector<SocketOption> options;
+    /// How many bytes send() has taken.
+    std::size_t bytesSent = 0;
 
     /// Is told of each wait when it is in `waits`, and says how long to wait in fact. A pause is
     /// never made.
