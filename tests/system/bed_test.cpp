@@ -462,16 +462,14 @@ TEST(BedSegment, asking_clears_before_it_sends) {
 TEST(BedSession, carries_a_conversation_from_the_console_to_the_segment) {
     bed::Session session;
     session.segment.clear();
-    session.console.send("config get devices!");
-    EXPECT_EQ(session.device.receive().text,
-              R"({"request":{"cmd":"config get device","hostid":"001122aabbcc",)"
-              R"("device":[{"id":"All"}]}})");
-    session.device.reply(bed::replyText(
-        "config get device", "success", "001122aabbcc", "TX1",
-        R"("device":{"deviceid":"TX1","alias":"","devtype":"","devaddr":"","devnetmask":"",)"
-        R"("devgateway":"","devmac":"","status":"","version":""})"));
-    const std::string answer = session.segment.awaitAnswer();
-    EXPECT_NE(answer.find("\"TX1\""), std::string::npos) << answer;
+    session.console.send("matrix get RX1!");
+    EXPECT_EQ(
+        session.device.receive().text,
+        R"({"request":{"cmd":"matrix get","hostid":"001122aabbcc","device":[{"id":"RX1"}]}})");
+    session.device.reply(bed::replyText("matrix get", "success", "001122aabbcc", "RX1",
+                                        R"("rxsource":{"rxid":"RX1","txid":"TX1"})"));
+    EXPECT_EQ(session.segment.awaitAnswer(), R"({"ack":{"cmd":"matrix get","status":"success"},)"
+                                             R"("rxsource":[{"rxid":"RX1","txid":"TX1"}]})");
     EXPECT_TRUE(session.console.hasHeardNothing());
 }
 

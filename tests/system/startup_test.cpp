@@ -213,14 +213,11 @@ TEST(Startup, works_with_descriptors_from_1024_on) {
     bed::Console console;
     bed::Segment segment;
 
-    segment.clear();
-    console.send("config get devices!");
-    device.receive();
     device.reply(bed::replyText(
         "config get device", "success", "001122aabbcc", "tx01",
         R"("device":{"deviceid":"tx01","alias":"a","devtype":"t","devaddr":"d","devnetmask":"n",)"
         R"("devgateway":"g","devmac":"m","status":"s","version":"v"})"));
-    EXPECT_EQ(segment.awaitAnswer(),
+    EXPECT_EQ(segment.ask(console, "config get devices!"),
               R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[)"
               R"({"hostid":"tx01","devtype":"t","alias":"a","devaddr":"d","devnetmask":"n",)"
               R"("devgateway":"g","devmac":"m","status":"s","version":"v"}]})");
