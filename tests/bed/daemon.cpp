@@ -239,7 +239,11 @@ std::size_t Daemon::resident_kib() const {
 }
 
 std::size_t Daemon::threadCount() const {
-    return numberIn(processPath("status"), "Threads");
+    return statusNumber("Threads");
+}
+
+std::size_t Daemon::statusNumber(const std::string& name) const {
+    return numberIn(processPath("status"), name);
 }
 
 Exit Daemon::stop(int signal) {

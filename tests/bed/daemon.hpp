@@ -70,6 +70,8 @@ class Daemon {
     /// Its resident memory, exactly.
     std::size_t resident_kib() const;
     std::size_t threadCount() const;
+    /// A number that the system keeps of it, by its name in /proc/PID/status.
+    std::size_t statusNumber(const std::string& name) const;
 
     /// Sends it a signal, then waits for its end as awaitExit does.
     Exit stop(int signal);

@@ -2,7 +2,7 @@
 //
 //     bed::Session session;
 //     session.segment.clear();
-//     session.console.send("config get devices!");
+//     session.console.send("matrix get rx01!");
 //     EXPECT_EQ(session.device.receive().text, ...);
 //     session.device.reply(bed::replyText(...));
 //     EXPECT_EQ(session.segment.awaitAnswer(), ...);

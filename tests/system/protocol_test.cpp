@@ -8,6 +8,7 @@
 #include <list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bed/device_reply.hpp"
 #include "bed/ip_tool.hpp"
@@ -77,6 +78,18 @@ class Protocol : public testing::Test {
         EXPECT_EQ(segment_.ask(console_, "config get devices!"), kNone);
         EXPECT_EQ(device.receive().text, requestFrom(hostid));
         expectPrinted("pBuffData config get devices!\n", "");
+    }
+
+    /// The answer to a listing that finds these replies in its socket when it asks: so none of
+    /// them comes after the silence that ends it, however slow the machine is.
+    std::string answerAmong(bed::Device& device, const std::vector<std::string>& replies) {
+        segment_.clear();
+        for (const std::string& reply : replies) {
+            device.reply(reply);
+        }
+        console_.send("config get devices!");
+        device.receive();
+        return segment_.awaitAnswer();
     }
 
     /// The number under which the daemon has the socket; -1 for none.
@@ -154,11 +167,8 @@ TEST_F(InterfaceAbsentAtStart, requests_fail_until_it_comes_and_carry_no_host_id
     namespaces_.addControlInterface();
     bed::Device device(namespaces_);
     expectSuccess(device, "");
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
-    device.reply(bed::deviceReply("x", "success", ""));
-    EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
+    EXPECT_NE(answerAmong(device, {bed::deviceReply("x", "success", "")}).find(R"("hostid":"x")"),
+              std::string::npos);
 }
 
 TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
@@ -176,8 +186,8 @@ TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
 TEST_F(Protocol, while_the_interface_is_down_requests_fail_and_cost_nothing) {
     bed::Device device(namespaces_);
     namespaces_.linkDown();
-    const std::size_t before = daemon_.descriptors().size();
     expectFailure(kDown, "");
+    const std::size_t before = daemon_.descriptors().size();
     expectFailure(kDown, "");
     EXPECT_EQ(daemon_.descriptors().size(), before);
     namespaces_.linkUp();
@@ -271,41 +281,30 @@ class HighDescriptors : public Protocol {
 TEST_F(HighDescriptors, replies_are_awaited_on_any_descriptor_number) {
     bed::Device device(namespaces_);
     EXPECT_GE(numberOf(replySocket()), 1100);
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
-    device.reply(bed::deviceReply("x"));
-    EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
+    EXPECT_NE(answerAmong(device, {bed::deviceReply("x")}).find(R"("hostid":"x")"),
+              std::string::npos);
     expectPrinted("pBuffData config get devices!\n", "");
 }
 
 TEST_F(Protocol, a_short_reply_keeps_the_tail_of_a_longer_one_before_it) {
     bed::Device device(namespaces_);
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
     // The second one is the first part of a reply; what the first one left behind completes it.
     const std::string whole = bed::deviceReply("x");
     const std::string begin = whole.substr(0, whole.size() - 30);
-    device.reply(std::string(begin.size(), '-') + whole.substr(begin.size()));
-    device.reply(begin);
-    EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
+    const std::string longer = std::string(begin.size(), '-') + whole.substr(begin.size());
+    EXPECT_NE(answerAmong(device, {longer, begin}).find(R"("hostid":"x")"), std::string::npos);
     expectPrinted("pBuffData config get devices!\ncJSON_Parse err!\n", "");
 }
 
 TEST_F(Protocol, a_datagram_is_read_to_1500_bytes) {
     bed::Device device(namespaces_);
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
     const std::string fits =
         bed::deviceReply("fits") + std::string(1500 - bed::deviceReply("fits").size(), ' ');
     const std::string member =
         bed::deviceMember("cut") + R"(,"fill":")" + std::string(1500, 'f') + '"';
-    device.reply(bed::replyText(bed::kDiscoveryCmd, "success", "001122aabbcc", "x", member));
-    device.reply(fits);
-    device.reply(bed::deviceReply("long") + std::string(3000, ' '));
-    const std::string answer = segment_.awaitAnswer();
+    const std::string answer = answerAmong(
+        device, {bed::replyText(bed::kDiscoveryCmd, "success", "001122aabbcc", "x", member), fits,
+                 bed::deviceReply("long") + std::string(3000, ' ')});
     EXPECT_NE(answer.find(R"("hostid":"fits")"), std::string::npos);
     EXPECT_NE(answer.find(R"("hostid":"long")"), std::string::npos);
     EXPECT_EQ(answer.find(R"("hostid":"cut")"), std::string::npos);

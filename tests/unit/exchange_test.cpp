@@ -140,18 +140,6 @@ TEST_F(SingleReplyExchange, what_has_no_readable_ack_is_skipped) {
     expectAnswered(outcome, "cJSON_Parse err!\nget ack err!\nget deviceid err!\n");
 }
 
-TEST_F(SingleReplyExchange, the_full_time_out_starts_anew_after_a_datagram_that_is_skipped) {
-    const Outcome outcome = runRequest([&] { return ask(2); },
-                                       [&] {
-                                           bed_.device.receive();
-                                           bed_.device.replyAfter(700ms, "hello");
-                                       });
-    EXPECT_EQ(outcome.result, -1);
-    EXPECT_EQ(outcome.output, "cJSON_Parse err!\n");
-    EXPECT_GE(outcome.took, 2700ms);
-    EXPECT_LT(outcome.took, kSoon);
-}
-
 TEST_F(SingleReplyExchange, where_unreadable_datagrams_end_it_the_first_one_decides) {
     reply_.unreadable = Unreadable::kEndsRequest;
     for (const std::string& unreadable :
