@@ -37,7 +37,7 @@ LINK = (
     ("immediate binding", r"-Wl,-z,(now|lazy)", "-Wl,-z,now"),
 )
 
-# What the code of a processor begins a function with, and how it touches the pages of a large frame.
+# What code begins a function with, and how it touches the pages of a large frame.
 FUNCTION_BEGINS = {"x86": r"endbr(64|32)", "aarch64": r"bti|paciasp"}
 STACK_PROBE = {"x86": r"or[lq] +\$0x0,\(%[er]sp\)", "aarch64": r"str\s+xzr, \[sp, #1024\]"}
 
