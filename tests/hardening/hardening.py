@@ -7,7 +7,8 @@ Some of it cannot be seen in the program: which level of a protection it has, an
 linker takes away when the C library's own start files lack them. So the flags of every compiler
 call are read too; of those that contradict each other the last one counts.
 
-Each finding is printed as a line. Exit status: 0 without findings, 1 with them, 2 for wrong usage.
+Each finding is printed as a line. Exit status: 0 without findings, 1 with them or when they cannot
+be had, 2 for wrong usage.
 """
 
 import argparse
@@ -43,7 +44,11 @@ STACK_PROBE = {"x86": r"or[lq] +\$0x0,\(%[er]sp\)", "aarch64": r"str\s+xzr, \[sp
 
 
 def run(*command, **options):
-    return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
+    result = subprocess.run(command, capture_output=True, text=True, check=False,
+                            env={**os.environ, "LC_ALL": "C"}, **options)
+    if result.returncode != 0:
+        sys.exit(f"hardening.py: this failed: {shlex.join(command)}\n{result.stderr.rstrip()}")
+    return result.stdout
 
 
 def missing_flags(commands, fortify_level, machine):
@@ -102,14 +107,18 @@ def machine_of(compiler):
     return "x86" if re.fullmatch(r"x86_64|i[3-6]86", name) else name
 
 
+def tools_of(compiler):
+    """What reads the programs that the compiler makes."""
+    return {name: run(compiler, f"-print-prog-name={name}").strip()
+            for name in ("readelf", "objdump")}
+
+
 def findings_of_target(build, target):
     commands = run("ninja", "-C", build, "-t", "commands", target).splitlines()
     compiler = compiler_of(commands)
     machine = machine_of(compiler)
     yield from missing_flags(commands, fortify_level_of(compiler), machine)
-    tools = {name: run(compiler, f"-print-prog-name={name}").strip()
-             for name in ("readelf", "objdump")}
-    for name in missing_in_program(os.path.join(build, target), tools, machine):
+    for name in missing_in_program(os.path.join(build, target), tools_of(compiler), machine):
         yield target, name
 
 

@@ -15,6 +15,7 @@ COMPILER = os.environ["CXX"]
 COMPILE = os.environ["HARDENING_COMPILE"].split()
 LINK = os.environ["HARDENING_LINK"].split()
 MACHINE = hardening.machine_of(COMPILER)
+TOOLS = hardening.tools_of(COMPILER)
 LEVEL = hardening.fortify_level_of(COMPILER)
 
 # A program in which each protection has something to protect.
@@ -82,13 +83,12 @@ class Flags(unittest.TestCase):
 
 class Program(unittest.TestCase):
     def missing(self, *more):
-        tools = {"readelf": "readelf", "objdump": "objdump"}
         with tempfile.TemporaryDirectory() as folder:
             source, program = os.path.join(folder, "probe.cpp"), os.path.join(folder, "probe")
             with open(source, "w", encoding="utf-8") as file:
                 file.write(PROBE)
             hardening.run(COMPILER, "-O2", *COMPILE, *LINK, *more, "-o", program, source)
-            return hardening.missing_in_program(program, tools, MACHINE)
+            return hardening.missing_in_program(program, TOOLS, MACHINE)
 
     def test_with_all_protections_lacks_nothing(self):
         self.assertEqual(self.missing(), [])

@@ -6,7 +6,7 @@ this processor, and no other.
 Runs CONFINED_TEST with the names of the list up to its line "# Elsewhere", when it must pass, and
 then without one of them after the other, when it must fail; but for those that are needed "by
 chance". Prints the first test that failed without each. Exit status: 0 when the list is right, 1
-when it is not.
+when it is not, 2 for wrong usage.
 """
 
 import os
@@ -31,7 +31,10 @@ def first_failure(confined_test, names):
 
 
 def main():
-    path, confined_test = sys.argv[1:]
+    if len(sys.argv) != 3:
+        print(__doc__, file=sys.stderr)
+        return 2
+    _, path, confined_test = sys.argv
     with open(path, encoding="utf-8") as file:
         here = file.read().split("\n# Elsewhere\n")[0]
     names = re.findall(r"^\w+", here, re.MULTILINE)
