@@ -17,6 +17,8 @@
 namespace bed {
 
 struct Session {
+    explicit Session(const DaemonOptions& options = {}) : daemon(options) {}
+
     Namespaces namespaces;
     Device device{namespaces};
     Daemon daemon;

@@ -51,7 +51,7 @@ inline std::string numLine(int index, const FoundDevice& found, int wait) {
 struct UpdateBed : bed::Session {
     /// Devices may have any address of 10.77.1.0/24. What is sent to 10.99.0.0/16 comes to the
     /// device side and is lost there.
-    UpdateBed() {
+    explicit UpdateBed(const bed::DaemonOptions& options = {}) : bed::Session(options) {
         bed::ip("route add 10.99.0.0/16 via 10.77.0.2");
         namespaces.onDeviceSide([] {
             bed::ip(
