@@ -159,6 +159,17 @@ TEST_F(FrontEndOwed, of_a_sender_that_was_killed_is_noted_from_the_moment_it_was
     EXPECT_EQ(avoip::Notes_parse(notes()).owed_count, 0U);
 }
 
+TEST_F(FrontEndOwed, of_one_who_gives_up_may_come_for_a_while_from_then_on) {
+    bed::StandIn daemon(nothing);
+    const std::int64_t before = avoip::BootClock_ms();
+    Asker asker;
+    EXPECT_EQ(asker.askNamed("matrix get a!", "matrix get", nullptr, 300), AVOIP_TIME_OUT);
+    const avoip::Notes left = avoip::Notes_parse(notes());
+    ASSERT_EQ(left.owed_count, 1U);
+    EXPECT_GE(left.owed[0].until_ms, before + 15'300);
+    EXPECT_GE(left.owed[0].shared_until_ms, before + 15'300);
+}
+
 TEST_F(FrontEndOwed, holds_up_whoever_reads_while_its_command_may_read_too) {
     bed::StandIn daemon([](const std::string&) { return answer("matrix get"); });
     leave(owed("config get devices", 60'000, 60'000));
