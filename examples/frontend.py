@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""A front end in Python, on nothing but its own modules: lists the devices, routes an encoder's video
-to a decoder, and prints both answers.
+"""A front end in Python, on nothing but its own modules: lists the devices, routes an encoder's
+video to a decoder, and prints both answers.
 
     frontend.py TX-0001 RX-0001
 
-It keeps one connection, takes turns with other front ends, tells them in the lock file what it waits
-for, and waits for what they have given up. docs/console.md says all of this to the letter.
+It keeps one connection, takes turns with other front ends, tells them in the lock file what it
+waits for, and waits for what they have given up. docs/console.md says all of this to the letter.
 """
 
 import ctypes
@@ -57,7 +57,8 @@ class Segment:
         number, self.size, _, _ = self.facts()
         self.address = self.libc.shmat(number, None, 0)
         if self.address in (None, ctypes.c_void_p(-1).value):
-            raise Trouble("the answer segment may not be written: " + os.strerror(ctypes.get_errno()))
+            reason = os.strerror(ctypes.get_errno())
+            raise Trouble("the answer segment may not be written: " + reason)
 
     def close(self):
         self.libc.shmdt(self.address)

@@ -26,8 +26,8 @@ bool isSame(const Argument& argument, std::string_view wanted, std::string_view 
     return wanted == said;
 }
 
-/// What differs in a row of an answer from what the change should have made of it; empty when nothing
-/// does.
+/// What differs in a row of an answer from what the change should have made of it; empty when
+/// nothing does.
 std::string differenceIn(const Shape& shape, const Row& row, const Request& change) {
     for (const Expectation& expected : change.command->asked_back.expected) {
         const std::string said = Answer_member(shape, row, expected.member);

@@ -37,9 +37,10 @@ avoip_result Client_enter(Client& client, int timeout_ms);
 /// Leaves the turn, and says in the lock file what the reader knows.
 void Client_leave(Client& client);
 
-/// The reply to a question that ended with `result`; an answer, where there is one, is taken over and
-/// released. After an end on which the daemon may still be at work the connection is ended: commands
-/// on one connection run one after the other, and the next one shall not queue up behind that.
+/// The reply to a question that ended with `result`; an answer, where there is one, is taken over
+/// and released. After an end on which the daemon may still be at work the connection is ended:
+/// commands on one connection run one after the other, and the next one shall not queue up behind
+/// that.
 Reply Client_reply(Client& client, const NamedQuestion& named, avoip_result result, char* answer);
 
 /// Asks within the turn.

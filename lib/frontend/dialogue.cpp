@@ -126,8 +126,8 @@ void giveUp(Dialogue& dialogue, const Question& question) {
     }
 }
 
-/// A line that no command matches. The daemon answers it with its own text, when it is done with the
-/// lines before it.
+/// A line that no command matches. The daemon answers it with its own text, when it is done with
+/// the lines before it.
 struct Marker {
     char line[64] = "";
     [[nodiscard]] bool isSent() const { return line[0] != '\0'; }
@@ -152,7 +152,8 @@ Look lookForAnswer(Dialogue& dialogue, const Question& question, const Marker& m
     }
     const AnswerName name = Answer_name(taken);
     const auto fits = [&](const char* expected) { return AnswerName_fits(name.text, expected); };
-    // What carries no name at all is no answer of a daemon that works: that is for the asker to see.
+    // What carries no name at all is no answer of a daemon that works: that is for the asker to
+    // see.
     Look look = Look::kAnswer;
     if (marker.isSent() && fits(marker.line)) {
         look = Look::kMarker;
@@ -174,8 +175,8 @@ Deadline markerDue(const Question& question) {
     return question.marker_after_ms > 0 ? Deadline_in(question.marker_after_ms) : kNever;
 }
 
-/// Waits for the answer, without a thought for the note. Asks with the marker when it is due, unless
-/// that is done already.
+/// Waits for the answer, without a thought for the note. Asks with the marker when it is due,
+/// unless that is done already.
 avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, Marker& marker,
                          Deadline deadline, char** answer) {
     const Deadline marker_due = markerDue(question);
