@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
 #include "bed/daemon.hpp"
 #include "bed/folder.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/wait.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
 class SmallFleet {
   public:
@@ -36,12 +36,12 @@ class SmallFleet {
     /// A line for every command of the catalogue. Each of them succeeds with these devices.
     std::vector<std::string> everyCommand() const {
         std::vector<std::string> lines;
-        for (const avoip::ctl::Command& command : avoip::ctl::Catalogue_commands()) {
-            std::vector<std::string> values = avoip::ctl::Arguments_examples(command);
+        for (const avoip::Command& command : avoip::Catalogue_commands()) {
+            std::vector<std::string> values = avoip::Arguments_examples(command);
             if (command.group == "update") {
                 values.back() = image();
             }
-            lines.push_back(avoip::ctl::Arguments_consoleText(command, values));
+            lines.push_back(avoip::Arguments_consoleText(command, values));
         }
         return lines;
     }

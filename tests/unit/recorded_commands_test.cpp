@@ -6,11 +6,11 @@
 #include <set>
 #include <string>
 
-#include "avoipctl/answer.hpp"
-#include "avoipctl/catalogue.hpp"
 #include "bed/transcript.hpp"
+#include "lib/catalogue/catalogue.hpp"
+#include "lib/client/answer.hpp"
 
-namespace avoip::ctl {
+namespace avoip {
 namespace {
 
 bool isFailure(const bed::Recorded& record) {
@@ -47,4 +47,4 @@ TEST(RecordedCommands, fail_under_the_names_of_the_catalogue) {
 }
 
 }  // namespace
-}  // namespace avoip::ctl
+}  // namespace avoip

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "avoipctl/catalogue.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/temporary_folder.hpp"
 #include "bed/transcript.hpp"
+#include "lib/catalogue/catalogue.hpp"
 #include "system/transcripts/play.hpp"
 
 namespace {
@@ -104,7 +104,7 @@ TEST(Edges, of_every_command_are_as_they_are_written) {
     Play play;
     play.namespaces().removeAddress();
     std::string text = "# How much of a line is compared with each command, while all fail.\n";
-    for (const auto& command : avoip::ctl::Catalogue_commands()) {
+    for (const auto& command : avoip::Catalogue_commands()) {
         text += edges(play, std::string(command.text));
     }
     // No front end offers this one.
