@@ -116,7 +116,7 @@ void takeDescriptorsBelow(int first) {
     }
 }
 
-// Whoever runs the tests may ignore some: a shell does so for what it runs in the background.
+/// Whoever runs the tests may ignore some: a shell does so for what it runs in the background.
 void takeSignalsByDefault() {
     for (int number = 1; number < SIGRTMIN; ++number) {
         ::signal(number, SIG_DFL);
@@ -126,7 +126,7 @@ void takeSignalsByDefault() {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// In a group of its own in any case, so that whatever it starts can be ended with it.
+/// In a group of its own in any case, so that whatever it starts can be ended with it.
 void enterSession(const Start& start) {
     if (!start.ownSession) {
         ::setpgid(0, 0);

@@ -41,9 +41,10 @@ class FrontEndOwed : public FrontEnd {
     }
 
     /// The note of an answer that nobody waits for, for so long from now.
-    static std::string owed(const std::string& name, std::int64_t forMs, std::int64_t sharedForMs) {
+    static std::string owed(const std::string& name, std::int64_t for_ms,
+                            std::int64_t sharedFor_ms) {
         const std::int64_t now = avoip::BootClock_ms();
-        return "owed " + std::to_string(now + forMs) + " " + std::to_string(now + sharedForMs) +
+        return "owed " + std::to_string(now + for_ms) + " " + std::to_string(now + sharedFor_ms) +
                " 1 1 " + name + "\n";
     }
 };
