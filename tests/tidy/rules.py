@@ -38,8 +38,13 @@ ARCHITECTURE = "docs/architecture.md"
 HOUSES = (
     (("src/main.cpp",), ("src/dispatch/",), ("src/commands/",), ("src/kit/",), ("src/firmware/",),
      ("src/protocol/",), ("src/console/", "src/netif/"), ("src/base/", "src/base64.")),
-    (("lib/client/",), ("lib/catalogue/", "lib/frontend/", "lib/image/", "lib/wire/"),
+    (("lib/client/",),
+     ("lib/catalogue/", "lib/frontend/", "lib/health/", "lib/image/", "lib/wire/"),
      ("lib/base/",)),
+    (("tools/avoipguard/main.cpp",), ("tools/avoipguard/does/",),
+     ("tools/avoipguard/concludes/",), ("tools/avoipguard/sees/",),
+     ("tools/avoipguard/escape.", "tools/avoipguard/options.", "tools/avoipctl/",
+      "tools/avoipsim/")),
 )
 
 # Which houses stand beside each other; a house includes of the others what `may` names.
