@@ -1,0 +1,81 @@
+#include "avoipguard/does/question.hpp"
+
+#include <cstdlib>
+#include <string_view>
+
+#include "lib/frontend/reason.hpp"
+#include "lib/frontend/waiting.hpp"
+
+namespace avoip::guard {
+
+namespace {
+
+constexpr std::int64_t kAskEveryMs = 500;
+
+struct Free {
+    void operator()(char* text) const { std::free(text); }
+};
+
+/// Whether the answer to the question stands in the segment. Another one is cleared away.
+bool isAnswered(Question& question) {
+    if (!question.segment->hasAnswer()) {
+        return false;
+    }
+    const std::unique_ptr<char, Free> answer(question.segment->copyAnswer());
+    question.segment->clearPrefix();
+    return answer != nullptr &&
+           std::string_view(answer.get()).find(question.line) != std::string_view::npos;
+}
+
+void ask(Question& question, KeptConsole& console, std::int64_t now_ms) {
+    Reason reason;
+    question.segment.emplace();
+    if (question.segment->attach(Deadline_in(0), reason) != AVOIP_OK) {
+        // Whether the segment is as it should be is looked at elsewhere.
+        question.is_settled = true;
+        return;
+    }
+    ++question.times_asked;
+    question.line = "avoipguard asks " + std::to_string(question.times_asked) + "!";
+    question.asked_ms = now_ms;
+    question.segment->clearPrefix();
+    KeptConsole_sendLine(console, question.line.c_str());
+}
+
+}  // namespace
+
+bool HeldTurn_take(HeldTurn& turn, std::int64_t timeout_ms) {
+    if (turn == nullptr) {
+        Reason reason;
+        turn = std::make_unique<Turn>();
+        if (turn->take(Deadline_in(timeout_ms), reason) != AVOIP_OK) {
+            turn.reset();
+        }
+    }
+    return turn != nullptr;
+}
+
+void Question_look(Question& question, HeldTurn& turn, KeptConsole& console, std::int64_t now_ms) {
+    if (question.is_settled) {
+        return;
+    }
+    if (question.begun_ms < 0) {
+        question.begun_ms = now_ms;
+    }
+    if (question.times_asked > 0 && isAnswered(question)) {
+        question.is_settled = true;
+    } else if (question.times_asked == 0 && !HeldTurn_take(turn, 0)) {
+        question.is_settled = now_ms - question.begun_ms >= kAskEveryMs;
+    } else if (question.times_asked == 0 || now_ms - question.asked_ms >= kAskEveryMs) {
+        ask(question, console, now_ms);
+    }
+    if (question.is_settled) {
+        question.segment.reset();
+    }
+}
+
+std::int64_t Question_unanswered_ms(const Question& question, std::int64_t now_ms) {
+    return question.is_settled || question.times_asked == 0 ? 0 : now_ms - question.begun_ms;
+}
+
+}  // namespace avoip::guard

@@ -1,0 +1,27 @@
+// The answer segment's place in the system: whether the key leads to a segment, and to whose.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace avoip::guard {
+
+struct SharedSegment {
+    int identifier = -1;
+    bool is_own = false;   ///< made by this user, for front ends of this group to write
+    bool is_full = false;  ///< has room for the largest answer
+    bool is_removable = false;
+    std::string owner;  ///< "user 1000", or what is known instead
+};
+
+/// The segment that the key leads to; nothing when there is none.
+std::optional<SharedSegment> SharedSegment_look();
+
+/// Takes the segment's key away, so that the next one to ask makes a new segment; whoever is
+/// attached keeps the old memory. False when that was not possible.
+bool SharedSegment_remove(const SharedSegment& segment);
+
+}  // namespace avoip::guard
