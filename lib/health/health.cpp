@@ -13,12 +13,13 @@ struct NamedState {
     std::string_view name;
 };
 
-constexpr std::array<NamedState, 5> kStates{{
+constexpr std::array<NamedState, 6> kStates{{
     {HealthState::kWaiting, "waiting"},
     {HealthState::kStarting, "starting"},
     {HealthState::kOk, "ok"},
     {HealthState::kUseless, "useless"},
     {HealthState::kStopping, "stopping"},
+    {HealthState::kAbsent, "absent"},
 }};
 
 std::string quoted(std::string_view text) {

@@ -16,7 +16,8 @@ enum class HealthState {
     kStarting,  ///< started, and not seen to work yet
     kOk,        ///< works
     kUseless,   ///< does not work, or cannot be started
-    kStopping   ///< being ended for good
+    kStopping,  ///< being ended for good
+    kAbsent     ///< there is none, and nobody who would start it; never set down by a supervisor
 };
 
 struct Health {

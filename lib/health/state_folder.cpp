@@ -21,12 +21,28 @@ std::string pathOf(const std::string& folder, const char* name) {
 
 constexpr const char* kLockFile = "guard.lock";
 
-/// Who keeps a lock for writing on the open file; 0 for nobody.
-pid_t writeLocker(const Descriptor& file) {
-    // A lock for reading, if it were asked for, would meet nothing but one for writing.
+/// The bytes of the lock file that are locked.
+constexpr off_t kFolderByte = 0;
+constexpr off_t kStateByte = 1;
+
+struct flock lockOf(off_t byte, short type) {
     struct flock lock {};
-    lock.l_type = F_RDLCK;
+    lock.l_type = type;
     lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = 1;
+    return lock;
+}
+
+bool lockForWriting(const Descriptor& file, off_t byte) {
+    const struct flock lock = lockOf(byte, F_WRLCK);
+    return ::fcntl(file.get(), F_SETLK, &lock) == 0;
+}
+
+/// Who has locked the byte of the open file for writing; 0 for nobody.
+pid_t lockerOf(const Descriptor& file, off_t byte) {
+    // A lock for reading, if it were asked for, would meet nothing but one for writing.
+    struct flock lock = lockOf(byte, F_RDLCK);
     return ::fcntl(file.get(), F_GETLK, &lock) == 0 && lock.l_type == F_WRLCK ? lock.l_pid : 0;
 }
 
@@ -46,17 +62,16 @@ Descriptor StateFolder_keep(const std::string& folder, std::string& problem) {
                   "--state-folder.";
         return {};
     }
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    if (::fcntl(file.get(), F_SETLK, &lock) != 0) {
-        const pid_t keeper = writeLocker(file);
+    if (!lockForWriting(file, kFolderByte)) {
+        const pid_t keeper = lockerOf(file, kFolderByte);
         problem = "Another process " +
                   (keeper == 0 ? std::string() : "(" + std::to_string(keeper) + ") ") +
                   "keeps the state folder " + folder +
                   " already. End it, or name another folder with --state-folder.";
         return {};
     }
+    StateFolder_clear(folder);
+    lockForWriting(file, kStateByte);
     return file;
 }
 
@@ -81,7 +96,7 @@ void StateFolder_clear(const std::string& folder) {
 
 pid_t StateFolder_keeper(const std::string& folder) {
     const Descriptor file(::open(pathOf(folder, kLockFile).c_str(), O_RDONLY | O_CLOEXEC));
-    return file.isOpen() ? writeLocker(file) : 0;
+    return file.isOpen() ? lockerOf(file, kStateByte) : 0;
 }
 
 }  // namespace avoip

@@ -35,6 +35,7 @@ constexpr Figure kFigures[] = {
     {"fifty-connections", load::fiftyConnections, 10'000, load::kCommandsMax / 50},
     {"connections", load::connections, 20'000, load::kCommandsMax},
     {"connections-until-refused", load::connectionsUntilRefused, 100'000, load::kCommandsMax},
+    {"guarded-connections", load::guardedConnections, 1'000'000, load::kCommandsMax},
     {"burst", load::burst, 100, load::kCommandsMax},
     {"burst-unprivileged", load::burstUnprivileged, 100, load::kCommandsMax},
 };

@@ -47,6 +47,11 @@ Finding connections(std::size_t connections);
 /// connections that stand are served still.
 Finding connectionsUntilRefused(std::size_t most);
 
+/// `connections` one after the other, each for one command, to a daemon that avoipguard replaces
+/// whenever it is worn: that each command is answered and carried out once, and what a front end
+/// without the library sees of the replacing.
+Finding guardedConnections(std::size_t connections);
+
 /// A fleet of 1,024 answers discovery in one burst, `rounds` times.
 Finding burst(std::size_t rounds);
 

@@ -15,7 +15,9 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
+#include "avoipctl/supervision.hpp"
 #include "avoipctl/update.hpp"
+#include "lib/health/state_folder.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -170,6 +172,21 @@ void addRoutes(CLI::App& app, Session& session, Action& action) {
     });
 }
 
+void addHealth(CLI::App& app, Session& session, Action& action) {
+    CLI::App* const sub = addSubcommand(app, "health", "Show whether the daemon works");
+    const auto folder = std::make_shared<std::string>(kStateFolder);
+    sub->add_option("--state-folder", *folder, "Where avoipguard keeps its state")
+        ->capture_default_str()
+        ->type_name("DIR");
+    sub->footer(
+        "Where no avoipguard runs, the daemon is asked for its devices.\n"
+        "Exit status: 0 it works, 1 it is of no use, 2 wrong usage, 3 it is not there.\n\n"
+        "Example:\n  avoipctl health --json");
+    sub->callback([&session, &action, folder] {
+        action = [&session, folder] { return Supervision_show(session, *folder); };
+    });
+}
+
 /// For the completion script of bash: what may stand in place of the last word, one a line.
 Status printCompletion(Session& session, const std::vector<std::string>& words) {
     for (const std::string& candidate :
@@ -243,6 +260,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     addRoutes(app, session, action);
     addImage(app, session, action);
     addSend(app, session, action);
+    addHealth(app, session, action);
     app.add_flag_callback(
         "--bash-completion",
         [&session, &action] {

@@ -27,7 +27,7 @@ std::vector<Sentence> sentences(bool console_texts) {
         }
     }
     for (const char* const own :
-         {"routes", "routes video", "routes serial", "routes ir", "send", "image"}) {
+         {"routes", "routes video", "routes serial", "routes ir", "send", "image", "health"}) {
         all.push_back({Line_words(own), {}, ""});
     }
     return all;

@@ -16,9 +16,9 @@ std::string textOf(const Health& health) {
     if (!health.reason.empty()) {
         return state + ": " + health.reason;
     }
-    return health.daemon_pid == 0
-               ? state
-               : state + ": avoipd is process " + std::to_string(health.daemon_pid) + ".";
+    return health.state == HealthState::kOk
+               ? state + ": avoipd is process " + std::to_string(health.daemon_pid) + "."
+               : state;
 }
 
 void write(Announcement& announcement, Relay& errors) {

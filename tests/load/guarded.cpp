@@ -1,0 +1,165 @@
+// Connections without end under avoipguard, which replaces the daemon before it is used up: what
+// front ends see of that.
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "bed/wait.hpp"
+#include "lib/health/health_reader.hpp"
+#include "load/bed.hpp"
+#include "load/ear.hpp"
+
+namespace load {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// A front end that does not use the library: connects every millisecond, and again at once when it
+/// was refused.
+class PlainFrontEnd {
+  public:
+    void finish() {
+        thread_.request_stop();
+        thread_.join();
+    }
+
+    /// Of the refusals between two connections, the longest row and how long it took.
+    std::size_t rows() const { return rows_; }
+    std::size_t refused() const { return refused_; }
+    std::size_t connections() const { return connections_; }
+    double longestMs() const { return longestMs_; }
+
+  private:
+    static bool connects() {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(bed::kConsolePort);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const avoip::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        return ::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    }
+
+    void run(const std::stop_token& finishing) {
+        while (!finishing.stop_requested()) {
+            const auto begin = Clock::now();
+            std::size_t row = 0;
+            while (!connects() && !finishing.stop_requested()) {
+                ++row;
+            }
+            ++connections_;
+            if (row > 0) {
+                ++rows_;
+                refused_ += row;
+                const std::chrono::duration<double, std::milli> took = Clock::now() - begin;
+                longestMs_ = std::max(longestMs_, took.count());
+            }
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+
+    std::size_t rows_ = 0;
+    std::size_t refused_ = 0;
+    std::size_t connections_ = 0;
+    double longestMs_ = 0;
+    std::jthread thread_{[this](const std::stop_token& finishing) { run(finishing); }};
+};
+
+/// The guard with the daemon under it, which serves when this stands.
+struct GuardedBed {
+    GuardedBed() {
+        bed::awaitCondition("the daemon to work", [this] {
+            const auto health = avoip::Health_readFolder(folder);
+            return health && health->state == avoip::HealthState::kOk;
+        });
+    }
+    GuardedBed(const GuardedBed&) = delete;
+    GuardedBed& operator=(const GuardedBed&) = delete;
+    ~GuardedBed() { std::filesystem::remove_all(folder); }
+
+    bed::DaemonOptions options() const {
+        bed::DaemonOptions made;
+        made.program = AVOIPGUARD_PATH;
+        made.arguments = {"--daemon", AVOIPD_PATH, "--state-folder", folder};
+        made.standardOutput = nowhere.get();
+        return made;
+    }
+
+    static std::string makeFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
+        return ::mkdtemp(pattern.data());
+    }
+
+    std::string folder = makeFolder();
+    bed::Namespaces namespaces;
+    avoip::Descriptor nowhere{::open("/dev/null", O_WRONLY | O_CLOEXEC)};
+    bed::Daemon guard{options()};
+};
+
+Footprint footprintOf(const bed::Daemon& process) {
+    return {process.residentKiB(), process.descriptors().size(), 0};
+}
+
+/// The highest wear at which the guard has replaced the daemon, in percent.
+int highestWear(const std::string& words) {
+    constexpr std::string_view kBefore = "avoipd has used up ";
+    int highest = 0;
+    for (std::size_t at = words.find(kBefore); at != std::string::npos;
+         at = words.find(kBefore, at + 1)) {
+        highest = std::max(highest, std::atoi(words.c_str() + at + kBefore.size()));
+    }
+    return highest;
+}
+
+std::string summary(std::size_t connections, GuardedBed& bed, const PlainFrontEnd& plain) {
+    const auto health = avoip::Health_readFolder(bed.folder);
+    std::array<char, 64> longest{};
+    std::snprintf(longest.data(), longest.size(), "%.1f", plain.longestMs());
+    return grouped(connections) + " connections one after the other, each for one command; " +
+           std::to_string(health ? health->restarts : -1) + " restarts, at " +
+           std::to_string(highestWear(bed.guard.errors().all())) +
+           " % at most; a front end without the library was refused in " +
+           std::to_string(plain.rows()) + " of its " + grouped(plain.connections()) +
+           " connections, " + grouped(plain.refused()) + " times in all, for " + longest.data() +
+           " ms at most";
+}
+
+}  // namespace
+
+Finding guardedConnections(std::size_t connections) {
+    GuardedBed bed;
+    Ear ear(bed.namespaces, connections);
+    PlainFrontEnd plain;
+    Finding finding;
+    std::size_t unserved = 0;
+    std::string explanation;
+    finding.before = footprintOf(bed.guard);
+    const auto begin = Clock::now();
+    for (std::size_t i = 0; i < connections; ++i) {
+        FrontEnd frontEnd;
+        const std::string problem = askCommand(frontEnd, i);
+        if (!problem.empty()) {
+            ++unserved;
+            explanation = problem;
+        }
+    }
+    finding.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    finding.after = footprintOf(bed.guard);
+    plain.finish();
+    finding.done = summary(connections, bed, plain);
+    finding.lost = ear.finish();
+    addLoss(finding.lost, unserved, "commands not answered, such as: " + explanation);
+    addLoss(finding.lost, plain.longestMs() > 20 ? 1 : 0, "refusal for more than 20 ms");
+    return finding;
+}
+
+}  // namespace load
