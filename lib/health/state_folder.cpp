@@ -49,7 +49,9 @@ pid_t lockerOf(const Descriptor& file, off_t byte) {
 }  // namespace
 
 Descriptor StateFolder_keep(const std::string& folder, std::string& problem) {
-    if (::mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+    // Whatever the umask is, the others can read what stands here.
+    const bool is_made = ::mkdir(folder.c_str(), kFolderMode) == 0;
+    if (is_made ? ::chmod(folder.c_str(), kFolderMode) != 0 : errno != EEXIST) {
         problem = "The state folder " + folder + " cannot be made (" + std::strerror(errno) +
                   "). Make it, or name another one with --state-folder.";
         return {};
@@ -62,6 +64,7 @@ Descriptor StateFolder_keep(const std::string& folder, std::string& problem) {
                   "--state-folder.";
         return {};
     }
+    ::fchmod(file.get(), kFileMode);
     if (!lockForWriting(file, kFolderByte)) {
         const pid_t keeper = lockerOf(file, kFolderByte);
         problem = "Another process " +

@@ -1,6 +1,5 @@
 // Every fault that makes the daemon useless, made for real under avoipguard, and the time until it
 // works again. With AVOIP_FAULT_TIMES=FILE the times are added to the file, a table's row each.
-#include <netinet/in.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -12,6 +11,7 @@
 
 #include "bed/image_file.hpp"
 #include "bed/ip_tool.hpp"
+#include "bed/occupant.hpp"
 #include "system/guard_bed.hpp"
 
 namespace {
@@ -60,21 +60,6 @@ class GuardFaults : public Guarded {
         expectWorks();
     }
 };
-
-/// A socket of another process, which stands for it here.
-avoip::Descriptor occupy(int type, std::uint16_t port, bool shares) {
-    avoip::Descriptor socket(::socket(AF_INET, type | SOCK_CLOEXEC, 0));
-    const int on = shares ? 1 : 0;
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    EXPECT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    if (type == SOCK_STREAM) {
-        EXPECT_EQ(::listen(socket.get(), 1), 0);
-    }
-    return socket;
-}
 
 /// The test as the guard names it.
 std::string thisProcess() {
@@ -265,7 +250,7 @@ TEST_F(GuardFaults, an_interface_that_comes_back_with_another_mac_address_has_it
 TEST_F(GuardFaults, a_second_process_on_the_reply_port_is_named_until_it_is_gone) {
     start();
     {
-        const auto other = occupy(SOCK_DGRAM, 8003, true);
+        const bed::Occupant other(SOCK_DGRAM, 8003, true);
         awaitReason("UDP port 8003 is shared with " + thisProcess() +
                     ", which takes replies of the devices: end it.");
         EXPECT_EQ(health().state, avoip::HealthState::kUseless);
@@ -277,7 +262,7 @@ TEST_F(GuardFaults, a_second_process_on_the_reply_port_is_named_until_it_is_gone
 
 TEST_F(GuardFaults, the_holder_of_the_reply_port_is_named_until_it_is_gone) {
     {
-        const auto other = occupy(SOCK_DGRAM, 8003, false);
+        const bed::Occupant other(SOCK_DGRAM, 8003);
         guard = std::make_unique<bed::Daemon>(options());
         awaitReason("UDP port 8003 is held by " + thisProcess() + ": end it.");
         EXPECT_EQ(health().daemon_pid, 0);
@@ -289,7 +274,7 @@ TEST_F(GuardFaults, the_holder_of_the_reply_port_is_named_until_it_is_gone) {
 
 TEST_F(GuardFaults, the_holder_of_the_console_port_is_named_until_it_is_gone) {
     {
-        const auto other = occupy(SOCK_STREAM, 6888, true);
+        const bed::Occupant other(SOCK_STREAM, 6888);
         guard = std::make_unique<bed::Daemon>(options());
         awaitReason("TCP port 6888 is held by " + thisProcess() + ": end it.");
         EXPECT_EQ(health().daemon_pid, 0);

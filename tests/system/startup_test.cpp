@@ -1,6 +1,5 @@
 // How the daemon starts, and how it lives on when a step of its start-up fails.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -8,6 +7,7 @@
 #include <iterator>
 #include <string>
 
+#include "bed/occupant.hpp"
 #include "bed/session.hpp"
 #include "system/families/commands.hpp"
 
@@ -23,23 +23,6 @@ std::string discovery(const std::string& hostid) {
     return R"({"request":{"cmd":"config get device","hostid":")" + hostid +
            R"(","device":[{"id":"All"}]}})";
 }
-
-/// Holds a port, so that nobody else gets it.
-class Occupant {
-  public:
-    Occupant(int type, std::uint16_t port) : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        if (type == SOCK_STREAM) {
-            EXPECT_EQ(::listen(socket_.get(), 1), 0);
-        }
-    }
-
-  private:
-    avoip::Descriptor socket_;
-};
 
 TEST(Startup, takes_its_identity_from_the_control_interface_and_listens) {
     const bed::Namespaces namespaces;
@@ -120,7 +103,7 @@ TEST(Startup, goes_on_without_an_address_on_the_control_interface) {
 TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
     const bed::Namespaces namespaces;
     bed::Device device(namespaces);
-    const Occupant occupant(SOCK_DGRAM, 8003);
+    const bed::Occupant occupant(SOCK_DGRAM, 8003);
     bed::Daemon daemon;
     bed::Console console;
     bed::Segment segment;
@@ -146,7 +129,7 @@ TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
 
 TEST(Startup, goes_on_without_the_port_for_the_console) {
     const bed::Namespaces namespaces;
-    const Occupant occupant(SOCK_STREAM, 6888);
+    const bed::Occupant occupant(SOCK_STREAM, 6888);
     bed::Daemon daemon;
     daemon.errors().awaitWhole("bind: Address already in use\n");
     EXPECT_EQ(daemon.output().all(), "local mac:001122aabbcc \n");
@@ -158,8 +141,8 @@ TEST(Startup, goes_on_without_the_port_for_the_console) {
 
 TEST(Startup, goes_on_without_any_port) {
     const bed::Namespaces namespaces;
-    const Occupant replies(SOCK_DGRAM, 8003);
-    const Occupant console(SOCK_STREAM, 6888);
+    const bed::Occupant replies(SOCK_DGRAM, 8003);
+    const bed::Occupant console(SOCK_STREAM, 6888);
     bed::Daemon daemon;
     daemon.errors().awaitWhole("bind(): Address already in use\nbind: Address already in use\n");
     EXPECT_TRUE(daemon.isRunning());
