@@ -1,7 +1,6 @@
 #include "avoipguard/does/question.hpp"
 
-#include <cstdlib>
-#include <string_view>
+#include <string>
 
 #include "lib/frontend/reason.hpp"
 #include "lib/frontend/waiting.hpp"
@@ -12,21 +11,6 @@ namespace {
 
 constexpr std::int64_t kAskEveryMs = 500;
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-
-/// Whether the answer to the question stands in the segment. Another one is cleared away.
-bool isAnswered(Question& question) {
-    if (!question.segment->hasAnswer()) {
-        return false;
-    }
-    const std::unique_ptr<char, Free> answer(question.segment->copyAnswer());
-    question.segment->clearPrefix();
-    return answer != nullptr &&
-           std::string_view(answer.get()).find(question.line) != std::string_view::npos;
-}
-
 void ask(Question& question, KeptConsole& console, std::int64_t now_ms) {
     Reason reason;
     question.segment.emplace();
@@ -36,10 +20,10 @@ void ask(Question& question, KeptConsole& console, std::int64_t now_ms) {
         return;
     }
     ++question.times_asked;
-    question.line = "avoipguard asks " + std::to_string(question.times_asked) + "!";
     question.asked_ms = now_ms;
     question.segment->clearPrefix();
-    KeptConsole_sendLine(console, question.line.c_str());
+    const std::string line = "avoipguard asks " + std::to_string(question.times_asked) + "!";
+    KeptConsole_sendLine(console, line.c_str());
 }
 
 }  // namespace
@@ -62,7 +46,7 @@ void Question_look(Question& question, HeldTurn& turn, KeptConsole& console, std
     if (question.begun_ms < 0) {
         question.begun_ms = now_ms;
     }
-    if (question.times_asked > 0 && isAnswered(question)) {
+    if (question.times_asked > 0 && question.segment->hasAnswer()) {
         question.is_settled = true;
     } else if (question.times_asked == 0 && !HeldTurn_take(turn, 0)) {
         question.is_settled = now_ms - question.begun_ms >= kAskEveryMs;

@@ -46,6 +46,15 @@ std::size_t connectionsOf(const Descriptors& descriptors) {
     }));
 }
 
+/// Whether no connection but the kept one, with this inode, stands at the console.
+bool isQuiet(std::uint64_t kept) {
+    const auto connections = Sockets_connections(kConsolePort, 0);
+    return connections && kept != 0 &&
+           std::ranges::all_of(*connections, [&](const SocketSeen& connection) {
+               return connection.inode == kept;
+           });
+}
+
 /// Counts the mappings when there may be other ones, and not so often that it takes much time.
 void countMappings(Watch& watch, std::size_t private_bytes, std::int64_t now_ms) {
     if (private_bytes == watch.mappings_at_bytes || now_ms < watch.next_count_ms) {
@@ -159,6 +168,10 @@ DaemonSeen Watch_look(Watch& watch, HeldTurn& turn, std::uint64_t dying, std::in
     if (!watch.is_complete) {
         return seen;
     }
+    if (watch.question.times_asked == 0 && !watch.question.is_settled && !isQuiet(kept.inode)) {
+        // The answer could be taken by a front end that takes no turns for the answer to its own.
+        watch.question.is_settled = true;
+    }
     Question_look(watch.question, turn, watch.console, now_ms);
     lasts(watch.unconnected_ms, !kept.stands, step_ms);
     lasts(watch.stopped_ms, Process_isStopped(watch.pid), step_ms);
@@ -184,11 +197,7 @@ bool Watch_uploads(const Watch& watch) {
 }
 
 bool Watch_isQuiet(Watch& watch, std::int64_t now_ms) {
-    const std::uint64_t kept = KeptConsole_look(watch.console, now_ms).inode;
-    const auto connections = Sockets_connections(kConsolePort, 0);
-    return connections && std::ranges::all_of(*connections, [&](const SocketSeen& connection) {
-               return connection.inode == kept && kept != 0;
-           });
+    return isQuiet(KeptConsole_look(watch.console, now_ms).inode);
 }
 
 std::string Watch_identity(std::string_view first_words) {

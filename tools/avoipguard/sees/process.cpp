@@ -60,6 +60,7 @@ std::string firstLine(const std::string& path) {
 }
 
 std::string userName(std::uint32_t user) {
+    // cppcheck-suppress getpwuidCalled ; this program has one thread
     const passwd* const entry = ::getpwuid(user);
     return entry == nullptr ? std::to_string(user) : entry->pw_name;
 }
