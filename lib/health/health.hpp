@@ -35,7 +35,7 @@ std::string_view Health_stateName(HealthState state);
 /// The state that a word stands for; nothing when it stands for none.
 std::optional<HealthState> Health_stateNamed(std::string_view name);
 
-/// The text, without a line end. What is no plain letter of the reason is escaped, bytes that are no
+/// The text, without a line end. Control characters of the reason are escaped; bytes that are no
 /// UTF-8 stay as they are.
 std::string Health_text(const Health& health);
 

@@ -1,5 +1,4 @@
-// avoipguard as a process: what it waits for, what it says, how it replaces a worn daemon and how it
-// ends.
+// avoipguard as a process: what it waits for, what it says, and how it ends.
 #include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/socket.h>

@@ -43,8 +43,7 @@ HOUSES = (
      ("lib/base/",)),
     (("tools/avoipguard/main.cpp",), ("tools/avoipguard/does/",),
      ("tools/avoipguard/concludes/",), ("tools/avoipguard/sees/",),
-     ("tools/avoipguard/escape.", "tools/avoipguard/options.", "tools/avoipctl/",
-      "tools/avoipsim/")),
+     ("tools/avoipguard/escape.", "tools/avoipguard/options.")),
 )
 
 # Which houses stand beside each other; a house includes of the others what `may` names.
@@ -147,7 +146,7 @@ def include_direction(tree):
         if house is None:
             continue
         position = _position(path)
-        if position is None and any(path.startswith(rooms[0][0].split("/")[0] + "/")
+        if position is None and any(path.startswith(os.path.commonprefix(sum(rooms, ())))
                                     for rooms in HOUSES):
             yield path, 1, "stands in no room of its house"
         for line, target in tree.includes(path):

@@ -38,8 +38,6 @@ const std::array kFaults{
          "avoipd takes no connection to its console."},
     Case{[](Seen& seen) { seen.daemon.has_listener = false; },
          "avoipd takes no new connections: its listener has ended."},
-    Case{[](Seen& seen) { seen.daemon.waiting_ms = 1000; },
-         "avoipd takes no new connections: they have waited for a second."},
     Case{[](Seen& seen) { seen.daemon.segment = SegmentPlace::kGone; },
          "The answer segment (key 0x12345678) is gone."},
     Case{[](Seen& seen) { seen.daemon.segment = SegmentPlace::kOther; },
@@ -78,7 +76,6 @@ TEST(GuardFault, is_none_when_everything_is_in_order) {
     // What has not lasted yet is none.
     Seen seen = inOrder();
     seen.daemon.stopped_ms = seen.daemon.unread_ms = seen.daemon.unconnected_ms = 999;
-    seen.daemon.waiting_ms = 999;
     seen.daemon.unanswered_ms = 1999;
     EXPECT_FALSE(Fault_find(seen).has_value());
 }

@@ -16,8 +16,8 @@ struct Options {
     std::string state_folder = kStateFolder;
 };
 
-/// The options that the arguments say. Nothing when the program is to end with `exit_status`, having
-/// printed what was asked for, or what is wrong.
+/// The options that the arguments say. Nothing when the program is to end with `exit_status`,
+/// having printed what was asked for, or what is wrong.
 std::optional<Options> Options_parse(int argc, char** argv, int& exit_status);
 
 }  // namespace avoip::guard

@@ -1,5 +1,6 @@
-// The course of a daemon's life as its supervisor steers it: what is seen at a moment, and the moment
-// itself, go in; the state to show and the one thing to do come out. Pure: it looks at no clock.
+// The course of a daemon's life as its supervisor steers it: what is seen at a moment, and the
+// moment itself, go in; the state to show and the one thing to do come out. Pure: it looks at no
+// clock.
 //
 //     no daemon --start--> starting --proven--> serving
 //         ^                    |                   |

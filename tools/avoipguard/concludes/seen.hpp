@@ -33,7 +33,6 @@ struct DaemonSeen {
     std::int64_t unconnected_ms = 0;  ///< how long the own connection has not stood
     std::int64_t stopped_ms = 0;      ///< how long it has been stopped, by a signal or a debugger
     std::int64_t unread_ms = 0;       ///< how long the console has left a byte unread
-    std::int64_t waiting_ms = 0;      ///< how long connections have waited to be accepted
     std::int64_t unanswered_ms = 0;   ///< how long a question has gone without its answer
     bool is_proven = false;           ///< the console has read, and answered if it could be asked
     bool uploads = false;             ///< a firmware upload is on its way to a device

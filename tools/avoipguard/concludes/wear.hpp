@@ -1,6 +1,6 @@
-// How worn the daemon is: what ended connections, failed uploads and other kept behaviours have used
-// up for good of what it cannot have without end. A restart gives all of it back, and nothing else
-// counts here: what a fresh daemon takes up, and what front ends that stand use, is no wear.
+// How worn the daemon is: what ended connections, failed uploads and other kept behaviours have
+// used up for good of what it cannot have without end. A restart gives all of it back, and nothing
+// else counts here: what a fresh daemon takes up, and what front ends that stand use, is no wear.
 #pragma once
 
 #include <cstddef>

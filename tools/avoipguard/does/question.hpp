@@ -1,6 +1,7 @@
-// The question that a fresh daemon is asked, in the turn that front ends take: a line that no command
-// matches. It is answered with its own text, and nothing is sent to any device. It is asked when no
-// front end is connected yet, and not at all when front ends have had the turn for half a second.
+// The question that a fresh daemon is asked, in the turn that front ends take: a line that no
+// command matches. It is answered with its own text, and nothing is sent to any device. It is asked
+// when no front end is connected yet, and not at all when front ends have had the turn for half a
+// second.
 #pragma once
 
 #include <cstdint>

@@ -40,8 +40,8 @@ Relay Relay_open(int output) {
     struct stat facts {};
     ::fstat(output, &facts);
     relay.is_socket = S_ISSOCK(facts.st_mode);
-    // A flag on the output itself would be everybody's who shares it, such as the shell's. A regular
-    // file keeps its place with the output, and makes nobody wait.
+    // A flag on the output itself would be everybody's who shares it, such as the shell's. A
+    // regular file keeps its place with the output, and makes nobody wait.
     if (S_ISFIFO(facts.st_mode) || S_ISCHR(facts.st_mode)) {
         const std::string path = "/proc/self/fd/" + std::to_string(output);
         relay.own = Descriptor(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

@@ -1,9 +1,9 @@
 // Lines on their way to one of this process's own outputs, without ever waiting for whoever reads
 // there: the daemon stands still when nobody reads what it prints, so that it is always read here.
 //
-// What the daemon prints is passed on line by line, escaped (escape.hpp). A line that has no end yet
-// is kept back until it has one, up to 16 KiB. When 256 KiB are on their way, lines are dropped until
-// half of that is gone; then a line says how many.
+// What the daemon prints is passed on line by line, escaped (escape.hpp). A line that has no end
+// yet is kept back until it has one, up to 16 KiB. When 256 KiB are on their way, lines are dropped
+// until half of that is gone; then a line says how many.
 #pragma once
 
 #include <cstddef>

@@ -143,7 +143,6 @@ KeptSeen lookAtConsole(Watch& watch, const Descriptors& descriptors, std::int64_
         // Whoever listens there, if anybody does, is not the daemon.
         return {};
     }
-    lasts(watch.waiting_ms, own != nullptr && own->unread > 0, step_ms);
     const KeptSeen kept = KeptConsole_look(watch.console, now_ms);
     lasts(watch.unread_ms, kept.is_unread, step_ms);
     return kept;
@@ -160,14 +159,18 @@ DaemonSeen Watch_look(Watch& watch, HeldTurn& turn, std::uint64_t dying, std::in
     const std::int64_t step_ms = std::min(now_ms - watch.last_look_ms, kLongestStepMs);
     watch.last_look_ms = now_ms;
     const Descriptors descriptors = Process_descriptors(watch.pid);
+    if (descriptors.empty()) {
+        // It has ended, which shows elsewhere, or it could not be looked at this time.
+        return watch.seen;
+    }
     const KeptSeen kept = lookAtConsole(watch, descriptors, step_ms, now_ms);
     if (kept.has_read && !watch.is_complete) {
         complete(watch, descriptors, now_ms);
     }
-    DaemonSeen seen;
     if (!watch.is_complete) {
-        return seen;
+        return {};
     }
+    DaemonSeen seen;
     if (watch.question.times_asked == 0 && !watch.question.is_settled && !isQuiet(kept.inode)) {
         // The answer could be taken by a front end that takes no turns for the answer to its own.
         watch.question.is_settled = true;
@@ -182,11 +185,11 @@ DaemonSeen Watch_look(Watch& watch, HeldTurn& turn, std::uint64_t dying, std::in
     seen.unconnected_ms = watch.unconnected_ms;
     seen.stopped_ms = watch.stopped_ms;
     seen.unread_ms = watch.unread_ms;
-    seen.waiting_ms = watch.waiting_ms;
     seen.unanswered_ms = Question_unanswered_ms(watch.question, now_ms);
     seen.is_proven = watch.question.is_settled;
     lookAtReplyPort(watch, descriptors, dying, seen);
     seen.wear = wearOf(watch, descriptors, now_ms);
+    watch.seen = seen;
     return seen;
 }
 

@@ -1,6 +1,6 @@
 // Watches one daemon from its start to its end: what is seen of it at a moment, and for how long it
-// has been so. Nothing is printed and nobody is sent anything, but the blanks on the kept connection
-// and the one question.
+// has been so. Nothing is printed and nobody is sent anything, but the blanks on the kept
+// connection and the one question.
 #pragma once
 
 #include <sys/types.h>
@@ -41,7 +41,7 @@ struct Watch {
     std::int64_t unconnected_ms = 0;
     std::int64_t stopped_ms = 0;
     std::int64_t unread_ms = 0;
-    std::int64_t waiting_ms = 0;
+    DaemonSeen seen;  ///< at the latest look
 };
 
 /// Keeps what the daemon prints first.
