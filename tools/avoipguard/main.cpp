@@ -18,7 +18,11 @@ int main(int argc, char** argv) {
     try {
         int exit_status = 0;
         const auto options = avoip::guard::Options_parse(argc, argv, exit_status);
-        return options ? avoip::guard::Guard_run(*options) : exit_status;
+        if (!options) {
+            return exit_status;
+        }
+        return options->only_makes_segment ? avoip::guard::Guard_makeSegment()
+                                           : avoip::guard::Guard_run(*options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "avoipguard: %s\n", error.what());
         return avoip::guard::kExitFailure;

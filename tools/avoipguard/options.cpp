@@ -20,6 +20,7 @@ void printHelp() {
         "  --daemon PATH        the daemon, instead of %s\n"
         "  --state-folder DIR   where state.json is kept, instead of %s;\n"
         "                       'avoipctl health' shows it\n"
+        "  --make-segment       only make the answer segment, before anybody else can, and end\n"
         "  --help               this text\n"
         "  --version            the version\n"
         "\n"
@@ -29,9 +30,10 @@ void printHelp() {
         AVOIPD_INSTALLED, kStateFolder);
 }
 
-constexpr std::array<option, 5> kOptions{{
+constexpr std::array<option, 6> kOptions{{
     {"daemon", required_argument, nullptr, 'd'},
     {"state-folder", required_argument, nullptr, 's'},
+    {"make-segment", no_argument, nullptr, 'm'},
     {"help", no_argument, nullptr, 'h'},
     {"version", no_argument, nullptr, 'v'},
     {nullptr, 0, nullptr, 0},
@@ -52,6 +54,9 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exit_status) {
                 break;
             case 's':
                 options.state_folder = ::optarg;
+                break;
+            case 'm':
+                options.only_makes_segment = true;
                 break;
             case 'h':
                 printHelp();

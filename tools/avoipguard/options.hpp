@@ -14,6 +14,7 @@ inline constexpr int kExitUsage = 2;
 struct Options {
     std::string daemon;
     std::string state_folder = kStateFolder;
+    bool only_makes_segment = false;
 };
 
 /// The options that the arguments say. Nothing when the program is to end with `exit_status`,

@@ -25,7 +25,9 @@ struct Pipe {
 Pipe makePipe() {
     std::array<int, 2> ends{-1, -1};
     // Without a pipe both are closed, and what needs one fails.
-    static_cast<void>(::pipe2(ends.data(), O_CLOEXEC));
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return {};
+    }
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
@@ -76,7 +78,7 @@ struct Start {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::execve(start.arguments[0], start.arguments.data(), start.environment.data());
     const int error = errno;
-    static_cast<void>(::write(start.failure, &error, sizeof error));
+    [[maybe_unused]] const ssize_t told = ::write(start.failure, &error, sizeof error);
     ::_exit(1);
 }
 

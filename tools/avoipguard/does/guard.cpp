@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "avoipguard/concludes/course.hpp"
@@ -380,6 +381,17 @@ Descriptor openSignals() {
 
 }  // namespace
 
+int Guard_makeSegment() {
+    if (SharedSegment_make()) {
+        return 0;
+    }
+    std::fprintf(stderr,
+                 "avoipguard: The answer segment cannot be made (%s). Raise kernel.shmall, "
+                 "kernel.shmmax or kernel.shmmni, or remove segments that nobody needs (ipcs -m).\n",
+                 std::strerror(errno));
+    return kExitFailure;
+}
+
 int Guard_run(const Options& options) {
     std::string problem;
     const Descriptor kept_folder = StateFolder_keep(options.state_folder, problem);
@@ -395,6 +407,10 @@ int Guard_run(const Options& options) {
     guard.signals = openSignals();
     guard.bell = ControlBell_open();
     guard.announcement.state_folder = options.state_folder;
+    // One that was made before for this user's daemon is removed at the end like the daemon's own.
+    if (const auto segment = SharedSegment_look(); segment && segment->is_own) {
+        guard.segments = {segment->identifier};
+    }
     if (!Sockets_listeners(kConsolePort)) {
         Relay_line(guard.errors,
                    "avoipguard: This system does not list its sockets (CONFIG_INET_DIAG): less can "

@@ -5,6 +5,9 @@
 
 namespace avoip::guard {
 
+/// Makes the answer segment where none stands, or prints why it cannot. Gives the exit status.
+int Guard_makeSegment();
+
 /// Supervises the daemon until SIGTERM or SIGINT, which the daemon gets too. Gives the exit status.
 int Guard_run(const Options& options);
 

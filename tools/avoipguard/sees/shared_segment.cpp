@@ -15,6 +15,8 @@ namespace {
 /// As the daemon makes it.
 constexpr unsigned kMode = 0664;
 constexpr std::size_t kFullSize = std::size_t{4} * 1024 * 1024;
+/// The prefix and the NUL.
+constexpr std::size_t kAroundAnswer = 6;
 
 }  // namespace
 
@@ -40,6 +42,12 @@ std::optional<SharedSegment> SharedSegment_look() {
         return std::nullopt;
     }
     return seen;
+}
+
+bool SharedSegment_make() {
+    return ::shmget(AVOIP_SEGMENT_KEY, kFullSize + kAroundAnswer,
+                    IPC_CREAT | IPC_EXCL | static_cast<int>(kMode)) >= 0 ||
+           errno == EEXIST;
 }
 
 bool SharedSegment_remove(const SharedSegment& segment) {

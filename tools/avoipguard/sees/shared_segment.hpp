@@ -20,6 +20,10 @@ struct SharedSegment {
 /// The segment that the key leads to; nothing when there is none.
 std::optional<SharedSegment> SharedSegment_look();
 
+/// Makes the segment as the daemon would, before anybody else can. One that stands already stays.
+/// False with errno when there is none then.
+bool SharedSegment_make();
+
 /// Takes the segment's key away, so that the next one to ask makes a new segment; whoever is
 /// attached keeps the old memory. False when that was not possible.
 bool SharedSegment_remove(const SharedSegment& segment);
