@@ -176,9 +176,9 @@ device_is_installed() {
 }
 
 fleet_is_seen() {
-    on device ip address add 10.77.0.1/16 dev eth0.2
-    on device ip link set eth0.2 up
-    on device ip route add 239.255.255.250 dev eth0.2
+    check "the example sets the control interface up" on device bash -c \
+        'install -D -t /etc/systemd/network /usr/share/doc/avoip/examples/eth0.2.network
+        systemctl enable --quiet --now systemd-networkd'
     await "with address and route the daemon works" works
     on neighbour bash -c 'dpkg --install /packages/avoip-tools_*.deb' >/dev/null
     on neighbour systemd-run --quiet --unit fleet avoipsim --interface dev0 \
