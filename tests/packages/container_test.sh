@@ -1,6 +1,6 @@
 #!/bin/bash
-# The packages, from their installation to their purge, in Debian systems of their own that are booted
-# by systemd-nspawn. Each check prints a line; the first one that fails ends the test.
+# The packages, from their installation to their purge, in Debian systems of their own that
+# systemd-nspawn boots. Each check prints a line; the first one that fails ends the test.
 #
 #   tests/packages/container_test.sh FOLDER PROBE
 #
@@ -20,6 +20,9 @@ probe=$(realpath "${2:?usage: tests/packages/container_test.sh FOLDER PROBE}")
 cd "$(dirname "$0")/../.."
 readonly patience_s=60
 readonly base=$PWD/build/container-base
+# systemd and what the tests ask with; the rest are what the packages depend on.
+readonly base_packages=(systemd systemd-sysv dbus libpam-systemd login passwd procps iproute2
+    nftables netcat-openbsd libcjson1 libedit2 libstdc++6)
 scratch=$(mktemp --directory)
 declare -A leader
 
@@ -94,7 +97,7 @@ make_base() {
     [[ ! -e $base/made ]] || return 0
     rm --recursive --force --one-file-system "$base"
     debootstrap --variant=minbase bookworm "$base" \
-        --include=systemd,systemd-sysv,dbus,libpam-systemd,login,passwd,procps,iproute2,nftables,netcat-openbsd,libcjson1,libedit2,libstdc++6 \
+        --include="$(IFS=, && echo "${base_packages[*]}")" \
         "${AVOIP_MIRROR:-http://deb.debian.org/debian}" >"$scratch/debootstrap.log" 2>&1 ||
         { tail "$scratch/debootstrap.log" >&2; fail "debootstrap made no base"; }
     touch "$base/made"
@@ -108,6 +111,7 @@ boot() {
         "lowerdir=$base,upperdir=$scratch/memory/$name/upper,workdir=$scratch/memory/$name/work"
     SYSTEMD_NSPAWN_UNIFIED_HIERARCHY=1 systemd-nspawn --quiet --register=no --keep-unit --boot \
         --machine="$name" --directory="$scratch/$name" --console=read-only \
+        --capability=CAP_NET_ADMIN \
         --network-namespace-path="/run/netns/avoip-$name-$$" --bind-ro="$packages:/packages" \
         --bind-ro="$scratch/newer:/newer" </dev/null >"$scratch/$name.log" 2>&1 &
     supervisor=$!
@@ -222,7 +226,8 @@ sandbox_holds() {
 
 # unread_replies: the bytes that wait in the socket on port 8003.
 unread_replies() {
-    on device ss --udp --all --numeric --no-header 'sport = :8003' | awk '{ sum += $2 } END { print sum + 0 }'
+    on device ss --udp --all --numeric --no-header 'sport = :8003' |
+        awk '{ sum += $2 } END { print sum + 0 }'
 }
 
 reply_arrives() {
@@ -284,9 +289,9 @@ upgrade_and_end() {
     check "and purged" on device dpkg --purge avoip avoip-tools
     refused "no user is left" on device getent passwd avoip
     refused "no group is left" on device getent group avoip
-    refused "no file is left" on device bash -c 'find / -xdev \( -path /proc -o -path /packages \
-        -o -path /newer -o -path /var/log -o -path /sys -o -path /root \) -prune -o -name "*avoip*" -print |
-        grep .'
+    refused "no file is left" on device bash -c 'find / -xdev -name "*avoip*" \
+        -not -path "/packages/*" -not -path "/newer/*" -not -path "/var/log/*" \
+        -not -path "/root/*" -not -path "/proc/*" -not -path "/sys/*" | grep .'
     check "and systemd knows of nothing that failed" \
         on device bash -c '! systemctl --failed --no-legend | grep .'
 }

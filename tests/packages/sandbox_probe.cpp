@@ -1,6 +1,6 @@
-// Tries what the sandbox of the unit must not allow, and prints a line for each: the attempt, and the
-// system's word for how it ended. The container test lets the running unit start it, as its user, with
-// its view of the files and behind its filter of system calls.
+// Tries what the sandbox of the unit must not allow, and prints a line for each: the attempt, and
+// the system's word for how it ended. The container test lets the running unit start it, as its
+// user, with its view of the files and behind its filter of system calls.
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>

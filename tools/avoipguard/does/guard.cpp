@@ -385,10 +385,11 @@ int Guard_makeSegment() {
     if (SharedSegment_make()) {
         return 0;
     }
-    std::fprintf(stderr,
-                 "avoipguard: The answer segment cannot be made (%s). Raise kernel.shmall, "
-                 "kernel.shmmax or kernel.shmmni, or remove segments that nobody needs (ipcs -m).\n",
-                 std::strerror(errno));
+    std::fprintf(
+        stderr,
+        "avoipguard: The answer segment cannot be made (%s). Raise kernel.shmall, "
+        "kernel.shmmax or kernel.shmmni, or remove segments that nobody needs (ipcs -m).\n",
+        std::strerror(errno));
     return kExitFailure;
 }
 
