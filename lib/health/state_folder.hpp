@@ -21,9 +21,9 @@ namespace avoip {
 inline constexpr const char* kStateFolder = "/run/avoip";
 inline constexpr const char* kStateFile = "state.json";
 
-/// Makes the folder where there is none, and keeps it, without a state at first, for the caller: for
-/// as long as the descriptor is open, and no longer than the process lives. Gives no descriptor, and
-/// what is wrong as a sentence in `problem`, when it cannot be had or another process keeps it.
+/// Makes the folder where there is none, and keeps it, without a state at first, for the caller:
+/// for as long as the descriptor is open, and no longer than the process lives. Gives none, and in
+/// `problem` what is wrong as a sentence, when it cannot be had or another process keeps it.
 Descriptor StateFolder_keep(const std::string& folder, std::string& problem);
 
 /// Replaces the state by `text`; false with errno when that is not possible.

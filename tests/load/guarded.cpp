@@ -24,6 +24,9 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
+/// So long a front end without the library may be refused by one restart.
+constexpr int kRefusedMs = 20;
+
 /// A front end that does not use the library: connects every millisecond, and again at once when it
 /// was refused.
 class PlainFrontEnd {
@@ -76,7 +79,8 @@ class PlainFrontEnd {
 
 /// The guard with the daemon under it, which serves when this stands.
 struct GuardedBed {
-    GuardedBed() {
+    explicit GuardedBed(std::vector<std::pair<int, rlim_t>> limits = {})
+        : guard(options(std::move(limits))) {
         bed::awaitCondition("the daemon to work", [this] {
             const auto health = avoip::Health_readFolder(folder);
             return health && health->state == avoip::HealthState::kOk;
@@ -86,8 +90,9 @@ struct GuardedBed {
     GuardedBed& operator=(const GuardedBed&) = delete;
     ~GuardedBed() { std::filesystem::remove_all(folder); }
 
-    bed::DaemonOptions options() const {
+    bed::DaemonOptions options(std::vector<std::pair<int, rlim_t>> limits) const {
         bed::DaemonOptions made;
+        made.limits = std::move(limits);
         made.program = AVOIPGUARD_PATH;
         made.arguments = {"--daemon", AVOIPD_PATH, "--state-folder", folder};
         made.standardOutput = nowhere.get();
@@ -102,7 +107,7 @@ struct GuardedBed {
     std::string folder = makeFolder();
     bed::Namespaces namespaces;
     avoip::Descriptor nowhere{::open("/dev/null", O_WRONLY | O_CLOEXEC)};
-    bed::Daemon guard{options()};
+    bed::Daemon guard;
 };
 
 Footprint footprintOf(const bed::Daemon& process) {
@@ -120,25 +125,24 @@ int highestWear(const std::string& words) {
     return highest;
 }
 
-std::string summary(std::size_t connections, GuardedBed& bed, const PlainFrontEnd& plain) {
+std::string summary(std::size_t connections, GuardedBed& bed) {
     const auto health = avoip::Health_readFolder(bed.folder);
-    std::array<char, 64> longest{};
-    std::snprintf(longest.data(), longest.size(), "%.1f", plain.longestMs());
     return grouped(connections) + " connections one after the other, each for one command; " +
            std::to_string(health ? health->restarts : -1) + " restarts, at " +
-           std::to_string(highestWear(bed.guard.errors().all())) +
-           " % at most; a front end without the library was refused in " +
-           std::to_string(plain.rows()) + " of its " + grouped(plain.connections()) +
-           " connections, " + grouped(plain.refused()) + " times in all, for " + longest.data() +
-           " ms at most";
+           std::to_string(highestWear(bed.guard.errors().all())) + " % at most";
 }
 
-}  // namespace
+std::string seenBy(const PlainFrontEnd& plain) {
+    std::array<char, 64> longest{};
+    std::snprintf(longest.data(), longest.size(), "%.1f", plain.longestMs());
+    return "; a front end without the library was refused in " + std::to_string(plain.rows()) +
+           " of its " + grouped(plain.connections()) + " connections, " + grouped(plain.refused()) +
+           " times in all, for " + longest.data() + " ms at most";
+}
 
-Finding guardedConnections(std::size_t connections) {
-    GuardedBed bed;
+/// Connects, asks and goes, so many times; says what was lost.
+Finding askOnEach(std::size_t connections, GuardedBed& bed) {
     Ear ear(bed.namespaces, connections);
-    PlainFrontEnd plain;
     Finding finding;
     std::size_t unserved = 0;
     std::string explanation;
@@ -154,11 +158,29 @@ Finding guardedConnections(std::size_t connections) {
     }
     finding.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     finding.after = footprintOf(bed.guard);
-    plain.finish();
-    finding.done = summary(connections, bed, plain);
+    finding.done = summary(connections, bed);
     finding.lost = ear.finish();
     addLoss(finding.lost, unserved, "commands not answered, such as: " + explanation);
-    addLoss(finding.lost, plain.longestMs() > 20 ? 1 : 0, "refusal for more than 20 ms");
+    return finding;
+}
+
+}  // namespace
+
+Finding guardedConnections(std::size_t connections) {
+    GuardedBed bed;
+    PlainFrontEnd plain;
+    Finding finding = askOnEach(connections, bed);
+    plain.finish();
+    finding.done += seenBy(plain);
+    addLoss(finding.lost, plain.longestMs() > kRefusedMs ? 1 : 0,
+            "refusal for more than " + std::to_string(kRefusedMs) + " ms");
+    return finding;
+}
+
+Finding guardedLittleSpace(std::size_t connections) {
+    GuardedBed bed({{RLIMIT_AS, rlim_t{3} << 30U}});
+    Finding finding = askOnEach(connections, bed);
+    finding.done += ", in the 3 GiB of addresses of a 32-bit processor";
     return finding;
 }
 

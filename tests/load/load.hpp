@@ -52,6 +52,9 @@ Finding connectionsUntilRefused(std::size_t most);
 /// without the library sees of the replacing.
 Finding guardedConnections(std::size_t connections);
 
+/// The same, with no more addresses than a 32-bit processor has, and no other front end.
+Finding guardedLittleSpace(std::size_t connections);
+
 /// A fleet of 1,024 answers discovery in one burst, `rounds` times.
 Finding burst(std::size_t rounds);
 

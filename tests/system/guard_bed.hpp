@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -111,4 +112,35 @@ class Guarded : public testing::Test {
     std::string identity = "001122aabbcc";
     bed::Namespaces namespaces;
     std::unique_ptr<bed::Daemon> guard;
+};
+
+/// The same with a daemon that has little address space, of which each ended connection keeps some.
+class GuardedInLittleSpace : public Guarded {
+  protected:
+    GuardedInLittleSpace() {
+        start(options(script("ulimit -s 8192; ulimit -v 700000; exec $avoipd")));
+        fresh = sizeBytes();
+    }
+
+    /// Connections come and go until so much of the address space is used up.
+    void wear(double most) {
+        while (share() < most) {
+            bed::Console console;
+            console.send("exit!");
+            console.awaitClosed();
+        }
+    }
+
+    /// How much of what was free when the daemon was fresh is used up; 0 while it is replaced.
+    double share() const { return (sizeBytes() - fresh) / (700000.0 * 1024 - fresh); }
+
+    /// The address space of the daemon that runs now.
+    double sizeBytes() const {
+        std::ifstream file("/proc/" + std::to_string(health().daemon_pid) + "/statm");
+        double pages = 0;
+        file >> pages;
+        return pages * static_cast<double>(::sysconf(_SC_PAGESIZE));
+    }
+
+    double fresh = 0;
 };

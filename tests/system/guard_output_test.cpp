@@ -10,8 +10,7 @@
 
 namespace {
 
-using GuardOutput = Guarded;
-
+/// A pipe for the guard's output, of which the test has the end to read from.
 struct Pipe {
     Pipe() {
         std::array<int, 2> ends{};
@@ -56,6 +55,16 @@ void askOften(int times) {
     }
 }
 
+class GuardOutput : public Guarded {
+  protected:
+    void startInto(Pipe& pipe) {
+        bed::DaemonOptions made = options();
+        made.standardOutput = pipe.writeEnd.get();
+        start(made);
+        pipe.writeEnd.reset();
+    }
+};
+
 }  // namespace
 
 TEST_F(GuardOutput, has_what_could_disturb_a_terminal_escaped) {
@@ -83,10 +92,7 @@ TEST_F(GuardOutput, has_an_unfinished_line_of_a_daemon_that_ends) {
 
 TEST_F(GuardOutput, does_not_hold_the_daemon_up_when_nobody_reads_and_counts_what_is_dropped) {
     Pipe pipe;
-    bed::DaemonOptions made = options();
-    made.standardOutput = pipe.writeEnd.get();
-    start(made);
-    pipe.writeEnd.reset();
+    startInto(pipe);
     constexpr int kCommands = 1000;
     askOften(kCommands);
 
@@ -109,10 +115,7 @@ TEST_F(GuardOutput, does_not_hold_the_daemon_up_when_nobody_reads_and_counts_wha
 
 TEST_F(GuardOutput, is_lost_without_harm_when_its_reader_is_gone) {
     Pipe pipe;
-    bed::DaemonOptions made = options();
-    made.standardOutput = pipe.writeEnd.get();
-    start(made);
-    pipe.writeEnd.reset();
+    startInto(pipe);
     pipe.readEnd.reset();
     askOften(300);
     EXPECT_EQ(health().restarts, 0);

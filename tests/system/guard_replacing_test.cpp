@@ -1,7 +1,6 @@
 // When avoipguard replaces a worn daemon, and what it does where it has few rights.
 #include <sys/shm.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "bed/occupant.hpp"
 #include "lib/frontend/turn.hpp"
@@ -9,24 +8,8 @@
 
 namespace {
 
-/// A daemon with little address space, of which each ended connection keeps some.
-class GuardReplaces : public Guarded {
+class GuardReplaces : public GuardedInLittleSpace {
   protected:
-    GuardReplaces() {
-        start(options(script("ulimit -s 8192; ulimit -v 700000; exec $avoipd")));
-        fresh_ = sizeBytes();
-    }
-
-    /// Connections come and go until so much of the address space is used up.
-    void wear(double share) {
-        const double room = 700000.0 * 1024 - fresh_;
-        while (sizeBytes() - fresh_ < share * room) {
-            bed::Console console;
-            console.send("exit!");
-            console.awaitClosed();
-        }
-    }
-
     /// Two changes that the guard sees and tells of: it has looked and acted between them.
     void awaitLooks() {
         for (int i = 0; i < 3; ++i) {
@@ -36,16 +19,6 @@ class GuardReplaces : public Guarded {
             awaitState("ok");
         }
     }
-
-  private:
-    double sizeBytes() const {
-        std::ifstream file("/proc/" + std::to_string(health().daemon_pid) + "/statm");
-        double pages = 0;
-        file >> pages;
-        return pages * static_cast<double>(::sysconf(_SC_PAGESIZE));
-    }
-
-    double fresh_ = 0;
 };
 
 /// A guard without any right, in a folder of its own.

@@ -1,5 +1,5 @@
 // avoipguard as a process: what it waits for, what it says, and how it ends.
-#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -214,6 +214,19 @@ TEST_F(GuardProcess, speaks_to_the_service_manager) {
     EXPECT_NE(environment, "");
     EXPECT_EQ(environment.find("NOTIFY_SOCKET"), std::string::npos);
     EXPECT_EQ(environment.find("WATCHDOG"), std::string::npos);
+}
+
+TEST_F(GuardProcess, comes_before_the_daemon_where_it_may) {
+    start();
+    std::size_t threads = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(
+             "/proc/" + std::to_string(health().daemon_pid) + "/task")) {
+        const auto thread = static_cast<id_t>(std::stoi(entry.path().filename()));
+        EXPECT_EQ(::getpriority(PRIO_PROCESS, thread), 0);
+        ++threads;
+    }
+    EXPECT_EQ(threads, 3U);
+    EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(guard->pid())), -10);
 }
 
 TEST_F(GuardProcess, ends_with_the_daemon_and_leaves_nothing_of_it_behind) {

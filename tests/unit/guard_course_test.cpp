@@ -7,23 +7,13 @@
 #include <vector>
 
 #include "avoipguard/concludes/course.hpp"
+#include "guard_seen.hpp"
 
 namespace avoip::guard {
 namespace {
 
-/// Everything in order, and a daemon that works.
-Seen working() {
-    Seen seen;
-    seen.control = {true, true, "001122aabbcc", true, true, true};
-    seen.runs = true;
-    seen.daemon.has_console = true;
-    seen.daemon.is_proven = true;
-    seen.daemon.identity = "001122aabbcc";
-    return seen;
-}
-
 Seen noDaemon(const std::string& end = "It has ended.") {
-    Seen seen = working();
+    Seen seen = seenWorking();
     seen.runs = false;
     seen.end = end;
     seen.daemon = {};
@@ -31,13 +21,13 @@ Seen noDaemon(const std::string& end = "It has ended.") {
 }
 
 Seen withoutConsole() {
-    Seen seen = working();
+    Seen seen = seenWorking();
     seen.daemon = {};
     return seen;
 }
 
 Seen changed(const std::function<void(Seen&)>& change) {
-    Seen seen = working();
+    Seen seen = seenWorking();
     change(seen);
     return seen;
 }
@@ -81,8 +71,8 @@ TEST(GuardCourse, starts_and_is_ok_when_the_daemon_is_proven) {
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
         {2, withoutConsole(), HealthState::kStarting, ""},
         {4, unproven, HealthState::kStarting, ""},
-        {6, working(), HealthState::kOk, ""},
-        {256, working(), HealthState::kOk, ""},
+        {6, seenWorking(), HealthState::kOk, ""},
+        {256, seenWorking(), HealthState::kOk, ""},
     });
 }
 
@@ -108,10 +98,10 @@ TEST(GuardCourse, does_not_start_what_could_not_work_for_somebody_else) {
 TEST(GuardCourse, ends_and_starts_for_a_fault_that_a_restart_mends_without_a_pause) {
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
-        {10, working(), HealthState::kOk, ""},
+        {10, seenWorking(), HealthState::kOk, ""},
         {5000, withoutSegment(), HealthState::kUseless, kGone, Action::kEnd},
         {5000, noDaemon(), HealthState::kUseless, kGone, Action::kStart},
-        {5010, working(), HealthState::kOk, ""},
+        {5010, seenWorking(), HealthState::kOk, ""},
         // One that is met at once again, too, for once.
         {5020, withoutSegment(), HealthState::kUseless, kGone, Action::kEnd},
         {5020, noDaemon(), HealthState::kUseless, kGone},
@@ -123,9 +113,9 @@ TEST(GuardCourse, ends_and_starts_for_a_fault_that_a_restart_mends_without_a_pau
 TEST(GuardCourse, says_how_a_daemon_ended_by_itself) {
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
-        {10, working(), HealthState::kOk, ""},
+        {10, seenWorking(), HealthState::kOk, ""},
         {5000, noDaemon("By signal 9."), HealthState::kUseless, "By signal 9.", Action::kStart},
-        {5010, working(), HealthState::kOk, ""},
+        {5010, seenWorking(), HealthState::kOk, ""},
     });
 }
 
@@ -144,7 +134,7 @@ TEST(GuardCourse, makes_pauses_that_grow_to_a_minute_while_starts_do_not_help) {
     EXPECT_EQ(pauses_ms, (std::vector<std::int64_t>{0, 250, 500, 1000, 2000, 4000, 8000, 16000,
                                                     32000, 60000, 60000, 60000}));
     // One that serves for two seconds was worth its start.
-    ASSERT_EQ(Course_next(course, working(), now_ms).state, HealthState::kOk);
+    ASSERT_EQ(Course_next(course, seenWorking(), now_ms).state, HealthState::kOk);
     now_ms += 2000;
     EXPECT_EQ(Course_next(course, noDaemon(), now_ms).action, Action::kStart);
 }
@@ -152,9 +142,9 @@ TEST(GuardCourse, makes_pauses_that_grow_to_a_minute_while_starts_do_not_help) {
 TEST(GuardCourse, pauses_behind_a_daemon_that_served_for_less_than_two_seconds) {
     Course course;
     ASSERT_EQ(Course_next(course, noDaemon(), 0).action, Action::kStart);
-    ASSERT_EQ(Course_next(course, working(), 0).state, HealthState::kOk);
+    ASSERT_EQ(Course_next(course, seenWorking(), 0).state, HealthState::kOk);
     ASSERT_EQ(Course_next(course, noDaemon(), 1999).action, Action::kStart);
-    ASSERT_EQ(Course_next(course, working(), 1999).state, HealthState::kOk);
+    ASSERT_EQ(Course_next(course, seenWorking(), 1999).state, HealthState::kOk);
     EXPECT_EQ(Course_next(course, noDaemon(), 3998).action, Action::kNone);
     EXPECT_EQ(Course_next(course, noDaemon(), 3998 + 250).action, Action::kStart);
 }
@@ -182,7 +172,7 @@ TEST(GuardCourse, leaves_a_daemon_alone_that_only_lacks_something_outside) {
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
         {10, kUnaddressed, HealthState::kUseless, kNoAddress},
         {90000, kUnaddressed, HealthState::kUseless, kNoAddress},
-        {90250, working(), HealthState::kOk, ""},
+        {90250, seenWorking(), HealthState::kOk, ""},
     });
 }
 
@@ -193,14 +183,14 @@ TEST(GuardCourse, lets_an_upload_end_before_it_ends_the_daemon_but_not_for_ever)
         std::string(kGone) + " It is restarted when the firmware upload has ended.";
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
-        {10, working(), HealthState::kOk, ""},
+        {10, seenWorking(), HealthState::kOk, ""},
         {5000, uploading, HealthState::kUseless, spared},
         {9000, uploading, HealthState::kUseless, spared},
         {9250, withoutSegment(), HealthState::kUseless, kGone, Action::kEnd},
     });
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
-        {10, working(), HealthState::kOk, ""},
+        {10, seenWorking(), HealthState::kOk, ""},
         {5000, uploading, HealthState::kUseless, spared},
         {604999, uploading, HealthState::kUseless, spared},
         {605000, uploading, HealthState::kUseless, kGone, Action::kEnd},
@@ -214,7 +204,7 @@ TEST(GuardCourse, does_not_wait_for_the_upload_of_a_daemon_that_stands_still) {
     });
     Course course;
     Course_next(course, noDaemon(), 0);
-    Course_next(course, working(), 10);
+    Course_next(course, seenWorking(), 10);
     EXPECT_EQ(Course_next(course, still, 5000).action, Action::kEnd);
 }
 
@@ -222,7 +212,7 @@ TEST(GuardCourse, replaces_a_worn_daemon_in_a_quiet_moment_then_in_turn_then_at_
     const auto actionAt = [](int percent, bool uploads = false) {
         Course course;
         Course_next(course, noDaemon(), 0);
-        Course_next(course, working(), 10);
+        Course_next(course, seenWorking(), 10);
         Seen seen = worn(percent);
         seen.daemon.uploads = uploads;
         return Course_next(course, seen, 5000).action;
@@ -241,7 +231,7 @@ TEST(GuardCourse, replaces_a_worn_daemon_in_a_quiet_moment_then_in_turn_then_at_
 TEST(GuardCourse, counts_a_replacement_as_no_failure) {
     Course course;
     Course_next(course, noDaemon(), 0);
-    Course_next(course, working(), 10);
+    Course_next(course, seenWorking(), 10);
     for (int i = 1; i < 10; ++i) {
         const std::int64_t now_ms = std::int64_t{i} * 100;
         Course_replaced(course, {"mappings", 61}, now_ms);
@@ -250,7 +240,7 @@ TEST(GuardCourse, counts_a_replacement_as_no_failure) {
         EXPECT_EQ(step.state, HealthState::kStarting);
         EXPECT_EQ(step.reason,
                   "avoipd has used up 61 % of its mappings: it is replaced by a new one.");
-        EXPECT_EQ(Course_next(course, working(), now_ms).reason, "");
+        EXPECT_EQ(Course_next(course, seenWorking(), now_ms).reason, "");
     }
 }
 

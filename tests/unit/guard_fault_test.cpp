@@ -6,19 +6,10 @@
 #include <string>
 
 #include "avoipguard/concludes/fault.hpp"
+#include "guard_seen.hpp"
 
 namespace avoip::guard {
 namespace {
-
-Seen inOrder() {
-    Seen seen;
-    seen.control = {true, true, "001122aabbcc", true, true, true};
-    seen.runs = true;
-    seen.daemon.has_console = true;
-    seen.daemon.is_proven = true;
-    seen.daemon.identity = "001122aabbcc";
-    return seen;
-}
 
 struct Case {
     std::function<void(Seen&)> change;
@@ -72,9 +63,9 @@ const std::array kFaults{
 };
 
 TEST(GuardFault, is_none_when_everything_is_in_order) {
-    EXPECT_FALSE(Fault_find(inOrder()).has_value());
+    EXPECT_FALSE(Fault_find(seenWorking()).has_value());
     // What has not lasted yet is none.
-    Seen seen = inOrder();
+    Seen seen = seenWorking();
     seen.daemon.stopped_ms = seen.daemon.unread_ms = seen.daemon.unconnected_ms = 999;
     seen.daemon.unanswered_ms = 1999;
     EXPECT_FALSE(Fault_find(seen).has_value());
@@ -82,7 +73,7 @@ TEST(GuardFault, is_none_when_everything_is_in_order) {
 
 TEST(GuardFault, has_its_reason_and_its_cure) {
     for (const Case& one : kFaults) {
-        Seen seen = inOrder();
+        Seen seen = seenWorking();
         one.change(seen);
         const auto fault = Fault_find(seen);
         ASSERT_TRUE(fault.has_value()) << one.reason;
@@ -95,7 +86,7 @@ TEST(GuardFault, has_its_reason_and_its_cure) {
 TEST(GuardFault, that_a_restart_mends_is_named_before_what_is_missing_outside) {
     for (const Case& inside : kFaults) {
         for (const Case& outside : kFaults) {
-            Seen seen = inOrder();
+            Seen seen = seenWorking();
             inside.change(seen);
             outside.change(seen);
             if (inside.cure == Cure::kRestart && outside.cure == Cure::kOutside &&
@@ -108,7 +99,7 @@ TEST(GuardFault, that_a_restart_mends_is_named_before_what_is_missing_outside) {
 }
 
 TEST(GuardFault, is_not_seen_in_an_identity_while_the_interface_has_no_mac_address) {
-    Seen seen = inOrder();
+    Seen seen = seenWorking();
     seen.control = {};
     seen.daemon.identity = "001122aabbdd";
     EXPECT_EQ(Fault_find(seen)->reason, "There is no control interface eth0.2.");
@@ -116,7 +107,7 @@ TEST(GuardFault, is_not_seen_in_an_identity_while_the_interface_has_no_mac_addre
 
 TEST(GuardObstacle, is_the_control_interface_first) {
     for (const Case& one : kFaults) {
-        Seen seen = inOrder();
+        Seen seen = seenWorking();
         seen.daemon = {};
         one.change(seen);
         seen.holders = {"a", "b", "c"};
@@ -131,7 +122,7 @@ TEST(GuardObstacle, is_the_control_interface_first) {
 }
 
 TEST(GuardObstacle, is_whoever_holds_what_the_daemon_needs) {
-    Seen seen = inOrder();
+    Seen seen = seenWorking();
     EXPECT_FALSE(Fault_obstacle(seen).has_value());
     seen.holders.segment = "user 7";
     EXPECT_EQ(Fault_obstacle(seen)->reason,

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -12,6 +13,8 @@
 #include <cstring>
 #include <string_view>
 #include <vector>
+
+#include "avoipguard/sees/process.hpp"
 
 namespace avoip::guard {
 
@@ -128,6 +131,19 @@ Child Child_start(const std::string& program, std::string& problem) {
         ::fcntl(pipe->read_end.get(), F_SETFL, O_NONBLOCK);
     }
     return {pid, std::move(output.read_end), std::move(errors.read_end)};
+}
+
+void Child_endPrecedence(pid_t pid) {
+    // Each thread has its own, from the one that began it. The second time is for those that began
+    // meanwhile.
+    for (int i = 0; i < 2; ++i) {
+        for (const pid_t thread : Process_threads(pid)) {
+            const auto number = static_cast<id_t>(thread);
+            if (::getpriority(PRIO_PROCESS, number) < 0) {
+                ::setpriority(PRIO_PROCESS, number, 0);
+            }
+        }
+    }
 }
 
 void Child_kill(pid_t pid, int listener) {

@@ -1,6 +1,7 @@
 #include "avoipguard/does/guard.hpp"
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -41,6 +42,7 @@ constexpr std::int64_t kLongestQuietPauseMs = 60'000;
 constexpr std::int64_t kEndsWithinMs = 2000;
 constexpr std::int64_t kLastWordsWithinMs = 1000;
 constexpr int kUploadsMatterFromPercent = 60;
+constexpr int kPrecedence = -10;
 
 struct Guard {
     Options options;
@@ -54,6 +56,7 @@ struct Guard {
     Course course;
     Child child;
     std::optional<Watch> watch;  ///< of the child
+    bool is_ordinary = false;    ///< the child, among other processes
     int starts = 0;
     bool was_ready = false;
     /// What became of the last daemon, and what of it the system may not have cleared away yet.
@@ -76,14 +79,14 @@ std::int64_t now_ms() {
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-/// Reads what the daemon has printed by now and takes it to the relay.
-void passOn(const Descriptor& from, Relay& relay, Watch* watch) {
+/// Reads what the daemon has printed by now and takes it to the relay; false when it was nothing.
+bool passOn(const Descriptor& from, Relay& relay, Watch* watch) {
     std::array<char, 65536> piece;
     // As much at once as the daemon may have on its way; what comes meanwhile is for the next time.
     for (int i = 0; i < 4; ++i) {
         const ssize_t count = ::read(from.get(), piece.data(), piece.size());
         if (count <= 0) {
-            return;
+            return i > 0;
         }
         const std::string_view bytes(piece.data(), static_cast<std::size_t>(count));
         if (watch != nullptr) {
@@ -91,15 +94,20 @@ void passOn(const Descriptor& from, Relay& relay, Watch* watch) {
         }
         Relay_take(relay, bytes);
     }
+    return true;
 }
 
-void passAllOn(Guard& guard) {
+/// Passes on what there is to pass on; false when the daemon has printed nothing, and so had no
+/// command.
+bool passAllOn(Guard& guard) {
+    bool has_printed = false;
     if (guard.child.pid != 0) {
-        passOn(guard.child.output, guard.output, &*guard.watch);
+        has_printed = passOn(guard.child.output, guard.output, &*guard.watch);
         passOn(guard.child.errors, guard.errors, nullptr);
     }
     Relay_write(guard.output);
     Relay_write(guard.errors);
+    return has_printed;
 }
 
 /// The child is there no more, or is about to be.
@@ -149,6 +157,7 @@ void startChild(Guard& guard, std::int64_t now) {
     ++guard.starts;
     if (guard.child.pid != 0) {
         guard.watch.emplace();
+        guard.is_ordinary = false;
         guard.watch->pid = guard.child.pid;
         guard.watch->last_look_ms = now;
     }
@@ -276,6 +285,10 @@ void lookAndAct(Guard& guard) {
         was_ended = carryOut(guard, step, seen.daemon.wear, now);
     }
     leaveTurn(guard, now_ms());
+    if (guard.watch && guard.watch->is_complete && !guard.is_ordinary) {
+        guard.is_ordinary = true;
+        Child_endPrecedence(guard.child.pid);
+    }
     if (guard.course.phase == Phase::kServing && !guard.was_ready) {
         guard.was_ready = true;
         Notify_send(guard.notify, "READY=1");
@@ -316,9 +329,10 @@ bool wait(Guard& guard, std::int64_t until_ms) {
     if (watched[1].revents != 0) {
         ControlBell_silence(guard.bell);
     }
-    passAllOn(guard);
+    const bool has_printed = passAllOn(guard);
     return std::any_of(watched.begin(), watched.begin() + 3,
-                       [](const pollfd& entry) { return entry.revents != 0; });
+                       [](const pollfd& entry) { return entry.revents != 0; }) ||
+           (has_printed && Watch_hasGrown(*guard.watch, now_ms()));
 }
 
 /// The signal that asks for the end; 0 when none has come. A child's end is looked for elsewhere.
@@ -379,6 +393,14 @@ Descriptor openSignals() {
     return Descriptor(::signalfd(-1, &wanted, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 
+/// Lets this process come before the daemon and its front ends: on a busy machine they could use the
+/// daemon up between two of its looks. Refused to most users, and done without then.
+void takePrecedence() {
+    if (::getpriority(PRIO_PROCESS, 0) == 0) {
+        ::setpriority(PRIO_PROCESS, 0, kPrecedence);
+    }
+}
+
 }  // namespace
 
 int Guard_makeSegment() {
@@ -400,6 +422,7 @@ int Guard_run(const Options& options) {
         std::fprintf(stderr, "avoipguard: %s\n", problem.c_str());
         return kExitFailure;
     }
+    takePrecedence();
     Guard guard;
     guard.options = options;
     guard.notify = Notify_open();

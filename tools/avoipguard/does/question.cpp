@@ -1,6 +1,9 @@
 #include "avoipguard/does/question.hpp"
 
+#include <chrono>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "lib/frontend/reason.hpp"
 #include "lib/frontend/waiting.hpp"
@@ -10,6 +13,7 @@ namespace avoip::guard {
 namespace {
 
 constexpr std::int64_t kAskEveryMs = 500;
+constexpr std::chrono::microseconds kTryEvery{50};
 
 void ask(Question& question, KeptConsole& console, std::int64_t now_ms) {
     Reason reason;
@@ -29,14 +33,21 @@ void ask(Question& question, KeptConsole& console, std::int64_t now_ms) {
 }  // namespace
 
 bool HeldTurn_take(HeldTurn& turn, std::int64_t timeout_ms) {
-    if (turn == nullptr) {
+    const Deadline deadline = Deadline_in(timeout_ms);
+    while (turn == nullptr) {
         Reason reason;
-        turn = std::make_unique<Turn>();
-        if (turn->take(Deadline_in(timeout_ms), reason) != AVOIP_OK) {
-            turn.reset();
+        auto taken = std::make_unique<Turn>();
+        if (taken->take(Deadline_in(0), reason) == AVOIP_OK) {
+            turn = std::move(taken);
+        } else if (Deadline_left_us(deadline) == 0) {
+            return false;
+        } else {
+            // Front ends that come one after the other leave only instants between their turns; one
+            // that waited for its turn with growing pauses would hardly ever find one.
+            std::this_thread::sleep_for(kTryEvery);
         }
     }
-    return turn != nullptr;
+    return true;
 }
 
 void Question_look(Question& question, HeldTurn& turn, KeptConsole& console, std::int64_t now_ms) {

@@ -17,6 +17,8 @@ constexpr std::size_t kFirstWordsMost = 4096;
 /// Between two looks no more time counts than this: when this process itself was held up, nothing
 /// says that the daemon was not.
 constexpr std::int64_t kLongestStepMs = 500;
+constexpr std::int64_t kGrowthEveryMs = 5;
+constexpr int kGrowthPercent = 5;
 
 /// The daemon's descriptor of a socket; -1 when it has none.
 int numberOf(const Descriptors& descriptors, std::uint64_t inode) {
@@ -86,11 +88,12 @@ Use useOf(Watch& watch, const Descriptors& descriptors, std::size_t connections,
 }
 
 Wear wearOf(Watch& watch, const Descriptors& descriptors, std::int64_t now_ms) {
-    const Bounds bounds = Bounds_look(watch.pid);
+    watch.bounds = Bounds_look(watch.pid);
     // Which of them are connections only matters when there are many.
-    const bool are_many = descriptors.size() > bounds.descriptors / 2;
+    const bool are_many = descriptors.size() > watch.bounds.descriptors / 2;
     const std::size_t connections = are_many ? connectionsOf(descriptors) : 0;
-    return Wear_worst(watch.fresh, useOf(watch, descriptors, connections, now_ms), bounds);
+    watch.latest = useOf(watch, descriptors, connections, now_ms);
+    return Wear_worst(watch.fresh, watch.latest, watch.bounds);
 }
 
 /// Takes down what the daemon begins with.
@@ -197,6 +200,18 @@ bool Watch_uploads(const Watch& watch) {
     const auto uploads = Sockets_connections(0, kUploadPort);
     return uploads && !uploads->empty() &&
            ownOf(uploads, Process_descriptors(watch.pid)) != nullptr;
+}
+
+bool Watch_hasGrown(Watch& watch, std::int64_t now_ms) {
+    if (!watch.is_complete || now_ms < watch.next_growth_ms) {
+        return false;
+    }
+    watch.next_growth_ms = now_ms + kGrowthEveryMs;
+    const MemorySeen memory = Process_memory(watch.pid);
+    Use now = watch.latest;
+    now.size_bytes = memory.size_bytes;
+    now.private_bytes = memory.private_bytes;
+    return Wear_worst(watch.latest, now, watch.bounds).percent >= kGrowthPercent;
 }
 
 bool Watch_isQuiet(Watch& watch, std::int64_t now_ms) {

@@ -35,6 +35,9 @@ struct Watch {
     SocketOwner sharer;              ///< of the reply port
     std::vector<int> segments;       ///< those that it is attached to
     Use fresh;                       ///< what it took up then
+    Use latest;                      ///< what it took up at the latest look
+    Bounds bounds;                   ///< what it could take up then
+    std::int64_t next_growth_ms = 0;
     std::size_t mappings = 0;
     std::size_t mappings_at_bytes = 0;  ///< of private memory when they were counted
     std::int64_t next_count_ms = 0;
@@ -53,6 +56,10 @@ DaemonSeen Watch_look(Watch& watch, HeldTurn& turn, std::uint64_t dying, std::in
 
 /// Whether the daemon sends an image to a device now.
 bool Watch_uploads(const Watch& watch);
+
+/// Whether the daemon has taken up so much since the latest look that the next one should not wait.
+/// A small address space is used up within less time than there is between two looks.
+bool Watch_hasGrown(Watch& watch, std::int64_t now_ms);
 
 /// Whether no connection but the kept one stands.
 bool Watch_isQuiet(Watch& watch, std::int64_t now_ms);
