@@ -6,19 +6,19 @@
 #include <string>
 #include <vector>
 
-#include "avoipctl/answer.hpp"
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
 #include "gtest/gtest.h"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
+#include "lib/client/answer.hpp"
 
 namespace {
 
-using namespace avoip::ctl;
+using namespace avoip;
 
 std::string makeFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();

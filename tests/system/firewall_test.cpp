@@ -73,7 +73,8 @@ std::string receiveText(const avoip::Descriptor& socket) {
 avoip::Descriptor connectFromOutside() {
     avoip::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const sockaddr_in console = addressOf(bed::kControlAddress, bed::kConsolePort);
-    ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&console), sizeof console);
+    static_cast<void>(
+        ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&console), sizeof console));
     return socket;
 }
 

@@ -1,15 +1,20 @@
 // How the daemon starts, and how it lives on when a step of its start-up fails.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "bed/occupant.hpp"
 #include "bed/session.hpp"
-#include "system/families/commands.hpp"
+#include "bed/transcript.hpp"
+#include "system/families/answers.hpp"
 
 namespace {
 
@@ -44,10 +49,11 @@ TEST(Startup, looks_at_no_arguments) {
 
 TEST(Startup, the_program_has_its_version_as_a_text) {
     const bed::Namespaces namespaces;
-    const bed::Daemon daemon;
+    bed::Daemon daemon;
+    daemon.awaitOutput(kListening);
     std::ifstream file("/proc/" + std::to_string(daemon.pid()) + "/exe", std::ios::binary);
     const std::string program(std::istreambuf_iterator<char>(file), {});
-    EXPECT_NE(program.find(std::string("\0avoipd " AVOIP_VERSION "\0", 9 + sizeof AVOIP_VERSION)),
+    EXPECT_NE(program.find(std::string("avoipd " AVOIP_VERSION "\0", 7 + sizeof AVOIP_VERSION)),
               std::string::npos);
 }
 
@@ -111,16 +117,8 @@ TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
         std::string("local mac:001122aabbcc \npEthName(eth0.2) get socket err!\n") + kListening);
     daemon.errors().awaitWhole("bind(): Address already in use\n");
 
-    for (const std::string name :
-         {"config get devices", "config get encoders", "config get decoders"}) {
-        EXPECT_EQ(segment.ask(console, name + "!"), failure(name));
-    }
-    for (const families::Command& command : families::kCommands) {
-        EXPECT_EQ(segment.ask(console, command.line), failure(command.failureName));
-    }
-    for (const std::string name : {"update all encoders", "update device encoder",
-                                   "update all decoders", "update device decoder"}) {
-        EXPECT_EQ(segment.ask(console, name + " x /nonexistent!"), failure(name));
+    for (const bed::Recorded& unsent : bed::allRecords("unsent/")) {
+        EXPECT_EQ(segment.ask(console, unsent.line), unsent.answer);
     }
     EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
     EXPECT_TRUE(device.hasHeardNothing());
@@ -149,15 +147,48 @@ TEST(Startup, goes_on_without_any_port) {
 }
 
 TEST(Startup, prints_into_no_socket_when_it_has_no_outputs) {
+    for (const std::vector<int>& closed :
+         {std::vector{STDOUT_FILENO, STDERR_FILENO},
+          std::vector{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}}) {
+        const bed::Namespaces namespaces;
+        bed::DaemonOptions options;
+        options.closed = closed;
+        const bed::Daemon daemon(options);
+        bed::Console console;
+        bed::Segment segment;
+        EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
+        EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
+        EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
+    }
+}
+
+TEST(Startup, uses_no_huge_pages) {
     const bed::Namespaces namespaces;
-    bed::DaemonOptions options;
-    options.closed = {STDOUT_FILENO, STDERR_FILENO};
-    const bed::Daemon daemon(options);
-    bed::Console console;
-    bed::Segment segment;
-    EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
-    EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
-    EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
+    bed::Daemon daemon;
+    daemon.awaitOutput(kListening);
+    EXPECT_EQ(daemon.statusNumber("THP_enabled"), 0U);
+}
+
+TEST(Startup, ends_with_a_main_thread_that_sleeps_20_seconds_at_a_time) {
+    const bed::Namespaces namespaces;
+    const bed::Daemon daemon;
+    const std::string process = "/proc/" + std::to_string(daemon.pid());
+    const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " ";
+    std::string call;
+    bed::awaitCondition("the main thread to sleep", [&] {
+        std::ifstream file(process + "/syscall");
+        return std::getline(file, call) && call.starts_with(sleeping);
+    });
+    // The call's number, then its arguments: clock, flags, and where the time stands.
+    unsigned long time = 0;
+    ASSERT_EQ(std::sscanf(call.c_str(), "%*d %*x %*x %lx", &time), 1) << call;
+    std::ifstream memory(process + "/mem");
+    memory.seekg(static_cast<std::streamoff>(time));
+    timespec asked{};
+    memory.read(reinterpret_cast<char*>(&asked), sizeof asked);
+    EXPECT_TRUE(memory.good());
+    EXPECT_EQ(asked.tv_sec, 20);
+    EXPECT_EQ(asked.tv_nsec, 0);
 }
 
 TEST(Startup, works_with_descriptors_from_1024_on) {
@@ -169,14 +200,11 @@ TEST(Startup, works_with_descriptors_from_1024_on) {
     bed::Console console;
     bed::Segment segment;
 
-    segment.clear();
-    console.send("config get devices!");
-    device.receive();
     device.reply(bed::replyText(
         "config get device", "success", "001122aabbcc", "tx01",
         R"("device":{"deviceid":"tx01","alias":"a","devtype":"t","devaddr":"d","devnetmask":"n",)"
         R"("devgateway":"g","devmac":"m","status":"s","version":"v"})"));
-    EXPECT_EQ(segment.awaitAnswer(),
+    EXPECT_EQ(segment.ask(console, "config get devices!"),
               R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[)"
               R"({"hostid":"tx01","devtype":"t","alias":"a","devaddr":"d","devnetmask":"n",)"
               R"("devgateway":"g","devmac":"m","status":"s","version":"v"}]})");
