@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "bed/folder.hpp"
 #include "bed/wait.hpp"
 #include "lib/health/health_reader.hpp"
 #include "load/bed.hpp"
@@ -88,7 +89,6 @@ struct GuardedBed {
     }
     GuardedBed(const GuardedBed&) = delete;
     GuardedBed& operator=(const GuardedBed&) = delete;
-    ~GuardedBed() { std::filesystem::remove_all(folder); }
 
     bed::DaemonOptions options(std::vector<std::pair<int, rlim_t>> limits) const {
         bed::DaemonOptions made;
@@ -99,12 +99,8 @@ struct GuardedBed {
         return made;
     }
 
-    static std::string makeFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
-        return ::mkdtemp(pattern.data());
-    }
-
-    std::string folder = makeFolder();
+    bed::Folder place;
+    const std::string& folder = place.path();
     bed::Namespaces namespaces;
     avoip::Descriptor nowhere{::open("/dev/null", O_WRONLY | O_CLOEXEC)};
     bed::Daemon guard;

@@ -18,6 +18,7 @@
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/device.hpp"
+#include "bed/folder.hpp"
 #include "bed/front_end.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
@@ -31,15 +32,6 @@ class Guarded : public testing::Test {
     Guarded() : Guarded(bed::Control::kAddressed) {}
     explicit Guarded(bed::Control control) : namespaces(control) {
         ::setenv("AVOIP_LOCK_FILE", (folder + "/lock").c_str(), 1);
-    }
-    ~Guarded() override {
-        guard.reset();
-        std::filesystem::remove_all(folder);
-    }
-
-    static std::string makeFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
-        return ::mkdtemp(pattern.data());
     }
 
     /// The guard with this daemon, which is avoipd where none is named.
@@ -101,14 +93,15 @@ class Guarded : public testing::Test {
     /// Whether a front end is answered and the devices hear it.
     void expectWorks() {
         bed::Device device(namespaces);
-        FrontEnd frontEnd;
+        bed::FrontEnd frontEnd;
         const auto answer = frontEnd.ask("device showme rx01!", bed::kPatience);
         ASSERT_NE(answer, nullptr) << frontEnd.explanation();
         EXPECT_STREQ(answer.get(), R"({"ack":{"cmd":"device showme","status":"success"}})");
         EXPECT_NE(device.receive().text.find(R"("hostid":")" + identity + "\""), std::string::npos);
     }
 
-    const std::string folder = makeFolder();
+    const bed::Folder place;
+    const std::string& folder = place.path();
     std::string identity = "001122aabbcc";
     bed::Namespaces namespaces;
     std::unique_ptr<bed::Daemon> guard;

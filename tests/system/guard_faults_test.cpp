@@ -70,7 +70,7 @@ std::string thisProcess() {
 }
 
 void discover(const std::string& line, bool isAnswered) {
-    FrontEnd frontEnd;
+    bed::FrontEnd frontEnd;
     const auto answer = frontEnd.ask(line, bed::kPatience);
     ASSERT_NE(answer, nullptr) << frontEnd.explanation();
     EXPECT_EQ(std::string(answer.get()).find("success") != std::string::npos, isAnswered);
@@ -344,7 +344,7 @@ TEST_F(GuardFaultsInLittleSpace, addresses_that_ended_connections_keep_are_had_b
         fresh = sizeBytes();
         // A front end for each command, as a script has one.
         while (share() < 0.62 && health().restarts == restarts) {
-            FrontEnd frontEnd;
+            bed::FrontEnd frontEnd;
             ASSERT_NE(frontEnd.ask("hello!", bed::kPatience), nullptr) << frontEnd.explanation();
         }
         awaitRestart(restarts);

@@ -5,7 +5,7 @@
 #include <array>
 #include <thread>
 
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 #include "system/guard_bed.hpp"
 
 namespace {

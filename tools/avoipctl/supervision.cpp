@@ -1,52 +1,40 @@
 #include "avoipctl/supervision.hpp"
 
-#include <cstdlib>
 #include <ctime>
 #include <ostream>
+#include <string_view>
 
-#include "lib/base/json.hpp"
+#include "avoipctl/run.hpp"
 #include "lib/health/health_reader.hpp"
 
 namespace avoip::ctl {
 
 namespace {
 
-constexpr const char* kQuestion = "config get devices!";
-constexpr int kAnswerWithinMs = 5000;
+constexpr std::string_view kQuestion = "config get devices!";
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-
-bool isSuccess(const char* answer) {
-    const Json root = Json_parse(answer);
-    return Json_text(Json_find(root.get(), "ack"), "status") == "success";
-}
-
-/// Asks the daemon for its devices: that takes the console, the segment and the way to the devices.
-Health ask(const Options& options) {
+/// How a daemon is that was asked for its devices: that takes the console, the segment and the way
+/// to the devices.
+Health healthBy(const Reply& reply) {
     Health health;
     health.since = std::time(nullptr);
-    const std::unique_ptr<avoip_frontend, FrontendClose> frontend(
-        avoip_frontend_open(options.host.c_str(), options.port));
-    if (frontend == nullptr) {
-        return health;
-    }
-    char* text = nullptr;
-    const int timeout_ms =
-        options.timeout_s > 0 ? static_cast<int>(options.timeout_s * 1000) : kAnswerWithinMs;
-    const auto result = avoip_frontend_ask(frontend.get(), kQuestion, timeout_ms, &text);
-    const std::unique_ptr<char, Free> answer(text);
-    if (result == AVOIP_OK && isSuccess(answer.get())) {
-        health.state = HealthState::kOk;
-    } else if (result == AVOIP_OK) {
-        health.state = HealthState::kUseless;
-        health.reason =
-            "avoipd answers, but could not send to the devices: see its output, and whether its "
-            "eth0.2 has an address.";
-    } else {
-        health.state = result == AVOIP_NO_DAEMON ? HealthState::kAbsent : HealthState::kUseless;
-        health.reason = avoip_frontend_error(frontend.get());
+    switch (reply.end) {
+        case End::kSuccess:
+            health.state = HealthState::kOk;
+            break;
+        case End::kFailure:
+            health.state = HealthState::kUseless;
+            health.reason =
+                "avoipd answers, but could not send to the devices: see its output, and whether "
+                "its eth0.2 has an address.";
+            break;
+        case End::kNoDaemon:
+            health.state = HealthState::kAbsent;
+            health.reason = reply.reason;
+            break;
+        default:
+            health.state = HealthState::kUseless;
+            health.reason = reply.reason;
     }
     return health;
 }
@@ -70,7 +58,17 @@ void print(Session& session, const Health& health, bool is_supervised,
 
 Status Supervision_show(Session& session, const std::string& state_folder) {
     const auto kept = Health_readFolder(state_folder);
-    const Health health = kept ? *kept : ask(session.options);
+    Health health;
+    if (kept) {
+        health = *kept;
+    } else {
+        const Reply reply = Client_send(Session_client(session), std::string(kQuestion));
+        if (reply.end == End::kNoTurn) {
+            // This says nothing of the daemon.
+            return Run_report(session, reply);
+        }
+        health = healthBy(reply);
+    }
     if (session.options.json) {
         session.out << Health_text(health) << '\n';
     } else {
