@@ -1,6 +1,6 @@
-# Builds for 32-bit Arm with a floating-point unit (Debian's armhf), with Debian's cross compiler and the libraries that
-# are installed beside this machine's own (dpkg --add-architecture armhf). What is built can be run by
-# qemu's user mode emulation.
+# Builds for 32-bit Arm with a floating-point unit (Debian's armhf),
+# with Debian's cross compiler and the libraries that are installed beside this machine's own
+# (dpkg --add-architecture armhf). What is built can be run by qemu's user mode emulation.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)

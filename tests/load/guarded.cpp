@@ -41,7 +41,7 @@ class PlainFrontEnd {
     std::size_t rows() const { return rows_; }
     std::size_t refused() const { return refused_; }
     std::size_t connections() const { return connections_; }
-    double longestMs() const { return longestMs_; }
+    double longest_ms() const { return longest_ms_; }
 
   private:
     static bool connects() {
@@ -65,7 +65,7 @@ class PlainFrontEnd {
                 ++rows_;
                 refused_ += row;
                 const std::chrono::duration<double, std::milli> took = Clock::now() - begin;
-                longestMs_ = std::max(longestMs_, took.count());
+                longest_ms_ = std::max(longest_ms_, took.count());
             }
             std::this_thread::sleep_for(1ms);
         }
@@ -74,7 +74,7 @@ class PlainFrontEnd {
     std::size_t rows_ = 0;
     std::size_t refused_ = 0;
     std::size_t connections_ = 0;
-    double longestMs_ = 0;
+    double longest_ms_ = 0;
     std::jthread thread_{[this](const std::stop_token& finishing) { run(finishing); }};
 };
 
@@ -107,7 +107,7 @@ struct GuardedBed {
 };
 
 Footprint footprintOf(const bed::Daemon& process) {
-    return {process.residentKiB(), process.descriptors().size(), 0};
+    return {process.resident_kib(), process.descriptors().size(), 0};
 }
 
 /// The highest wear at which the guard has replaced the daemon, in percent.
@@ -130,7 +130,7 @@ std::string summary(std::size_t connections, GuardedBed& bed) {
 
 std::string seenBy(const PlainFrontEnd& plain) {
     std::array<char, 64> longest{};
-    std::snprintf(longest.data(), longest.size(), "%.1f", plain.longestMs());
+    std::snprintf(longest.data(), longest.size(), "%.1f", plain.longest_ms());
     return "; a front end without the library was refused in " + std::to_string(plain.rows()) +
            " of its " + grouped(plain.connections()) + " connections, " + grouped(plain.refused()) +
            " times in all, for " + longest.data() + " ms at most";
@@ -168,7 +168,7 @@ Finding guardedConnections(std::size_t connections) {
     Finding finding = askOnEach(connections, bed);
     plain.finish();
     finding.done += seenBy(plain);
-    addLoss(finding.lost, plain.longestMs() > kRefusedMs ? 1 : 0,
+    addLoss(finding.lost, plain.longest_ms() > kRefusedMs ? 1 : 0,
             "refusal for more than " + std::to_string(kRefusedMs) + " ms");
     return finding;
 }

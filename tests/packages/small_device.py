@@ -120,7 +120,7 @@ def session(avoipctl):
 
 
 def cost(count, daemon, console, command):
-    """The instructions of one command: of many less those of few, so that the end of it is not in."""
+    """The instructions of one command: of many less those of few, without those of the end."""
     few, many = 2, 12
     used = []
     for number in (few, many):

@@ -112,7 +112,7 @@ class GuardedInLittleSpace : public Guarded {
   protected:
     GuardedInLittleSpace() {
         start(options(script("ulimit -s 8192; ulimit -v 700000; exec $avoipd")));
-        fresh = sizeBytes();
+        fresh = size_bytes();
     }
 
     /// Connections come and go until so much of the address space is used up.
@@ -125,10 +125,10 @@ class GuardedInLittleSpace : public Guarded {
     }
 
     /// How much of what was free when the daemon was fresh is used up; 0 while it is replaced.
-    double share() const { return (sizeBytes() - fresh) / (700000.0 * 1024 - fresh); }
+    double share() const { return (size_bytes() - fresh) / (700000.0 * 1024 - fresh); }
 
     /// The address space of the daemon that runs now.
-    double sizeBytes() const {
+    double size_bytes() const {
         std::ifstream file("/proc/" + std::to_string(health().daemon_pid) + "/statm");
         double pages = 0;
         file >> pages;

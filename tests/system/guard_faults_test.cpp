@@ -341,7 +341,7 @@ TEST_F(GuardFaults, descriptors_that_failed_uploads_leak_are_had_back) {
 
 TEST_F(GuardFaultsInLittleSpace, addresses_that_ended_connections_keep_are_had_back) {
     for (int restarts = 0; restarts < 3; ++restarts) {
-        fresh = sizeBytes();
+        fresh = size_bytes();
         // A front end for each command, as a script has one.
         while (share() < 0.62 && health().restarts == restarts) {
             bed::FrontEnd frontEnd;

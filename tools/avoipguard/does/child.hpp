@@ -22,8 +22,8 @@ struct Child {
 /// child, `problem` says why.
 Child Child_start(const std::string& program, std::string& problem);
 
-/// Takes from the daemon the precedence over other processes that it has from this one: it is for its
-/// start, while front ends find no console.
+/// Takes from the daemon the precedence over other processes that it has from this one: it is for
+/// its start, while front ends find no console.
 void Child_endPrecedence(pid_t pid);
 
 /// Kills the daemon and closes the socket that it listens with, so that a new one can listen while

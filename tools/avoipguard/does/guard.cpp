@@ -393,8 +393,8 @@ Descriptor openSignals() {
     return Descriptor(::signalfd(-1, &wanted, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 
-/// Lets this process come before the daemon and its front ends: on a busy machine they could use the
-/// daemon up between two of its looks. Refused to most users, and done without then.
+/// Lets this process come before the daemon and its front ends: on a busy machine they could use
+/// the daemon up between two of its looks. Refused to most users, and done without then.
 void takePrecedence() {
     if (::getpriority(PRIO_PROCESS, 0) == 0) {
         ::setpriority(PRIO_PROCESS, 0, kPrecedence);
