@@ -50,8 +50,8 @@ pid_t lockerOf(const Descriptor& file, off_t byte) {
 
 Descriptor StateFolder_keep(const std::string& folder, std::string& problem) {
     // Whatever the umask is, the others can read what stands here.
-    const bool is_made = ::mkdir(folder.c_str(), kFolderMode) == 0;
-    if (is_made ? ::chmod(folder.c_str(), kFolderMode) != 0 : errno != EEXIST) {
+    const bool isMade = ::mkdir(folder.c_str(), kFolderMode) == 0;
+    if (isMade ? ::chmod(folder.c_str(), kFolderMode) != 0 : errno != EEXIST) {
         problem = "The state folder " + folder + " cannot be made (" + std::strerror(errno) +
                   "). Make it, or name another one with --state-folder.";
         return {};

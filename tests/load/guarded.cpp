@@ -145,7 +145,7 @@ Finding askOnEach(std::size_t connections, GuardedBed& bed) {
     finding.before = footprintOf(bed.guard);
     const auto begin = Clock::now();
     for (std::size_t i = 0; i < connections; ++i) {
-        FrontEnd frontEnd;
+        bed::FrontEnd frontEnd;
         const std::string problem = askCommand(frontEnd, i);
         if (!problem.empty()) {
             ++unserved;

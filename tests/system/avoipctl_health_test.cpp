@@ -1,5 +1,6 @@
 // avoipctl health: with a guard, which says how the daemon is, and without one.
 #include "bed/ip_tool.hpp"
+#include "lib/frontend/turn.hpp"
 #include "system/avoipctl_bed.hpp"
 #include "system/guard_bed.hpp"
 
@@ -104,6 +105,18 @@ TEST_F(AvoipctlHealth, ends_with_1_when_a_daemon_that_has_no_guard_does_not_answ
                        "try again later, or give a longer time-out.\n" +
                            askedNote(),
                        ""}));
+}
+
+TEST_F(AvoipctlHealth, ends_with_5_when_others_keep_a_daemon_without_a_guard_from_being_asked) {
+    bed::Daemon daemon;
+    const bed::Console listens;
+    const bed::Segment stands;
+    avoip::Turn turn;
+    avoip::Reason none;
+    ASSERT_EQ(turn.take(avoip::Deadline_in(0), none), AVOIP_OK);
+    const Outcome outcome = run({"--timeout", "0.2"});
+    EXPECT_EQ(outcome.status, 5) << outcome;
+    EXPECT_EQ(outcome.output, "");
 }
 
 TEST_F(AvoipctlHealth, ends_with_3_when_there_is_nobody) {

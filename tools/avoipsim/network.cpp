@@ -49,8 +49,8 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
     const sockaddr_in group = socketAddress(std::string(kDeviceGroup), kRequestPort);
     // Where the system does not know that option, as qemu's does not,
     // other interfaces are heard too.
-    const bool hears_one = setOption(socket.get(), IP_MULTICAST_ALL, 0) || errno == ENOPROTOOPT;
-    if (!socket.isOpen() || !hears_one) {
+    const bool hearsOne = setOption(socket.get(), IP_MULTICAST_ALL, 0) || errno == ENOPROTOOPT;
+    if (!socket.isOpen() || !hearsOne) {
         problem = failure("no UDP socket");
         return {};
     }
