@@ -56,7 +56,7 @@ std::string Health_text(const Health& health) {
            ",\"reason\":" + quoted(health.reason) +
            ",\"since\":" + quoted(Health_timeText(health.since)) +
            ",\"restarts\":" + std::to_string(health.restarts) +
-           ",\"daemon_pid\":" + std::to_string(health.daemon_pid) + "}";
+           ",\"daemon_pid\":" + std::to_string(health.daemonPid) + "}";
 }
 
 std::string Health_timeText(std::time_t moment) {

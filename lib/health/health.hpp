@@ -25,7 +25,7 @@ struct Health {
     std::string reason;     ///< why, and what can be done about it; may be empty when it works
     std::time_t since = 0;  ///< when it came into this state
     int restarts = 0;       ///< how often the daemon was started after the first time
-    int daemon_pid = 0;     ///< 0 when there is none
+    int daemonPid = 0;      ///< 0 when there is none
     bool operator==(const Health&) const = default;
 };
 

@@ -161,6 +161,10 @@ works() {
     [[ $(state state) == ok ]]
 }
 
+health_shows() {
+    on device avoipctl health | grep --fixed-strings "$1"
+}
+
 other_daemon_than() {
     works && [[ $(state daemon_pid) != "$1" ]]
 }
@@ -175,6 +179,7 @@ device_is_installed() {
     shows "the answer segment stands already, and is the daemon's user's" "avoip" \
         on device ipcs --shmems
     shows "it runs as avoip" avoip on device ps -o user= -C avoipguard
+    shows "before other processes" -10 on device ps -o ni= -C avoipguard
     refused "nobody else may write the state" \
         on device runuser -u nobody -- touch /run/avoip/x
 }
@@ -204,6 +209,9 @@ guard_cures() {
     shows "which answers again" TX-0001 on device avoipctl devices
     on device bash -c 'kill -KILL $(pidof avoipguard)'
     await "systemd starts a killed guard" works
+    on device avoipctl report >"$scratch/report"
+    shows "a report has the guard's lines" "Killed" cat "$scratch/report"
+    refused "and nobody's commands" grep --fixed-strings "TX-0001" "$scratch/report"
 }
 
 sandbox_holds() {
@@ -258,6 +266,10 @@ ports_close() {
     local examples=/usr/share/doc/avoip/examples/closed-ports
     check "a user may bind port 8003 beside the daemon's" \
         on device bash -c 'timeout 1 runuser -u guest -- nc -u -l 10.88.0.1 8003; [ $? -eq 124 ]'
+    on device timeout 10 runuser -u guest -- nc -u -l 10.88.0.1 8003 &
+    await "which the guard sees" health_shows "UDP port 8003 is shared with"
+    wait $! || true
+    await "until it is gone" works
     on device bash -c "install -D -t /etc/sysctl.d $examples/60-avoip-ports.conf
         install -D -t /etc/systemd/system/avoip.service.d $examples/avoip.conf
         systemctl daemon-reload"

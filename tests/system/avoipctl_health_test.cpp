@@ -38,12 +38,12 @@ TEST_F(AvoipctlHealth, ends_with_0_when_the_guard_says_that_the_daemon_works) {
     start();
     EXPECT_EQ(run({}), (Outcome{0,
                                 "ok\nSince " + since() + "; avoipd is process " +
-                                    std::to_string(health().daemon_pid) + ", restarts: 0.\n",
+                                    std::to_string(health().daemonPid) + ", restarts: 0.\n",
                                 ""}));
     EXPECT_EQ(run({"--json"}), (Outcome{0, stateFile(), ""}));
     EXPECT_EQ(stateFile(), R"({"state":"ok","reason":"","since":")" + since() +
                                R"(","restarts":0,"daemon_pid":)" +
-                               std::to_string(health().daemon_pid) + "}\n");
+                               std::to_string(health().daemonPid) + "}\n");
 }
 
 TEST_F(AvoipctlHealth, ends_with_1_when_the_guard_says_that_it_is_of_no_use) {
@@ -54,7 +54,7 @@ TEST_F(AvoipctlHealth, ends_with_1_when_the_guard_says_that_it_is_of_no_use) {
                                 "useless: The control interface eth0.2 has no IPv4 address: ip "
                                 "address add ADDRESS/LENGTH dev eth0.2\nSince " +
                                     since() + "; avoipd is process " +
-                                    std::to_string(health().daemon_pid) + ", restarts: 0.\n",
+                                    std::to_string(health().daemonPid) + ", restarts: 0.\n",
                                 ""}));
     EXPECT_EQ(run({"--json"}), (Outcome{1, stateFile(), ""}));
 }

@@ -129,7 +129,7 @@ class GuardedInLittleSpace : public Guarded {
 
     /// The address space of the daemon that runs now.
     double size_bytes() const {
-        std::ifstream file("/proc/" + std::to_string(health().daemon_pid) + "/statm");
+        std::ifstream file("/proc/" + std::to_string(health().daemonPid) + "/statm");
         double pages = 0;
         file >> pages;
         return pages * static_cast<double>(::sysconf(_SC_PAGESIZE));

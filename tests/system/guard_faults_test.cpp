@@ -18,7 +18,7 @@ namespace {
 
 class GuardFaults : public Guarded {
   protected:
-    pid_t daemon() const { return health().daemon_pid; }
+    pid_t daemon() const { return health().daemonPid; }
 
     /// Takes from the daemon what it would be given otherwise.
     void limit(__rlimit_resource resource, rlim_t most) const {
@@ -265,7 +265,7 @@ TEST_F(GuardFaults, the_holder_of_the_reply_port_is_named_until_it_is_gone) {
         const bed::Occupant other(SOCK_DGRAM, 8003);
         guard = std::make_unique<bed::Daemon>(options());
         awaitReason("UDP port 8003 is held by " + thisProcess() + ": end it.");
-        EXPECT_EQ(health().daemon_pid, 0);
+        EXPECT_EQ(health().daemonPid, 0);
     }
     note("another process held UDP port 8003 at the start (from its end)",
          timeOf([&] { awaitState("ok"); }));
@@ -277,7 +277,7 @@ TEST_F(GuardFaults, the_holder_of_the_console_port_is_named_until_it_is_gone) {
         const bed::Occupant other(SOCK_STREAM, 6888);
         guard = std::make_unique<bed::Daemon>(options());
         awaitReason("TCP port 6888 is held by " + thisProcess() + ": end it.");
-        EXPECT_EQ(health().daemon_pid, 0);
+        EXPECT_EQ(health().daemonPid, 0);
     }
     note("another process held TCP port 6888 at the start (from its end)",
          timeOf([&] { awaitState("ok"); }));

@@ -129,7 +129,7 @@ TEST_F(GuardOutput, goes_into_a_file_that_both_outputs_share) {
     made.arguments = {"-c", "exec \"$0\" \"$@\" > " + log + " 2>&1", inner.program};
     made.arguments.insert(made.arguments.end(), inner.arguments.begin(), inner.arguments.end());
     start(made);
-    const std::string pid = std::to_string(health().daemon_pid);
+    const std::string pid = std::to_string(health().daemonPid);
     EXPECT_EQ(guard->stop(SIGTERM), (bed::Exit{false, 0}));
     std::ifstream file(log);
     const std::string text(std::istreambuf_iterator<char>(file), {});

@@ -82,7 +82,7 @@ TEST_F(GuardOfAnUser, keeps_the_daemon_working_and_removes_its_segment) {
     start(made);
     EXPECT_EQ(bed::Segment().status().shm_perm.uid, kUser);
     expectWorks();
-    ::kill(health().daemon_pid, SIGKILL);
+    ::kill(health().daemonPid, SIGKILL);
     awaitRestart(0);
     expectWorks();
     EXPECT_EQ(guard->stop(SIGTERM), (bed::Exit{false, 0}));
@@ -103,7 +103,7 @@ TEST_F(GuardOfAnUser, names_the_owner_of_a_segment_that_it_cannot_remove) {
     bed::Segment::remove();
     bed::Segment::create(32);
     awaitReason(reason);
-    EXPECT_EQ(health().daemon_pid, 0);
+    EXPECT_EQ(health().daemonPid, 0);
     bed::Segment::remove();
     awaitRestart(0);
     expectWorks();

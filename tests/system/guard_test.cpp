@@ -77,7 +77,7 @@ TEST_F(GuardWithoutInterface, waits_for_the_interface_its_state_its_address_and_
     awaitLine(std::string("avoipguard: waiting: ") + kNoInterface);
     EXPECT_EQ(health().state, avoip::HealthState::kWaiting);
     EXPECT_EQ(health().reason, kNoInterface);
-    EXPECT_EQ(health().daemon_pid, 0);
+    EXPECT_EQ(health().daemonPid, 0);
     bed::ip("link add eth0.2 address 00:11:22:aa:bb:cc type veth peer name dev0");
     awaitLine(std::string("avoipguard: waiting: ") + kDown);
     bed::ip("link set eth0.2 up");
@@ -201,7 +201,7 @@ TEST_F(GuardProcess, speaks_to_the_service_manager) {
     }
     EXPECT_EQ(news, "READY=1");
     EXPECT_EQ(manager.nextNews(),
-              "STATUS=ok: avoipd is process " + std::to_string(health().daemon_pid) + ".");
+              "STATUS=ok: avoipd is process " + std::to_string(health().daemonPid) + ".");
     EXPECT_EQ(manager.next(), "WATCHDOG=1");
     namespaces.removeMulticastRoute();
     EXPECT_EQ(manager.nextNews(), std::string("STATUS=useless: ") + kNoRoute);
@@ -220,7 +220,7 @@ TEST_F(GuardProcess, comes_before_the_daemon_where_it_may) {
     start();
     std::size_t threads = 0;
     for (const auto& entry : std::filesystem::directory_iterator(
-             "/proc/" + std::to_string(health().daemon_pid) + "/task")) {
+             "/proc/" + std::to_string(health().daemonPid) + "/task")) {
         const auto thread = static_cast<id_t>(std::stoi(entry.path().filename()));
         EXPECT_EQ(::getpriority(PRIO_PROCESS, thread), 0);
         ++threads;
@@ -231,7 +231,7 @@ TEST_F(GuardProcess, comes_before_the_daemon_where_it_may) {
 
 TEST_F(GuardProcess, ends_with_the_daemon_and_leaves_nothing_of_it_behind) {
     start();
-    const pid_t daemon = health().daemon_pid;
+    const pid_t daemon = health().daemonPid;
     EXPECT_TRUE(bed::Segment::exists());
     EXPECT_EQ(guard->stop(SIGTERM), withStatus(0));
     EXPECT_TRUE(guard->errors().all().ends_with("avoipguard: stopping\n")) << guard->errors().all();
@@ -251,13 +251,13 @@ TEST_F(GuardProcess, forwards_the_signal_to_the_daemon) {
 
 TEST_F(GuardProcess, ends_a_daemon_that_is_stopped_too) {
     start();
-    ::kill(health().daemon_pid, SIGSTOP);
+    ::kill(health().daemonPid, SIGSTOP);
     EXPECT_EQ(guard->stop(SIGTERM), withStatus(0));
 }
 
 TEST_F(GuardProcess, takes_its_daemon_with_it_when_it_is_killed) {
     start();
-    const std::string daemon = "/proc/" + std::to_string(health().daemon_pid);
+    const std::string daemon = "/proc/" + std::to_string(health().daemonPid);
     EXPECT_EQ(guard->stop(SIGKILL), (bed::Exit{true, SIGKILL}));
     bed::awaitCondition("the daemon's end", [&] { return !std::filesystem::exists(daemon); });
     // What it has left behind is nobody's word any more.
@@ -308,7 +308,7 @@ TEST_F(GuardProcess, has_the_listener_end_with_an_upload_before_it_starts_a_new_
     bed::Device device(namespaces);
     const bed::UploadPort port =
         namespaces.onDeviceSide([] { return bed::UploadPort("10.77.0.2"); });
-    const pid_t before = health().daemon_pid;
+    const pid_t before = health().daemonPid;
     const bed::ImageFile image({.size = 100});
     bed::Console console;
     console.send("update device encoder tx01 " + image.path() + "!");
@@ -324,7 +324,7 @@ TEST_F(GuardProcess, has_the_listener_end_with_an_upload_before_it_starts_a_new_
     awaitReason(
         "The answer segment (key 0x12345678) is gone. It is restarted when the firmware upload has "
         "ended.");
-    EXPECT_EQ(health().daemon_pid, before);
+    EXPECT_EQ(health().daemonPid, before);
     upload.send("done");
     upload.end();
     awaitRestart(0);

@@ -63,10 +63,10 @@ constexpr const char* kGone = "The answer segment (key 0x12345678) is gone.";
 constexpr const char* kNoAddress =
     "The control interface eth0.2 has no IPv4 address: ip address add ADDRESS/LENGTH dev eth0.2";
 
-const Seen kUnaddressed = changed([](Seen& seen) { seen.control.has_address = false; });
+const Seen kUnaddressed = changed([](Seen& seen) { seen.control.hasAddress = false; });
 
 TEST(GuardCourse, starts_and_is_ok_when_the_daemon_is_proven) {
-    const Seen unproven = changed([](Seen& seen) { seen.daemon.is_proven = false; });
+    const Seen unproven = changed([](Seen& seen) { seen.daemon.isProven = false; });
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
         {2, withoutConsole(), HealthState::kStarting, ""},
@@ -78,7 +78,7 @@ TEST(GuardCourse, starts_and_is_ok_when_the_daemon_is_proven) {
 
 TEST(GuardCourse, waits_for_the_control_interface_and_starts_as_soon_as_it_is_there) {
     Seen unaddressed = noDaemon("");
-    unaddressed.control.has_address = false;
+    unaddressed.control.hasAddress = false;
     expectCourse({
         {0, unaddressed, HealthState::kWaiting, kNoAddress},
         {100000, unaddressed, HealthState::kWaiting, kNoAddress},
@@ -88,7 +88,7 @@ TEST(GuardCourse, waits_for_the_control_interface_and_starts_as_soon_as_it_is_th
 
 TEST(GuardCourse, does_not_start_what_could_not_work_for_somebody_else) {
     Seen held = noDaemon("");
-    held.holders.console_port = "process 7 (nc)";
+    held.holders.consolePort = "process 7 (nc)";
     expectCourse({
         {0, held, HealthState::kUseless, "TCP port 6888 is held by process 7 (nc): end it."},
         {250, noDaemon(""), HealthState::kStarting, "", Action::kStart},
@@ -160,7 +160,7 @@ TEST(GuardCourse, gives_a_daemon_without_a_console_up_after_five_seconds) {
 
 TEST(GuardCourse, ends_a_daemon_that_starts_with_a_fault) {
     Seen faulty = withoutSegment();
-    faulty.daemon.is_proven = false;
+    faulty.daemon.isProven = false;
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
         {10, faulty, HealthState::kUseless, kGone, Action::kEnd},
@@ -245,7 +245,7 @@ TEST(GuardCourse, counts_a_replacement_as_no_failure) {
 }
 
 TEST(GuardCourse, warns_of_a_route_that_leads_elsewhere) {
-    const Seen elsewhere = changed([](Seen& seen) { seen.control.route_fits = false; });
+    const Seen elsewhere = changed([](Seen& seen) { seen.control.routeFits = false; });
     Course course;
     Course_next(course, noDaemon(), 0);
     const Step step = Course_next(course, elsewhere, 10);

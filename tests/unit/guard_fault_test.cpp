@@ -15,7 +15,7 @@ struct Case {
     std::function<void(Seen&)> change;
     std::string reason;
     Cure cure = Cure::kRestart;
-    bool spares_uploads = true;
+    bool sparesUploads = true;
 };
 
 /// From the most fundamental one on: each hides those behind it.
@@ -27,7 +27,7 @@ const std::array kFaults{
          false},
     Case{[](Seen& seen) { seen.daemon.unconnected_ms = 1000; },
          "avoipd takes no connection to its console."},
-    Case{[](Seen& seen) { seen.daemon.has_listener = false; },
+    Case{[](Seen& seen) { seen.daemon.hasListener = false; },
          "avoipd takes no new connections: its listener has ended."},
     Case{[](Seen& seen) { seen.daemon.segment = SegmentPlace::kGone; },
          "The answer segment (key 0x12345678) is gone."},
@@ -36,7 +36,7 @@ const std::array kFaults{
     Case{[](Seen& seen) { seen.daemon.unanswered_ms = 2000; },
          "avoipd does not answer: a question has had no answer for two seconds.", Cure::kRestart,
          false},
-    Case{[](Seen& seen) { seen.daemon.has_reply_socket = false; },
+    Case{[](Seen& seen) { seen.daemon.hasReplySocket = false; },
          "avoipd has no socket on UDP port 8003: it could not be opened, or a request could not be "
          "sent."},
     Case{[](Seen& seen) { seen.daemon.identity = ""; },
@@ -45,19 +45,19 @@ const std::array kFaults{
          "avoipd calls itself 001122aabbdd, but the MAC address of eth0.2 is 001122aabbcc."},
     Case{[](Seen& seen) { seen.control = {}; }, "There is no control interface eth0.2.",
          Cure::kOutside},
-    Case{[](Seen& seen) { seen.control.is_up = false; },
+    Case{[](Seen& seen) { seen.control.isUp = false; },
          "The control interface eth0.2 is down: ip link set eth0.2 up", Cure::kOutside},
     Case{[](Seen& seen) { seen.control.mac = ""; },
          "The control interface eth0.2 has no MAC address.", Cure::kOutside},
-    Case{[](Seen& seen) { seen.control.has_address = false; },
+    Case{[](Seen& seen) { seen.control.hasAddress = false; },
          "The control interface eth0.2 has no IPv4 address: ip address add ADDRESS/LENGTH dev "
          "eth0.2",
          Cure::kOutside},
     Case{
-        [](Seen& seen) { seen.control.has_route = false; },
+        [](Seen& seen) { seen.control.hasRoute = false; },
         "No route leads to the devices' group 239.255.255.250: ip route add 224.0.0.0/4 dev eth0.2",
         Cure::kOutside},
-    Case{[](Seen& seen) { seen.daemon.reply_port_sharer = "process 7 (nc)"; },
+    Case{[](Seen& seen) { seen.daemon.replyPortSharer = "process 7 (nc)"; },
          "UDP port 8003 is shared with process 7 (nc), which takes replies of the devices: end it.",
          Cure::kOutside},
 };
@@ -79,7 +79,7 @@ TEST(GuardFault, has_its_reason_and_its_cure) {
         ASSERT_TRUE(fault.has_value()) << one.reason;
         EXPECT_EQ(fault->reason, one.reason);
         EXPECT_EQ(fault->cure, one.cure) << one.reason;
-        EXPECT_EQ(fault->spares_uploads, one.spares_uploads) << one.reason;
+        EXPECT_EQ(fault->sparesUploads, one.sparesUploads) << one.reason;
     }
 }
 
@@ -113,11 +113,10 @@ TEST(GuardObstacle, is_the_control_interface_first) {
         seen.holders = {"a", "b", "c"};
         const auto obstacle = Fault_obstacle(seen);
         ASSERT_TRUE(obstacle.has_value());
-        const bool is_control =
+        const bool isControl =
             one.reason.find("eth0.2") != std::string::npos && one.cure == Cure::kOutside;
-        EXPECT_EQ(obstacle->is_control, is_control) << one.reason;
-        EXPECT_EQ(obstacle->reason,
-                  is_control ? one.reason : "TCP port 6888 is held by a: end it.");
+        EXPECT_EQ(obstacle->isControl, isControl) << one.reason;
+        EXPECT_EQ(obstacle->reason, isControl ? one.reason : "TCP port 6888 is held by a: end it.");
     }
 }
 
@@ -128,7 +127,7 @@ TEST(GuardObstacle, is_whoever_holds_what_the_daemon_needs) {
     EXPECT_EQ(Fault_obstacle(seen)->reason,
               "The answer segment (key 0x12345678) belongs to user 7: ipcrm -M 0x12345678, as that "
               "user or root.");
-    seen.holders.reply_port = "process 7 (nc)";
+    seen.holders.replyPort = "process 7 (nc)";
     EXPECT_EQ(Fault_obstacle(seen)->reason, "UDP port 8003 is held by process 7 (nc): end it.");
 }
 

@@ -16,10 +16,10 @@ namespace {
 
 /// Both ends of a pipe, or of a pair of sockets, of which the second is written to.
 struct Ends {
-    explicit Ends(bool are_sockets = false) {
+    explicit Ends(bool areSockets = false) {
         std::array<int, 2> numbers{};
-        EXPECT_EQ(are_sockets ? ::socketpair(AF_UNIX, SOCK_STREAM, 0, numbers.data())
-                              : ::pipe(numbers.data()),
+        EXPECT_EQ(areSockets ? ::socketpair(AF_UNIX, SOCK_STREAM, 0, numbers.data())
+                             : ::pipe(numbers.data()),
                   0);
         readEnd = Descriptor(numbers[0]);
         writeEnd = Descriptor(numbers[1]);
@@ -69,8 +69,8 @@ TEST(GuardEscape, shows_bytes_that_are_no_utf_8) {
 }
 
 TEST(GuardRelay, passes_whole_lines_on) {
-    for (const bool are_sockets : {false, true}) {
-        const Ends ends(are_sockets);
+    for (const bool areSockets : {false, true}) {
+        const Ends ends(areSockets);
         Relay relay = Relay_open(ends.writeEnd.get());
         Relay_take(relay, "one\ntw");
         Relay_write(relay);
@@ -96,8 +96,8 @@ TEST(GuardRelay, ends_a_line_that_is_too_long) {
 }
 
 TEST(GuardRelay, never_waits_and_counts_the_lines_that_have_no_room) {
-    for (const bool are_sockets : {false, true}) {
-        const Ends ends(are_sockets);
+    for (const bool areSockets : {false, true}) {
+        const Ends ends(areSockets);
         Relay relay = Relay_open(ends.writeEnd.get());
         const std::string line = std::string(1023, 'x') + "\n";
         constexpr std::size_t kLines = 2000;
@@ -128,8 +128,8 @@ TEST(GuardRelay, never_waits_and_counts_the_lines_that_have_no_room) {
 
 TEST(GuardRelay, loses_what_nobody_can_read_any_more) {
     ::signal(SIGPIPE, SIG_IGN);
-    for (const bool are_sockets : {false, true}) {
-        Ends ends(are_sockets);
+    for (const bool areSockets : {false, true}) {
+        Ends ends(areSockets);
         Relay relay = Relay_open(ends.writeEnd.get());
         ends.readEnd.reset();
         Relay_take(relay, "lost\n");
@@ -147,8 +147,8 @@ TEST(GuardWatch, finds_the_identity_in_the_first_words) {
     Watch watch;
     Watch_hear(watch, "local mac:0011");
     Watch_hear(watch, "22aabbcc \n" + std::string(10000, 'x'));
-    EXPECT_EQ(Watch_identity(watch.first_words), "001122aabbcc");
-    EXPECT_EQ(watch.first_words.size(), 4096U);
+    EXPECT_EQ(Watch_identity(watch.firstWords), "001122aabbcc");
+    EXPECT_EQ(watch.firstWords.size(), 4096U);
 }
 
 }  // namespace

@@ -8,8 +8,8 @@ inline avoip::guard::Seen seenWorking() {
     avoip::guard::Seen seen;
     seen.control = {true, true, "001122aabbcc", true, true, true};
     seen.runs = true;
-    seen.daemon.has_console = true;
-    seen.daemon.is_proven = true;
+    seen.daemon.hasConsole = true;
+    seen.daemon.isProven = true;
     seen.daemon.identity = "001122aabbcc";
     return seen;
 }

@@ -31,9 +31,9 @@ namespace {
 constexpr std::size_t kFull = (std::size_t{4} << 20U) + 6;
 
 bool rings(const Descriptor& bell) {
-    const bool is_rung = bed::awaitReadable(bell.get());
+    const bool isRung = bed::awaitReadable(bell.get());
     ControlBell_silence(bell);
-    return is_rung;
+    return isRung;
 }
 
 TEST(GuardControl, shows_what_of_the_interface_is_there_and_the_bell_rings_at_each_change) {
@@ -41,37 +41,37 @@ TEST(GuardControl, shows_what_of_the_interface_is_there_and_the_bell_rings_at_ea
     const Descriptor bell = ControlBell_open();
     ASSERT_TRUE(bell.isOpen());
     ControlSeen seen = Control_look();
-    EXPECT_FALSE(seen.exists || seen.is_up || seen.has_address || seen.has_route);
+    EXPECT_FALSE(seen.exists || seen.isUp || seen.hasAddress || seen.hasRoute);
     EXPECT_EQ(seen.mac, "");
 
     bed::ip("link add eth0.2 address 00:11:22:AA:BB:0C type veth peer name dev0");
     EXPECT_TRUE(rings(bell));
     seen = Control_look();
     EXPECT_TRUE(seen.exists);
-    EXPECT_FALSE(seen.is_up);
+    EXPECT_FALSE(seen.isUp);
     EXPECT_EQ(seen.mac, "001122aabb0c");
 
     bed::ip("link set eth0.2 up");
     EXPECT_TRUE(rings(bell));
     seen = Control_look();
-    EXPECT_TRUE(seen.is_up);
-    EXPECT_FALSE(seen.has_address);
+    EXPECT_TRUE(seen.isUp);
+    EXPECT_FALSE(seen.hasAddress);
 
     bed::ip("addr add 10.77.0.1/16 dev eth0.2");
     EXPECT_TRUE(rings(bell));
     seen = Control_look();
-    EXPECT_TRUE(seen.has_address);
-    EXPECT_FALSE(seen.has_route);
+    EXPECT_TRUE(seen.hasAddress);
+    EXPECT_FALSE(seen.hasRoute);
 
     bed::ip("route add 224.0.0.0/4 dev eth0.2");
     EXPECT_TRUE(rings(bell));
     seen = Control_look();
-    EXPECT_TRUE(seen.has_route);
-    EXPECT_TRUE(seen.route_fits);
+    EXPECT_TRUE(seen.hasRoute);
+    EXPECT_TRUE(seen.routeFits);
 
     bed::ip("route del 224.0.0.0/4 dev eth0.2");
     EXPECT_TRUE(rings(bell));
-    EXPECT_FALSE(Control_look().has_route);
+    EXPECT_FALSE(Control_look().hasRoute);
 }
 
 TEST(GuardSockets, shows_listeners_with_the_connections_that_wait_there) {
@@ -225,7 +225,7 @@ TEST(GuardSegment, shows_whose_it_is_and_whether_it_is_as_the_daemon_makes_it) {
     bed::Segment::create(kFull);
     auto seen = SharedSegment_look();
     ASSERT_TRUE(seen.has_value());
-    EXPECT_TRUE(seen->is_own && seen->is_full && seen->is_removable);
+    EXPECT_TRUE(seen->isOwn && seen->isFull && seen->isRemovable);
     EXPECT_EQ(seen->owner, "user " + std::to_string(::geteuid()));
     {
         const bed::Segment attached;
@@ -236,18 +236,18 @@ TEST(GuardSegment, shows_whose_it_is_and_whether_it_is_as_the_daemon_makes_it) {
     shmid_ds changed = bed::Segment().status();
     changed.shm_perm.mode = 0600;
     ASSERT_EQ(::shmctl(seen->identifier, IPC_SET, &changed), 0);
-    EXPECT_FALSE(SharedSegment_look()->is_own);
+    EXPECT_FALSE(SharedSegment_look()->isOwn);
     changed.shm_perm.mode = 0664;
     changed.shm_perm.gid = 4711;
     ASSERT_EQ(::shmctl(seen->identifier, IPC_SET, &changed), 0);
-    EXPECT_FALSE(SharedSegment_look()->is_own);
+    EXPECT_FALSE(SharedSegment_look()->isOwn);
 
     EXPECT_TRUE(SharedSegment_remove(*seen));
     EXPECT_FALSE(SharedSegment_look().has_value());
     bed::Segment::create(32);
     seen = SharedSegment_look();
-    EXPECT_TRUE(seen->is_own);
-    EXPECT_FALSE(seen->is_full);
+    EXPECT_TRUE(seen->isOwn);
+    EXPECT_FALSE(seen->isFull);
 }
 
 TEST(GuardBounds, are_the_limits_of_the_process_and_of_the_system) {

@@ -180,7 +180,7 @@ void addRoutes(CLI::App& app, Session& session, Action& action) {
     });
 }
 
-using ShowState = Status (*)(Session&, const std::string& state_folder);
+using ShowState = Status (*)(Session&, const std::string& stateFolder);
 
 /// A subcommand about the daemon as a whole, which looks into the folder of its supervisor.
 void addStateView(CLI::App& app, Session& session, Action& action, ShowState show,

@@ -83,9 +83,9 @@ void show(std::ostream& out, const Question& question) {
 
 }  // namespace
 
-Status Report_show(Session& session, const std::string& state_folder) {
+Status Report_show(Session& session, const std::string& stateFolder) {
     session.out << "# Report on avoipd\n\n## Health\n\n";
-    Supervision_show(session, state_folder);
+    Supervision_show(session, stateFolder);
     for (const Question& question : kQuestions) {
         show(session.out, question);
         session.out.flush();

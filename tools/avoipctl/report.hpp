@@ -11,6 +11,6 @@ namespace avoip::ctl {
 /// that whoever sends the report sees what is in it. Of the journal there are the supervisor's own
 /// lines alone: the daemon's name commands with their values. What cannot be asked here says so in
 /// its place. Gives kSuccess.
-Status Report_show(Session& session, const std::string& state_folder);
+Status Report_show(Session& session, const std::string& stateFolder);
 
 }  // namespace avoip::ctl

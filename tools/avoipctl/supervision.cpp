@@ -39,25 +39,24 @@ Health healthBy(const Reply& reply) {
     return health;
 }
 
-void print(Session& session, const Health& health, bool is_supervised,
-           const std::string& state_folder) {
+void print(Session& session, const Health& health, bool isSupervised,
+           const std::string& stateFolder) {
     session.out << Health_stateName(health.state)
                 << (health.reason.empty() ? "" : ": " + health.reason) << '\n';
-    if (!is_supervised) {
-        session.out << "No avoipguard keeps " << state_folder << "; the daemon was asked.\n";
+    if (!isSupervised) {
+        session.out << "No avoipguard keeps " << stateFolder << "; the daemon was asked.\n";
         return;
     }
     session.out << "Since " << Health_timeText(health.since) << "; "
-                << (health.daemon_pid == 0
-                        ? "no avoipd runs"
-                        : "avoipd is process " + std::to_string(health.daemon_pid))
+                << (health.daemonPid == 0 ? "no avoipd runs"
+                                          : "avoipd is process " + std::to_string(health.daemonPid))
                 << ", restarts: " << health.restarts << ".\n";
 }
 
 }  // namespace
 
-Status Supervision_show(Session& session, const std::string& state_folder) {
-    const auto kept = Health_readFolder(state_folder);
+Status Supervision_show(Session& session, const std::string& stateFolder) {
+    const auto kept = Health_readFolder(stateFolder);
     Health health;
     if (kept) {
         health = *kept;
@@ -72,7 +71,7 @@ Status Supervision_show(Session& session, const std::string& state_folder) {
     if (session.options.json) {
         session.out << Health_text(health) << '\n';
     } else {
-        print(session, health, kept.has_value(), state_folder);
+        print(session, health, kept.has_value(), stateFolder);
     }
     switch (health.state) {
         case HealthState::kOk:

@@ -11,6 +11,6 @@ namespace avoip::ctl {
 /// asked for its devices. Gives kSuccess when it works, kFailure when it is of no use, kNoDaemon
 /// when it is not there (yet, or any more), and kNoTurn when other front ends kept the daemon from
 /// being asked.
-Status Supervision_show(Session& session, const std::string& state_folder);
+Status Supervision_show(Session& session, const std::string& stateFolder);
 
 }  // namespace avoip::ctl

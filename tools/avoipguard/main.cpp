@@ -16,13 +16,13 @@ int main(int argc, char** argv) {
     }
     ::close(opened);
     try {
-        int exit_status = 0;
-        const auto options = avoip::guard::Options_parse(argc, argv, exit_status);
+        int exitStatus = 0;
+        const auto options = avoip::guard::Options_parse(argc, argv, exitStatus);
         if (!options) {
-            return exit_status;
+            return exitStatus;
         }
-        return options->only_makes_segment ? avoip::guard::Guard_makeSegment()
-                                           : avoip::guard::Guard_run(*options);
+        return options->onlyMakesSegment ? avoip::guard::Guard_makeSegment()
+                                         : avoip::guard::Guard_run(*options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "avoipguard: %s\n", error.what());
         return avoip::guard::kExitFailure;

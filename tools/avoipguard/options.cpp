@@ -41,10 +41,10 @@ constexpr std::array<option, 6> kOptions{{
 
 }  // namespace
 
-std::optional<Options> Options_parse(int argc, char** argv, int& exit_status) {
+std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus) {
     Options options;
     options.daemon = AVOIPD_INSTALLED;
-    exit_status = 0;
+    exitStatus = 0;
     ::optind = 1;
     int found = 0;
     while ((found = ::getopt_long(argc, argv, "", kOptions.data(), nullptr)) != -1) {
@@ -53,10 +53,10 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exit_status) {
                 options.daemon = ::optarg;
                 break;
             case 's':
-                options.state_folder = ::optarg;
+                options.stateFolder = ::optarg;
                 break;
             case 'm':
-                options.only_makes_segment = true;
+                options.onlyMakesSegment = true;
                 break;
             case 'h':
                 printHelp();
@@ -67,14 +67,14 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exit_status) {
             default:
                 // getopt_long has printed what is wrong.
                 std::fputs("Run avoipguard --help for help.\n", stderr);
-                exit_status = kExitUsage;
+                exitStatus = kExitUsage;
                 return std::nullopt;
         }
     }
     if (::optind < argc) {
         std::fprintf(stderr, "avoipguard: it takes no argument \"%s\".\n", argv[::optind]);
         std::fputs("Run avoipguard --help for help.\n", stderr);
-        exit_status = kExitUsage;
+        exitStatus = kExitUsage;
         return std::nullopt;
     }
     return options;

@@ -13,12 +13,12 @@ inline constexpr int kExitUsage = 2;
 
 struct Options {
     std::string daemon;
-    std::string state_folder = kStateFolder;
-    bool only_makes_segment = false;
+    std::string stateFolder = kStateFolder;
+    bool onlyMakesSegment = false;
 };
 
-/// The options that the arguments say. Nothing when the program is to end with `exit_status`,
+/// The options that the arguments say. Nothing when the program is to end with `exitStatus`,
 /// having printed what was asked for, or what is wrong.
-std::optional<Options> Options_parse(int argc, char** argv, int& exit_status);
+std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus);
 
 }  // namespace avoip::guard

@@ -31,24 +31,24 @@ std::int64_t pauseBehind(int failures) {
 
 void enter(Course& course, Phase phase, std::int64_t now_ms) {
     course.phase = phase;
-    course.phase_since_ms = now_ms;
-    course.spared_since_ms = -1;
+    course.phaseSince_ms = now_ms;
+    course.sparedSince_ms = -1;
 }
 
 /// The daemon is lost, for this reason.
 void lose(Course& course, std::string reason, std::int64_t now_ms) {
-    const bool was_mended =
-        course.phase == Phase::kServing && now_ms - course.phase_since_ms >= kMendedMs;
-    course.failures = was_mended ? 1 : course.failures + 1;
-    course.not_before_ms = now_ms + pauseBehind(course.failures);
+    const bool wasMended =
+        course.phase == Phase::kServing && now_ms - course.phaseSince_ms >= kMendedMs;
+    course.failures = wasMended ? 1 : course.failures + 1;
+    course.notBefore_ms = now_ms + pauseBehind(course.failures);
     course.reason = std::move(reason);
-    course.has_failed = true;
+    course.hasFailed = true;
     enter(course, Phase::kNoDaemon, now_ms);
 }
 
 /// What is shown while no daemon serves.
 Step unproven(const Course& course, Action action = Action::kNone) {
-    return {course.has_failed ? HealthState::kUseless : HealthState::kStarting, course.reason,
+    return {course.hasFailed ? HealthState::kUseless : HealthState::kStarting, course.reason,
             action};
 }
 
@@ -57,10 +57,10 @@ Step withoutDaemon(Course& course, const Seen& seen, std::int64_t now_ms) {
         lose(course, seen.end, now_ms);
     }
     if (auto obstacle = Fault_obstacle(seen)) {
-        return {obstacle->is_control ? HealthState::kWaiting : HealthState::kUseless,
+        return {obstacle->isControl ? HealthState::kWaiting : HealthState::kUseless,
                 std::move(obstacle->reason)};
     }
-    if (now_ms < course.not_before_ms) {
+    if (now_ms < course.notBefore_ms) {
         return unproven(course);
     }
     enter(course, Phase::kStarting, now_ms);
@@ -72,9 +72,9 @@ Step meet(Course& course, Fault fault, const Seen& seen, std::int64_t now_ms) {
     if (fault.cure == Cure::kOutside) {
         return {HealthState::kUseless, std::move(fault.reason)};
     }
-    if (fault.spares_uploads && seen.daemon.uploads) {
-        course.spared_since_ms = course.spared_since_ms < 0 ? now_ms : course.spared_since_ms;
-        if (now_ms - course.spared_since_ms < kLongestUploadMs) {
+    if (fault.sparesUploads && seen.daemon.uploads) {
+        course.sparedSince_ms = course.sparedSince_ms < 0 ? now_ms : course.sparedSince_ms;
+        if (now_ms - course.sparedSince_ms < kLongestUploadMs) {
             return {HealthState::kUseless,
                     fault.reason + " It is restarted when the firmware upload has ended."};
         }
@@ -85,7 +85,7 @@ Step meet(Course& course, Fault fault, const Seen& seen, std::int64_t now_ms) {
 
 /// What a daemon that works may have to be warned of.
 std::string caveat(const Seen& seen) {
-    return seen.control.route_fits
+    return seen.control.routeFits
                ? ""
                : "The route to the devices' group 239.255.255.250 does not lead out of eth0.2: ip "
                  "route add 224.0.0.0/4 dev eth0.2";
@@ -96,8 +96,8 @@ Step working(const Seen& seen) {
 }
 
 Step starting(Course& course, const Seen& seen, std::int64_t now_ms) {
-    if (!seen.daemon.has_console) {
-        if (now_ms - course.phase_since_ms < kConsoleComesWithinMs) {
+    if (!seen.daemon.hasConsole) {
+        if (now_ms - course.phaseSince_ms < kConsoleComesWithinMs) {
             return unproven(course);
         }
         return meet(course, {"avoipd does not open its console on TCP port 6888."}, seen, now_ms);
@@ -106,11 +106,11 @@ Step starting(Course& course, const Seen& seen, std::int64_t now_ms) {
     if (fault && fault->cure == Cure::kRestart) {
         return meet(course, std::move(*fault), seen, now_ms);
     }
-    if (!seen.daemon.is_proven) {
+    if (!seen.daemon.isProven) {
         return unproven(course);
     }
     course.reason.clear();
-    course.has_failed = false;
+    course.hasFailed = false;
     enter(course, Phase::kServing, now_ms);
     return fault ? meet(course, std::move(*fault), seen, now_ms) : working(seen);
 }
@@ -129,7 +129,7 @@ Step serving(Course& course, const Seen& seen, std::int64_t now_ms) {
     if (fault) {
         return meet(course, std::move(*fault), seen, now_ms);
     }
-    course.spared_since_ms = -1;
+    course.sparedSince_ms = -1;
     Step step = working(seen);
     if (!seen.daemon.uploads && wear.percent >= kInTurnFromPercent) {
         step.action = Action::kReplaceInTurn;
@@ -151,8 +151,8 @@ Step Course_next(Course& course, const Seen& seen, std::int64_t now_ms) {
 
 void Course_replaced(Course& course, const Wear& wear, std::int64_t now_ms) {
     course.failures = 0;
-    course.not_before_ms = now_ms;
-    course.has_failed = false;
+    course.notBefore_ms = now_ms;
+    course.hasFailed = false;
     course.reason = wornText(wear) + ": it is replaced by a new one.";
     enter(course, Phase::kNoDaemon, now_ms);
 }

@@ -41,17 +41,17 @@ enum class Phase { kNoDaemon, kStarting, kServing };
 
 struct Course {
     Phase phase = Phase::kNoDaemon;
-    std::int64_t phase_since_ms = 0;
+    std::int64_t phaseSince_ms = 0;
     /// Why there is no daemon that serves; empty before the first one.
     std::string reason;
     /// Whether that is a failure, and no matter of course.
-    bool has_failed = false;
+    bool hasFailed = false;
     /// How many daemons in a row have served for less than two seconds.
     int failures = 0;
     /// No daemon is started before this moment.
-    std::int64_t not_before_ms = 0;
+    std::int64_t notBefore_ms = 0;
     /// Since when a restart has waited for an upload; negative when none waits.
-    std::int64_t spared_since_ms = -1;
+    std::int64_t sparedSince_ms = -1;
 };
 
 /// What to do, and what to show. The step's action is taken to be carried out, but for a

@@ -16,17 +16,17 @@ std::string lackOf(const ControlSeen& control) {
     if (!control.exists) {
         return "There is no control interface eth0.2.";
     }
-    if (!control.is_up) {
+    if (!control.isUp) {
         return "The control interface eth0.2 is down: ip link set eth0.2 up";
     }
     if (control.mac.empty()) {
         return "The control interface eth0.2 has no MAC address.";
     }
-    if (!control.has_address) {
+    if (!control.hasAddress) {
         return "The control interface eth0.2 has no IPv4 address: ip address add ADDRESS/LENGTH "
                "dev eth0.2";
     }
-    if (!control.has_route) {
+    if (!control.hasRoute) {
         return "No route leads to the devices' group 239.255.255.250: ip route add 224.0.0.0/4 dev "
                "eth0.2";
     }
@@ -47,7 +47,7 @@ std::optional<Fault> consoleFault(const DaemonSeen& daemon) {
     if (daemon.unconnected_ms >= kStandstillMs) {
         return Fault{"avoipd takes no connection to its console."};
     }
-    if (!daemon.has_listener) {
+    if (!daemon.hasListener) {
         return Fault{"avoipd takes no new connections: its listener has ended."};
     }
     if (daemon.segment == SegmentPlace::kGone) {
@@ -66,7 +66,7 @@ std::optional<Fault> consoleFault(const DaemonSeen& daemon) {
 /// What is wrong with the daemon's way to the devices. An interface that lacks something else hides
 /// nothing: a daemon without its socket needs a restart in any case.
 std::optional<Fault> deviceFault(const ControlSeen& control, const DaemonSeen& daemon) {
-    if (!daemon.has_reply_socket) {
+    if (!daemon.hasReplySocket) {
         return Fault{
             "avoipd has no socket on UDP port 8003: it could not be opened, or a request "
             "could not be sent."};
@@ -81,8 +81,8 @@ std::optional<Fault> deviceFault(const ControlSeen& control, const DaemonSeen& d
     if (std::string lack = lackOf(control); !lack.empty()) {
         return Fault{std::move(lack), Cure::kOutside};
     }
-    if (!daemon.reply_port_sharer.empty()) {
-        return Fault{"UDP port 8003 is shared with " + daemon.reply_port_sharer +
+    if (!daemon.replyPortSharer.empty()) {
+        return Fault{"UDP port 8003 is shared with " + daemon.replyPortSharer +
                          ", which takes replies of the devices: end it.",
                      Cure::kOutside};
     }
@@ -95,11 +95,11 @@ std::optional<Obstacle> Fault_obstacle(const Seen& seen) {
     if (std::string lack = lackOf(seen.control); !lack.empty()) {
         return Obstacle{std::move(lack), true};
     }
-    if (!seen.holders.console_port.empty()) {
-        return Obstacle{"TCP port 6888 is held by " + seen.holders.console_port + ": end it."};
+    if (!seen.holders.consolePort.empty()) {
+        return Obstacle{"TCP port 6888 is held by " + seen.holders.consolePort + ": end it."};
     }
-    if (!seen.holders.reply_port.empty()) {
-        return Obstacle{"UDP port 8003 is held by " + seen.holders.reply_port + ": end it."};
+    if (!seen.holders.replyPort.empty()) {
+        return Obstacle{"UDP port 8003 is held by " + seen.holders.replyPort + ": end it."};
     }
     if (!seen.holders.segment.empty()) {
         return Obstacle{"The answer segment (key 0x12345678) belongs to " + seen.holders.segment +

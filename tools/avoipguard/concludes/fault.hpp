@@ -18,14 +18,14 @@ struct Fault {
     std::string reason;
     Cure cure = Cure::kRestart;
     /// Whether an upload goes on in spite of it, and is worth waiting for.
-    bool spares_uploads = true;
+    bool sparesUploads = true;
 };
 
 /// What keeps a daemon that was started now from working; nothing when it would work.
 struct Obstacle {
     std::string reason;
     /// Whether it is the control interface: that one comes with the system's start.
-    bool is_control = false;
+    bool isControl = false;
 };
 std::optional<Obstacle> Fault_obstacle(const Seen& seen);
 

@@ -11,9 +11,9 @@ namespace avoip::guard {
 
 /// Who holds what the daemon needs, such as "process 4711 (nc)"; empty where nobody does.
 struct Holders {
-    std::string console_port;  ///< so that the daemon could not listen there
-    std::string reply_port;    ///< so that the daemon could not have it
-    std::string segment;       ///< of the answer segment, which cannot be taken from him
+    std::string consolePort;  ///< so that the daemon could not listen there
+    std::string replyPort;    ///< so that the daemon could not have it
+    std::string segment;      ///< of the answer segment, which cannot be taken from him
 };
 
 enum class SegmentPlace {
@@ -24,17 +24,17 @@ enum class SegmentPlace {
 
 /// A daemon that runs. Where something cannot be seen at all, it counts as being in order.
 struct DaemonSeen {
-    bool has_console = false;       ///< it listens, and the own connection stands
-    bool has_listener = true;       ///< the thread that accepts connections runs
-    bool has_reply_socket = true;   ///< the socket on UDP port 8003
-    std::string reply_port_sharer;  ///< somebody else whom the devices' replies may go to
-    std::string identity;           ///< what it calls itself; empty for nothing
+    bool hasConsole = false;      ///< it listens, and the own connection stands
+    bool hasListener = true;      ///< the thread that accepts connections runs
+    bool hasReplySocket = true;   ///< the socket on UDP port 8003
+    std::string replyPortSharer;  ///< somebody else whom the devices' replies may go to
+    std::string identity;         ///< what it calls itself; empty for nothing
     SegmentPlace segment = SegmentPlace::kOwn;
     std::int64_t unconnected_ms = 0;  ///< how long the own connection has not stood
     std::int64_t stopped_ms = 0;      ///< how long it has been stopped, by a signal or a debugger
     std::int64_t unread_ms = 0;       ///< how long the console has left a byte unread
     std::int64_t unanswered_ms = 0;   ///< how long a question has gone without its answer
-    bool is_proven = false;           ///< the console has read, and answered if it could be asked
+    bool isProven = false;            ///< the console has read, and answered if it could be asked
     bool uploads = false;             ///< a firmware upload is on its way to a device
     Wear wear;
 };

@@ -17,18 +17,18 @@ std::string textOf(const Health& health) {
         return state + ": " + health.reason;
     }
     return health.state == HealthState::kOk
-               ? state + ": avoipd is process " + std::to_string(health.daemon_pid) + "."
+               ? state + ": avoipd is process " + std::to_string(health.daemonPid) + "."
                : state;
 }
 
 void write(Announcement& announcement, Relay& errors) {
-    const bool is_written =
-        StateFolder_write(announcement.state_folder, Health_text(announcement.shown));
-    if (!is_written && !announcement.has_failed) {
-        Relay_line(errors, "avoipguard: The state file in " + announcement.state_folder +
+    const bool isWritten =
+        StateFolder_write(announcement.stateFolder, Health_text(announcement.shown));
+    if (!isWritten && !announcement.hasFailed) {
+        Relay_line(errors, "avoipguard: The state file in " + announcement.stateFolder +
                                " cannot be written (" + std::strerror(errno) + ").");
     }
-    announcement.has_failed = !is_written;
+    announcement.hasFailed = !isWritten;
 }
 
 }  // namespace
@@ -36,15 +36,15 @@ void write(Announcement& announcement, Relay& errors) {
 void Announcement_make(Announcement& announcement, Health health, const Notify& notify,
                        Relay& errors) {
     const Health& before = announcement.shown;
-    const bool has_new_state = !announcement.is_shown || health.state != before.state;
-    const bool has_news = has_new_state || health.reason != before.reason;
-    health.since = has_new_state ? std::time(nullptr) : before.since;
-    if (announcement.is_shown && health == before && !announcement.has_failed) {
+    const bool hasNewState = !announcement.isShown || health.state != before.state;
+    const bool hasNews = hasNewState || health.reason != before.reason;
+    health.since = hasNewState ? std::time(nullptr) : before.since;
+    if (announcement.isShown && health == before && !announcement.hasFailed) {
         return;
     }
     announcement.shown = health;
-    announcement.is_shown = true;
-    if (has_news) {
+    announcement.isShown = true;
+    if (hasNews) {
         const std::string text = textOf(health);
         Relay_line(errors, "avoipguard: " + text);
         Notify_send(notify, "STATUS=" + text);

@@ -11,10 +11,10 @@
 namespace avoip::guard {
 
 struct Announcement {
-    std::string state_folder;
+    std::string stateFolder;
     Health shown;
-    bool is_shown = false;
-    bool has_failed = false;  ///< the state file could not be written
+    bool isShown = false;
+    bool hasFailed = false;  ///< the state file could not be written
 };
 
 /// Announces `health` where it differs from what was announced before; when it came into its state

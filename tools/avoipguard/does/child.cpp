@@ -21,8 +21,8 @@ namespace avoip::guard {
 namespace {
 
 struct Pipe {
-    Descriptor read_end;
-    Descriptor write_end;
+    Descriptor readEnd;
+    Descriptor writeEnd;
 };
 
 Pipe makePipe() {
@@ -91,7 +91,7 @@ int errorOf(const Pipe& failure) {
     int error = 0;
     ssize_t count = 0;
     do {
-        count = ::read(failure.read_end.get(), &error, sizeof error);
+        count = ::read(failure.readEnd.get(), &error, sizeof error);
     } while (count < 0 && errno == EINTR);
     return count == sizeof error ? error : 0;
 }
@@ -108,9 +108,9 @@ Child Child_start(const std::string& program, std::string& problem) {
                       environmentOfChild(),
                       ::getpid(),
                       input.get(),
-                      output.write_end.get(),
-                      errors.write_end.get(),
-                      failure.write_end.get()};
+                      output.writeEnd.get(),
+                      errors.writeEnd.get(),
+                      failure.writeEnd.get()};
     // A copy of this process is made for an instant only; it has no other threads.
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -120,7 +120,7 @@ Child Child_start(const std::string& program, std::string& problem) {
         problem = "There is no process for avoipd (" + std::string(std::strerror(errno)) + ").";
         return {};
     }
-    failure.write_end.reset();
+    failure.writeEnd.reset();
     if (const int error = errorOf(failure); error != 0) {
         problem = program + " cannot be run (" + std::strerror(error) +
                   "). Correct --daemon, or install it.";
@@ -128,9 +128,9 @@ Child Child_start(const std::string& program, std::string& problem) {
         return {};
     }
     for (const Pipe* pipe : {&output, &errors}) {
-        ::fcntl(pipe->read_end.get(), F_SETFL, O_NONBLOCK);
+        ::fcntl(pipe->readEnd.get(), F_SETFL, O_NONBLOCK);
     }
-    return {pid, std::move(output.read_end), std::move(errors.read_end)};
+    return {pid, std::move(output.readEnd), std::move(errors.readEnd)};
 }
 
 void Child_endPrecedence(pid_t pid) {

@@ -56,21 +56,21 @@ struct Guard {
     Course course;
     Child child;
     std::optional<Watch> watch;  ///< of the child
-    bool is_ordinary = false;    ///< the child, among other processes
+    bool isOrdinary = false;     ///< the child, among other processes
     int starts = 0;
-    bool was_ready = false;
+    bool wasReady = false;
     /// What became of the last daemon, and what of it the system may not have cleared away yet.
     std::string end;
-    std::uint64_t dying_socket = 0;
+    std::uint64_t dyingSocket = 0;
     std::vector<int> segments;
 
     HeldTurn turn;
-    std::int64_t turn_since_ms = 0;
+    std::int64_t turnSince_ms = 0;
     /// When a quiet moment is looked for again, and the pause behind that.
-    std::int64_t quiet_try_ms = 0;
-    std::int64_t quiet_pause_ms = kLookEveryMs;
-    SocketOwner console_holder;
-    SocketOwner reply_holder;
+    std::int64_t quietTry_ms = 0;
+    std::int64_t quietPause_ms = kLookEveryMs;
+    SocketOwner consoleHolder;
+    SocketOwner replyHolder;
 };
 
 std::int64_t now_ms() {
@@ -100,14 +100,14 @@ bool passOn(const Descriptor& from, Relay& relay, Watch* watch) {
 /// Passes on what there is to pass on; false when the daemon has printed nothing, and so had no
 /// command.
 bool passAllOn(Guard& guard) {
-    bool has_printed = false;
+    bool hasPrinted = false;
     if (guard.child.pid != 0) {
-        has_printed = passOn(guard.child.output, guard.output, &*guard.watch);
+        hasPrinted = passOn(guard.child.output, guard.output, &*guard.watch);
         passOn(guard.child.errors, guard.errors, nullptr);
     }
     Relay_write(guard.output);
     Relay_write(guard.errors);
-    return has_printed;
+    return hasPrinted;
 }
 
 /// The child is there no more, or is about to be.
@@ -115,13 +115,13 @@ void forgetChild(Guard& guard) {
     passAllOn(guard);
     Relay_endLine(guard.output);
     Relay_endLine(guard.errors);
-    guard.dying_socket = guard.watch->reply_socket;
+    guard.dyingSocket = guard.watch->replySocket;
     if (!guard.watch->segments.empty()) {
         guard.segments = guard.watch->segments;
     }
     guard.watch.reset();
     guard.child = {};
-    guard.quiet_pause_ms = kLookEveryMs;
+    guard.quietPause_ms = kLookEveryMs;
 }
 
 /// Waits for children that have ended; the one that is watched is forgotten then.
@@ -145,7 +145,7 @@ void endChild(Guard& guard) {
 /// one of its own.
 void clearSegment(Guard& guard) {
     const auto segment = SharedSegment_look();
-    if (segment && !(segment->is_own && segment->is_full) && SharedSegment_remove(*segment)) {
+    if (segment && !(segment->isOwn && segment->isFull) && SharedSegment_remove(*segment)) {
         Relay_line(guard.errors, "avoipguard: Removed an answer segment of " + segment->owner +
                                      " that avoipd could not have used as it should.");
     }
@@ -157,9 +157,9 @@ void startChild(Guard& guard, std::int64_t now) {
     ++guard.starts;
     if (guard.child.pid != 0) {
         guard.watch.emplace();
-        guard.is_ordinary = false;
+        guard.isOrdinary = false;
         guard.watch->pid = guard.child.pid;
-        guard.watch->last_look_ms = now;
+        guard.watch->lastLook_ms = now;
     }
 }
 
@@ -176,10 +176,10 @@ std::string holderOf(int type, std::uint16_t port, SocketOwner& known) {
 
 Holders lookAtHolders(Guard& guard) {
     Holders holders;
-    holders.console_port = holderOf(SOCK_STREAM, kConsolePort, guard.console_holder);
-    holders.reply_port = holderOf(SOCK_DGRAM, kReplyPort, guard.reply_holder);
+    holders.consolePort = holderOf(SOCK_STREAM, kConsolePort, guard.consoleHolder);
+    holders.replyPort = holderOf(SOCK_DGRAM, kReplyPort, guard.replyHolder);
     const auto segment = SharedSegment_look();
-    if (segment && !segment->is_own && !segment->is_removable) {
+    if (segment && !segment->isOwn && !segment->isRemovable) {
         holders.segment = segment->owner;
     }
     return holders;
@@ -190,8 +190,8 @@ Seen look(Guard& guard, std::int64_t now) {
     seen.control = Control_look();
     if (guard.child.pid != 0) {
         seen.runs = true;
-        seen.daemon = Watch_look(*guard.watch, guard.turn, guard.dying_socket, now);
-        if (seen.daemon.has_console &&
+        seen.daemon = Watch_look(*guard.watch, guard.turn, guard.dyingSocket, now);
+        if (seen.daemon.hasConsole &&
             (seen.daemon.wear.percent >= kUploadsMatterFromPercent || Fault_find(seen))) {
             seen.daemon.uploads = Watch_uploads(*guard.watch);
         }
@@ -220,11 +220,11 @@ bool becomesQuiet(Guard& guard) {
 
 /// Takes the turn and ends the daemon to have it replaced; false when it was not the moment.
 bool replace(Guard& guard, bool quietly, const Wear& wear, std::int64_t now) {
-    if (quietly && now < guard.quiet_try_ms) {
+    if (quietly && now < guard.quietTry_ms) {
         return false;
     }
-    guard.quiet_try_ms = now + guard.quiet_pause_ms;
-    guard.quiet_pause_ms = std::min(2 * guard.quiet_pause_ms, kLongestQuietPauseMs);
+    guard.quietTry_ms = now + guard.quietPause_ms;
+    guard.quietPause_ms = std::min(2 * guard.quietPause_ms, kLongestQuietPauseMs);
     if (!HeldTurn_take(guard.turn, quietly ? kQuietTurnWithinMs : kTurnWithinMs) ||
         (quietly && !becomesQuiet(guard))) {
         return false;
@@ -258,16 +258,15 @@ void announce(Guard& guard, HealthState state, const std::string& reason) {
     health.state = state;
     health.reason = reason;
     health.restarts = std::max(guard.starts - 1, 0);
-    health.daemon_pid = guard.child.pid;
+    health.daemonPid = guard.child.pid;
     Announcement_make(guard.announcement, health, guard.notify, guard.errors);
 }
 
 /// The turn is kept until the daemon that it was taken for serves, but never for long.
 void leaveTurn(Guard& guard, std::int64_t now) {
     if (guard.turn == nullptr) {
-        guard.turn_since_ms = now;
-    } else if (guard.course.phase != Phase::kStarting ||
-               now - guard.turn_since_ms > kTurnAtMostMs) {
+        guard.turnSince_ms = now;
+    } else if (guard.course.phase != Phase::kStarting || now - guard.turnSince_ms > kTurnAtMostMs) {
         guard.turn.reset();
     }
 }
@@ -276,21 +275,21 @@ void leaveTurn(Guard& guard, std::int64_t now) {
 void lookAndAct(Guard& guard) {
     reap(guard);
     Step step;
-    bool was_ended = true;
-    while (was_ended) {
+    bool wasEnded = true;
+    while (wasEnded) {
         passAllOn(guard);
         const std::int64_t now = now_ms();
         const Seen seen = look(guard, now);
         step = Course_next(guard.course, seen, now);
-        was_ended = carryOut(guard, step, seen.daemon.wear, now);
+        wasEnded = carryOut(guard, step, seen.daemon.wear, now);
     }
     leaveTurn(guard, now_ms());
-    if (guard.watch && guard.watch->is_complete && !guard.is_ordinary) {
-        guard.is_ordinary = true;
+    if (guard.watch && guard.watch->isComplete && !guard.isOrdinary) {
+        guard.isOrdinary = true;
         Child_endPrecedence(guard.child.pid);
     }
-    if (guard.course.phase == Phase::kServing && !guard.was_ready) {
-        guard.was_ready = true;
+    if (guard.course.phase == Phase::kServing && !guard.wasReady) {
+        guard.wasReady = true;
         Notify_send(guard.notify, "READY=1");
     }
     announce(guard, step.state, step.reason);
@@ -301,11 +300,11 @@ void lookAndAct(Guard& guard) {
 std::int64_t nextLook_ms(const Guard& guard, std::int64_t now) {
     const Course& course = guard.course;
     if (course.phase == Phase::kStarting) {
-        return now + (now - course.phase_since_ms < kSlowStartMs ? kLookAtStartEveryMs
-                                                                 : kLookAtSlowStartEveryMs);
+        return now + (now - course.phaseSince_ms < kSlowStartMs ? kLookAtStartEveryMs
+                                                                : kLookAtSlowStartEveryMs);
     }
-    const bool is_pausing = course.phase == Phase::kNoDaemon && course.not_before_ms > now;
-    return is_pausing ? std::min(course.not_before_ms, now + kLookEveryMs) : now + kLookEveryMs;
+    const bool isPausing = course.phase == Phase::kNoDaemon && course.notBefore_ms > now;
+    return isPausing ? std::min(course.notBefore_ms, now + kLookEveryMs) : now + kLookEveryMs;
 }
 
 /// Waits for something to happen until `until_ms`, and passes on what the daemon prints meanwhile.
@@ -329,10 +328,10 @@ bool wait(Guard& guard, std::int64_t until_ms) {
     if (watched[1].revents != 0) {
         ControlBell_silence(guard.bell);
     }
-    const bool has_printed = passAllOn(guard);
+    const bool hasPrinted = passAllOn(guard);
     return std::any_of(watched.begin(), watched.begin() + 3,
                        [](const pollfd& entry) { return entry.revents != 0; }) ||
-           (has_printed && Watch_hasGrown(*guard.watch, now_ms()));
+           (hasPrinted && Watch_hasGrown(*guard.watch, now_ms()));
 }
 
 /// The signal that asks for the end; 0 when none has come. A child's end is looked for elsewhere.
@@ -374,7 +373,7 @@ void stop(Guard& guard, int signal) {
     if (segment && std::ranges::find(guard.segments, segment->identifier) != guard.segments.end()) {
         SharedSegment_remove(*segment);
     }
-    StateFolder_clear(guard.options.state_folder);
+    StateFolder_clear(guard.options.stateFolder);
     const std::int64_t end = now_ms() + kLastWordsWithinMs;
     while ((Relay_isWaiting(guard.output) || Relay_isWaiting(guard.errors)) && now_ms() < end) {
         wait(guard, end);
@@ -417,8 +416,8 @@ int Guard_makeSegment() {
 
 int Guard_run(const Options& options) {
     std::string problem;
-    const Descriptor kept_folder = StateFolder_keep(options.state_folder, problem);
-    if (!kept_folder.isOpen()) {
+    const Descriptor keptFolder = StateFolder_keep(options.stateFolder, problem);
+    if (!keptFolder.isOpen()) {
         std::fprintf(stderr, "avoipguard: %s\n", problem.c_str());
         return kExitFailure;
     }
@@ -430,9 +429,9 @@ int Guard_run(const Options& options) {
     guard.errors = Relay_open(STDERR_FILENO);
     guard.signals = openSignals();
     guard.bell = ControlBell_open();
-    guard.announcement.state_folder = options.state_folder;
+    guard.announcement.stateFolder = options.stateFolder;
     // One that was made before for this user's daemon is removed at the end like the daemon's own.
-    if (const auto segment = SharedSegment_look(); segment && segment->is_own) {
+    if (const auto segment = SharedSegment_look(); segment && segment->isOwn) {
         guard.segments = {segment->identifier};
     }
     if (!Sockets_listeners(kConsolePort)) {

@@ -44,14 +44,13 @@ KeptSeen KeptConsole_look(KeptConsole& console, std::int64_t now_ms) {
     KeptSeen seen;
     seen.stands = true;
     if (const auto peer = Sockets_peer(console.port, kConsolePort)) {
-        seen.is_unread = peer->unread > 0;
+        seen.isUnread = peer->unread > 0;
         seen.inode = peer->inode;
     }
-    seen.has_read = console.blanks > 0 && !seen.is_unread;
-    if (!seen.is_unread &&
-        (console.blanks == 0 || now_ms - console.last_blank_ms >= kBlankEveryMs)) {
+    seen.hasRead = console.blanks > 0 && !seen.isUnread;
+    if (!seen.isUnread && (console.blanks == 0 || now_ms - console.lastBlank_ms >= kBlankEveryMs)) {
         console.blanks += send(console, " ") ? 1 : 0;
-        console.last_blank_ms = now_ms;
+        console.lastBlank_ms = now_ms;
     }
     return seen;
 }

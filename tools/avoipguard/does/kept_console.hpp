@@ -16,13 +16,13 @@ struct KeptConsole {
     Connection connection;
     std::uint16_t port = 0;  ///< of the own end
     int blanks = 0;          ///< sent since the connection or its latest line began
-    std::int64_t last_blank_ms = 0;
+    std::int64_t lastBlank_ms = 0;
 };
 
 struct KeptSeen {
     bool stands = false;
-    bool has_read = false;  ///< the daemon has read all that was sent, at least one byte
-    bool is_unread = false;
+    bool hasRead = false;  ///< the daemon has read all that was sent, at least one byte
+    bool isUnread = false;
     std::uint64_t inode = 0;  ///< of the daemon's end
 };
 

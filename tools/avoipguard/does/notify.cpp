@@ -57,8 +57,8 @@ void Notify_send(const Notify& notify, std::string_view lines) {
 }
 
 void Notify_watchdog(Notify& notify, std::int64_t now_ms) {
-    if (notify.watchdog_ms > 0 && now_ms - notify.last_watchdog_ms >= notify.watchdog_ms) {
-        notify.last_watchdog_ms = now_ms;
+    if (notify.watchdog_ms > 0 && now_ms - notify.lastWatchdog_ms >= notify.watchdog_ms) {
+        notify.lastWatchdog_ms = now_ms;
         Notify_send(notify, "WATCHDOG=1");
     }
 }

@@ -15,7 +15,7 @@ struct Notify {
     std::string address;
     /// How often a sign of life is sent; 0 when none is wanted.
     std::int64_t watchdog_ms = 0;
-    std::int64_t last_watchdog_ms = 0;
+    std::int64_t lastWatchdog_ms = 0;
 };
 
 /// Reads NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID.

@@ -20,13 +20,13 @@ void ask(Question& question, KeptConsole& console, std::int64_t now_ms) {
     question.segment.emplace();
     if (question.segment->attach(Deadline_in(0), reason) != AVOIP_OK) {
         // Whether the segment is as it should be is looked at elsewhere.
-        question.is_settled = true;
+        question.isSettled = true;
         return;
     }
-    ++question.times_asked;
+    ++question.timesAsked;
     question.asked_ms = now_ms;
     question.segment->clearPrefix();
-    const std::string line = "avoipguard asks " + std::to_string(question.times_asked) + "!";
+    const std::string line = "avoipguard asks " + std::to_string(question.timesAsked) + "!";
     KeptConsole_sendLine(console, line.c_str());
 }
 
@@ -51,26 +51,26 @@ bool HeldTurn_take(HeldTurn& turn, std::int64_t timeout_ms) {
 }
 
 void Question_look(Question& question, HeldTurn& turn, KeptConsole& console, std::int64_t now_ms) {
-    if (question.is_settled) {
+    if (question.isSettled) {
         return;
     }
     if (question.begun_ms < 0) {
         question.begun_ms = now_ms;
     }
-    if (question.times_asked > 0 && question.segment->hasAnswer()) {
-        question.is_settled = true;
-    } else if (question.times_asked == 0 && !HeldTurn_take(turn, 0)) {
-        question.is_settled = now_ms - question.begun_ms >= kAskEveryMs;
-    } else if (question.times_asked == 0 || now_ms - question.asked_ms >= kAskEveryMs) {
+    if (question.timesAsked > 0 && question.segment->hasAnswer()) {
+        question.isSettled = true;
+    } else if (question.timesAsked == 0 && !HeldTurn_take(turn, 0)) {
+        question.isSettled = now_ms - question.begun_ms >= kAskEveryMs;
+    } else if (question.timesAsked == 0 || now_ms - question.asked_ms >= kAskEveryMs) {
         ask(question, console, now_ms);
     }
-    if (question.is_settled) {
+    if (question.isSettled) {
         question.segment.reset();
     }
 }
 
 std::int64_t Question_unanswered_ms(const Question& question, std::int64_t now_ms) {
-    return question.is_settled || question.times_asked == 0 ? 0 : now_ms - question.begun_ms;
+    return question.isSettled || question.timesAsked == 0 ? 0 : now_ms - question.begun_ms;
 }
 
 }  // namespace avoip::guard

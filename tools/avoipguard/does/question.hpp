@@ -22,10 +22,10 @@ bool HeldTurn_take(HeldTurn& turn, std::int64_t timeout_ms);
 
 struct Question {
     /// Answered; or not to be asked, since front ends are at work already.
-    bool is_settled = false;
+    bool isSettled = false;
     std::int64_t begun_ms = -1;  ///< when it was first to be asked
     std::int64_t asked_ms = -1;  ///< when it was last asked
-    int times_asked = 0;
+    int timesAsked = 0;
     std::optional<Segment> segment;
 };
 

@@ -17,18 +17,18 @@ constexpr std::size_t kLongestLine = std::size_t{16} * 1024;
 constexpr std::size_t kQueueMost = std::size_t{256} * 1024;
 
 ssize_t writeNow(const Relay& relay) {
-    return relay.is_socket ? ::send(relay.target, relay.queue.data(), relay.queue.size(),
-                                    MSG_DONTWAIT | MSG_NOSIGNAL)
-                           : ::write(relay.target, relay.queue.data(), relay.queue.size());
+    return relay.isSocket ? ::send(relay.target, relay.queue.data(), relay.queue.size(),
+                                   MSG_DONTWAIT | MSG_NOSIGNAL)
+                          : ::write(relay.target, relay.queue.data(), relay.queue.size());
 }
 
 /// Says how many lines were dropped, once there is room again.
 void sayWhatWasDropped(Relay& relay) {
-    if (relay.is_dropping && relay.queue.size() < kQueueMost / 2) {
+    if (relay.isDropping && relay.queue.size() < kQueueMost / 2) {
         relay.queue += "avoipguard: " + std::to_string(relay.dropped) +
                        " lines dropped: whoever reads this output is too slow.\n";
         relay.dropped = 0;
-        relay.is_dropping = false;
+        relay.isDropping = false;
     }
 }
 
@@ -39,7 +39,7 @@ Relay Relay_open(int output) {
     relay.target = output;
     struct stat facts {};
     ::fstat(output, &facts);
-    relay.is_socket = S_ISSOCK(facts.st_mode);
+    relay.isSocket = S_ISSOCK(facts.st_mode);
     // A flag on the output itself would be everybody's who shares it, such as the shell's. A
     // regular file keeps its place with the output, and makes nobody wait.
     if (S_ISFIFO(facts.st_mode) || S_ISCHR(facts.st_mode)) {
@@ -60,9 +60,9 @@ void Relay_take(Relay& relay, std::string_view bytes) {
         const std::string_view piece = bytes.substr(0, std::min(end, kLongestLine));
         relay.begun += piece;
         bytes.remove_prefix(piece.size());
-        const bool has_end = bytes.starts_with('\n');
-        if (has_end || relay.begun.size() >= kLongestLine) {
-            bytes.remove_prefix(has_end ? 1 : 0);
+        const bool hasEnd = bytes.starts_with('\n');
+        if (hasEnd || relay.begun.size() >= kLongestLine) {
+            bytes.remove_prefix(hasEnd ? 1 : 0);
             Relay_line(relay, relay.begun);
             relay.begun.clear();
         }
@@ -78,8 +78,8 @@ void Relay_endLine(Relay& relay) {
 
 void Relay_line(Relay& relay, std::string_view line) {
     sayWhatWasDropped(relay);
-    relay.is_dropping = relay.is_dropping || relay.queue.size() + line.size() > kQueueMost;
-    if (relay.is_dropping) {
+    relay.isDropping = relay.isDropping || relay.queue.size() + line.size() > kQueueMost;
+    if (relay.isDropping) {
         ++relay.dropped;
     } else {
         relay.queue += Escape_line(line) + "\n";

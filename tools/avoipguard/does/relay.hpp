@@ -18,11 +18,11 @@ struct Relay {
     /// Opened for writing without waiting, where the output itself cannot be used so.
     Descriptor own;
     int target = -1;
-    bool is_socket = false;
+    bool isSocket = false;
     std::string begun;  ///< a line without its end
     std::string queue;  ///< whole lines
     std::size_t dropped = 0;
-    bool is_dropping = false;
+    bool isDropping = false;
 };
 
 /// A relay to the descriptor `output`, which stays the caller's.

@@ -59,7 +59,7 @@ bool isQuiet(std::uint64_t kept) {
 
 /// Counts the mappings when there may be other ones, and not so often that it takes much time.
 void countMappings(Watch& watch, std::size_t private_bytes, std::int64_t now_ms) {
-    if (private_bytes == watch.mappings_at_bytes || now_ms < watch.next_count_ms) {
+    if (private_bytes == watch.mappingsAt_bytes || now_ms < watch.nextCount_ms) {
         return;
     }
     const auto begin = std::chrono::steady_clock::now();
@@ -68,8 +68,8 @@ void countMappings(Watch& watch, std::size_t private_bytes, std::int64_t now_ms)
         std::chrono::steady_clock::now() - begin);
     watch.mappings = seen.count;
     watch.segments = std::move(seen.segments);
-    watch.mappings_at_bytes = private_bytes;
-    watch.next_count_ms = now_ms + 10 * cost.count();
+    watch.mappingsAt_bytes = private_bytes;
+    watch.nextCount_ms = now_ms + 10 * cost.count();
 }
 
 /// `connections` of its descriptors belong to connections that stand.
@@ -90,18 +90,18 @@ Use useOf(Watch& watch, const Descriptors& descriptors, std::size_t connections,
 Wear wearOf(Watch& watch, const Descriptors& descriptors, std::int64_t now_ms) {
     watch.bounds = Bounds_look(watch.pid);
     // Which of them are connections only matters when there are many.
-    const bool are_many = descriptors.size() > watch.bounds.descriptors / 2;
-    const std::size_t connections = are_many ? connectionsOf(descriptors) : 0;
+    const bool areMany = descriptors.size() > watch.bounds.descriptors / 2;
+    const std::size_t connections = areMany ? connectionsOf(descriptors) : 0;
     watch.latest = useOf(watch, descriptors, connections, now_ms);
     return Wear_worst(watch.fresh, watch.latest, watch.bounds);
 }
 
 /// Takes down what the daemon begins with.
 void complete(Watch& watch, const Descriptors& descriptors, std::int64_t now_ms) {
-    watch.is_complete = true;
+    watch.isComplete = true;
     const std::vector<pid_t> threads = Process_threads(watch.pid);
     // The main thread starts the listener first of all.
-    watch.listener_thread = threads.size() > 1 ? threads[1] : 0;
+    watch.listenerThread = threads.size() > 1 ? threads[1] : 0;
     watch.fresh = useOf(watch, descriptors, connectionsOf(descriptors), now_ms);
 }
 
@@ -110,9 +110,9 @@ SegmentPlace segmentPlace(const Watch& watch) {
     if (!segment) {
         return SegmentPlace::kGone;
     }
-    const bool is_attached =
+    const bool isAttached =
         std::ranges::find(watch.segments, segment->identifier) != watch.segments.end();
-    return is_attached && segment->is_own ? SegmentPlace::kOwn : SegmentPlace::kOther;
+    return isAttached && segment->isOwn ? SegmentPlace::kOwn : SegmentPlace::kOther;
 }
 
 /// Adds the time since the last look to what lasts, or begins anew.
@@ -127,11 +127,11 @@ void lookAtReplyPort(Watch& watch, const Descriptors& descriptors, std::uint64_t
         return;
     }
     const SocketSeen* const own = ownOf(bound, descriptors);
-    watch.reply_socket = own == nullptr ? 0 : own->inode;
-    seen.has_reply_socket = own != nullptr;
+    watch.replySocket = own == nullptr ? 0 : own->inode;
+    seen.hasReplySocket = own != nullptr;
     for (const SocketSeen& socket : *bound) {
         if (socket.inode != dying && numberOf(descriptors, socket.inode) < 0) {
-            seen.reply_port_sharer = SocketOwner_find(watch.sharer, socket.inode, socket.user);
+            seen.replyPortSharer = SocketOwner_find(watch.sharer, socket.inode, socket.user);
         }
     }
 }
@@ -147,49 +147,49 @@ KeptSeen lookAtConsole(Watch& watch, const Descriptors& descriptors, std::int64_
         return {};
     }
     const KeptSeen kept = KeptConsole_look(watch.console, now_ms);
-    lasts(watch.unread_ms, kept.is_unread, step_ms);
+    lasts(watch.unread_ms, kept.isUnread, step_ms);
     return kept;
 }
 
 }  // namespace
 
 void Watch_hear(Watch& watch, std::string_view printed) {
-    const std::size_t room = kFirstWordsMost - watch.first_words.size();
-    watch.first_words += printed.substr(0, room);
+    const std::size_t room = kFirstWordsMost - watch.firstWords.size();
+    watch.firstWords += printed.substr(0, room);
 }
 
 DaemonSeen Watch_look(Watch& watch, HeldTurn& turn, std::uint64_t dying, std::int64_t now_ms) {
-    const std::int64_t step_ms = std::min(now_ms - watch.last_look_ms, kLongestStepMs);
-    watch.last_look_ms = now_ms;
+    const std::int64_t step_ms = std::min(now_ms - watch.lastLook_ms, kLongestStepMs);
+    watch.lastLook_ms = now_ms;
     const Descriptors descriptors = Process_descriptors(watch.pid);
     if (descriptors.empty()) {
         // It has ended, which shows elsewhere, or it could not be looked at this time.
         return watch.seen;
     }
     const KeptSeen kept = lookAtConsole(watch, descriptors, step_ms, now_ms);
-    if (kept.has_read && !watch.is_complete) {
+    if (kept.hasRead && !watch.isComplete) {
         complete(watch, descriptors, now_ms);
     }
-    if (!watch.is_complete) {
+    if (!watch.isComplete) {
         return {};
     }
     DaemonSeen seen;
-    if (watch.question.times_asked == 0 && !watch.question.is_settled && !isQuiet(kept.inode)) {
+    if (watch.question.timesAsked == 0 && !watch.question.isSettled && !isQuiet(kept.inode)) {
         // The answer could be taken by a front end that takes no turns for the answer to its own.
-        watch.question.is_settled = true;
+        watch.question.isSettled = true;
     }
     Question_look(watch.question, turn, watch.console, now_ms);
     lasts(watch.unconnected_ms, !kept.stands, step_ms);
     lasts(watch.stopped_ms, Process_isStopped(watch.pid), step_ms);
-    seen.has_console = true;
-    seen.has_listener = Process_hasThread(watch.pid, watch.listener_thread);
-    seen.identity = Watch_identity(watch.first_words);
+    seen.hasConsole = true;
+    seen.hasListener = Process_hasThread(watch.pid, watch.listenerThread);
+    seen.identity = Watch_identity(watch.firstWords);
     seen.segment = segmentPlace(watch);
     seen.unconnected_ms = watch.unconnected_ms;
     seen.stopped_ms = watch.stopped_ms;
     seen.unread_ms = watch.unread_ms;
     seen.unanswered_ms = Question_unanswered_ms(watch.question, now_ms);
-    seen.is_proven = watch.question.is_settled;
+    seen.isProven = watch.question.isSettled;
     lookAtReplyPort(watch, descriptors, dying, seen);
     seen.wear = wearOf(watch, descriptors, now_ms);
     watch.seen = seen;
@@ -203,10 +203,10 @@ bool Watch_uploads(const Watch& watch) {
 }
 
 bool Watch_hasGrown(Watch& watch, std::int64_t now_ms) {
-    if (!watch.is_complete || now_ms < watch.next_growth_ms) {
+    if (!watch.isComplete || now_ms < watch.nextGrowth_ms) {
         return false;
     }
-    watch.next_growth_ms = now_ms + kGrowthEveryMs;
+    watch.nextGrowth_ms = now_ms + kGrowthEveryMs;
     const MemorySeen memory = Process_memory(watch.pid);
     Use now = watch.latest;
     now.size_bytes = memory.size_bytes;
@@ -218,17 +218,17 @@ bool Watch_isQuiet(Watch& watch, std::int64_t now_ms) {
     return isQuiet(KeptConsole_look(watch.console, now_ms).inode);
 }
 
-std::string Watch_identity(std::string_view first_words) {
+std::string Watch_identity(std::string_view firstWords) {
     constexpr std::string_view kBegin = "local mac:";
     constexpr std::size_t kDigits = 12;
-    const std::size_t begin = first_words.find(kBegin);
+    const std::size_t begin = firstWords.find(kBegin);
     if (begin == std::string_view::npos) {
         return {};
     }
-    const std::string_view identity = first_words.substr(begin + kBegin.size(), kDigits);
-    const bool is_whole = identity.size() == kDigits &&
-                          identity.find_first_not_of("0123456789abcdef") == std::string_view::npos;
-    return is_whole ? std::string(identity) : std::string();
+    const std::string_view identity = firstWords.substr(begin + kBegin.size(), kDigits);
+    const bool isWhole = identity.size() == kDigits &&
+                         identity.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+    return isWhole ? std::string(identity) : std::string();
 }
 
 }  // namespace avoip::guard

@@ -22,25 +22,25 @@ namespace avoip::guard {
 struct Watch {
     pid_t pid = 0;
     /// The beginning of what it has printed, where its identity stands.
-    std::string first_words;
+    std::string firstWords;
     KeptConsole console;
     Question question;
 
-    std::int64_t last_look_ms = 0;
+    std::int64_t lastLook_ms = 0;
     /// Set once its console has read: by then it has all that it begins with.
-    bool is_complete = false;
-    pid_t listener_thread = 0;
-    int listener = -1;               ///< the descriptor that it listens with; -1: not seen
-    std::uint64_t reply_socket = 0;  ///< 0: not seen
-    SocketOwner sharer;              ///< of the reply port
-    std::vector<int> segments;       ///< those that it is attached to
-    Use fresh;                       ///< what it took up then
-    Use latest;                      ///< what it took up at the latest look
-    Bounds bounds;                   ///< what it could take up then
-    std::int64_t next_growth_ms = 0;
+    bool isComplete = false;
+    pid_t listenerThread = 0;
+    int listener = -1;              ///< the descriptor that it listens with; -1: not seen
+    std::uint64_t replySocket = 0;  ///< 0: not seen
+    SocketOwner sharer;             ///< of the reply port
+    std::vector<int> segments;      ///< those that it is attached to
+    Use fresh;                      ///< what it took up then
+    Use latest;                     ///< what it took up at the latest look
+    Bounds bounds;                  ///< what it could take up then
+    std::int64_t nextGrowth_ms = 0;
     std::size_t mappings = 0;
-    std::size_t mappings_at_bytes = 0;  ///< of private memory when they were counted
-    std::int64_t next_count_ms = 0;
+    std::size_t mappingsAt_bytes = 0;  ///< of private memory when they were counted
+    std::int64_t nextCount_ms = 0;
     std::int64_t unconnected_ms = 0;
     std::int64_t stopped_ms = 0;
     std::int64_t unread_ms = 0;
@@ -65,6 +65,6 @@ bool Watch_hasGrown(Watch& watch, std::int64_t now_ms);
 bool Watch_isQuiet(Watch& watch, std::int64_t now_ms);
 
 /// The identity in what the daemon prints first; empty when it says none.
-std::string Watch_identity(std::string_view first_words);
+std::string Watch_identity(std::string_view firstWords);
 
 }  // namespace avoip::guard

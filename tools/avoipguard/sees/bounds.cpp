@@ -34,8 +34,8 @@ std::size_t numberIn(const std::string& path, std::size_t otherwise) {
 /// 3 GiB for a 32-bit program under most systems.
 std::size_t addressSpace() {
     constexpr std::uintptr_t kGiB = std::uintptr_t{1} << 30U;
-    const int on_stack = 0;
-    const std::uintptr_t gibibytes = reinterpret_cast<std::uintptr_t>(&on_stack) / kGiB + 1;
+    const int onStack = 0;
+    const std::uintptr_t gibibytes = reinterpret_cast<std::uintptr_t>(&onStack) / kGiB + 1;
     return gibibytes > kBoundless / kGiB ? kBoundless : gibibytes * kGiB;
 }
 

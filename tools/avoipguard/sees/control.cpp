@@ -65,16 +65,16 @@ ControlSeen Control_look() {
     ControlSeen seen;
     ifreq request{};
     seen.exists = ask(socket, SIOCGIFFLAGS, request);
-    seen.is_up = seen.exists && (request.ifr_flags & IFF_UP) != 0;
+    seen.isUp = seen.exists && (request.ifr_flags & IFF_UP) != 0;
     if (ask(socket, SIOCGIFHWADDR, request)) {
         seen.mac = macIn(request);
     }
-    seen.has_address = ask(socket, SIOCGIFADDR, request);
+    seen.hasAddress = ask(socket, SIOCGIFADDR, request);
     sockaddr_in own{};
     std::memcpy(&own, &request.ifr_addr, sizeof own);
     in_addr source{};
-    seen.has_route = sourceOfRequests(source);
-    seen.route_fits = seen.has_address && seen.has_route && source.s_addr == own.sin_addr.s_addr;
+    seen.hasRoute = sourceOfRequests(source);
+    seen.routeFits = seen.hasAddress && seen.hasRoute && source.s_addr == own.sin_addr.s_addr;
     return seen;
 }
 

@@ -13,11 +13,11 @@ inline constexpr const char* kDeviceGroup = "239.255.255.250";
 
 struct ControlSeen {
     bool exists = false;
-    bool is_up = false;
+    bool isUp = false;
     std::string mac;  ///< twelve hexadecimal digits in lower case; empty for none
-    bool has_address = false;
-    bool has_route = false;   ///< a datagram to the devices' group would leave
-    bool route_fits = false;  ///< and by this interface
+    bool hasAddress = false;
+    bool hasRoute = false;   ///< a datagram to the devices' group would leave
+    bool routeFits = false;  ///< and by this interface
 };
 
 /// Looks at the control interface. Nothing is sent.

@@ -89,8 +89,8 @@ pid_t holderOf(std::uint64_t inode) {
 bool Process_isStopped(pid_t pid) {
     const std::string line = firstLine(pathOf(pid, "stat"));
     // The state stands behind the name, which may hold anything, ")" too.
-    const std::size_t name_end = line.rfind(") ");
-    const char state = name_end == std::string::npos ? '\0' : line[name_end + 2];
+    const std::size_t nameEnd = line.rfind(") ");
+    const char state = nameEnd == std::string::npos ? '\0' : line[nameEnd + 2];
     return state == 'T' || state == 't';
 }
 

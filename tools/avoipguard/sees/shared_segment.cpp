@@ -27,15 +27,15 @@ std::optional<SharedSegment> SharedSegment_look() {
     }
     SharedSegment seen;
     seen.identifier = identifier;
-    seen.is_removable = ::geteuid() == 0;
+    seen.isRemovable = ::geteuid() == 0;
     seen.owner = "another user";
     shmid_ds facts{};
     if (::shmctl(identifier, IPC_STAT, &facts) == 0) {
         const ipc_perm& rights = facts.shm_perm;
-        seen.is_own = rights.uid == ::geteuid() && rights.gid == ::getegid() &&
-                      (rights.mode & 0777U) == kMode;
-        seen.is_full = facts.shm_segsz > kFullSize;
-        seen.is_removable = seen.is_removable || rights.uid == ::geteuid();
+        seen.isOwn = rights.uid == ::geteuid() && rights.gid == ::getegid() &&
+                     (rights.mode & 0777U) == kMode;
+        seen.isFull = facts.shm_segsz > kFullSize;
+        seen.isRemovable = seen.isRemovable || rights.uid == ::geteuid();
         seen.owner = "user " + std::to_string(rights.uid);
     } else if (errno != EACCES) {
         // It went between the two questions.

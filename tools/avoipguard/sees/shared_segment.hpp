@@ -11,9 +11,9 @@ namespace avoip::guard {
 
 struct SharedSegment {
     int identifier = -1;
-    bool is_own = false;   ///< made by this user, for front ends of this group to write
-    bool is_full = false;  ///< has room for the largest answer
-    bool is_removable = false;
+    bool isOwn = false;   ///< made by this user, for front ends of this group to write
+    bool isFull = false;  ///< has room for the largest answer
+    bool isRemovable = false;
     std::string owner;  ///< "user 1000", or what is known instead
 };
 

@@ -91,10 +91,10 @@ bool ask(const Request& request, std::vector<SocketSeen>& found) {
 }
 
 std::optional<std::vector<SocketSeen>> askBothFamilies(std::uint8_t protocol, std::uint32_t states,
-                                                       std::uint16_t local_port) {
+                                                       std::uint16_t localPort) {
     std::vector<SocketSeen> found;
     Request request = requestFor(AF_INET, protocol, states);
-    request.question.id.idiag_sport = htons(local_port);
+    request.question.id.idiag_sport = htons(localPort);
     if (!ask(request, found)) {
         return std::nullopt;
     }
@@ -125,20 +125,20 @@ bool Sockets_canBind(int type, std::uint16_t port) {
            errno != EADDRINUSE;
 }
 
-std::optional<std::vector<SocketSeen>> Sockets_connections(std::uint16_t local_port,
-                                                           std::uint16_t remote_port) {
+std::optional<std::vector<SocketSeen>> Sockets_connections(std::uint16_t localPort,
+                                                           std::uint16_t remotePort) {
     std::vector<SocketSeen> found;
     Request request = requestFor(AF_INET, IPPROTO_TCP, kStanding);
-    request.question.id.idiag_sport = htons(local_port);
-    request.question.id.idiag_dport = htons(remote_port);
+    request.question.id.idiag_sport = htons(localPort);
+    request.question.id.idiag_dport = htons(remotePort);
     return ask(request, found) ? std::optional(found) : std::nullopt;
 }
 
-std::optional<SocketSeen> Sockets_peer(std::uint16_t own_port, std::uint16_t peer_port) {
+std::optional<SocketSeen> Sockets_peer(std::uint16_t ownPort, std::uint16_t peerPort) {
     Request request = requestFor(AF_INET, IPPROTO_TCP, kStanding);
     request.header.nlmsg_flags = NLM_F_REQUEST;
-    request.question.id.idiag_sport = htons(peer_port);
-    request.question.id.idiag_dport = htons(own_port);
+    request.question.id.idiag_sport = htons(peerPort);
+    request.question.id.idiag_dport = htons(ownPort);
     request.question.id.idiag_src[0] = htonl(INADDR_LOOPBACK);
     request.question.id.idiag_dst[0] = htonl(INADDR_LOOPBACK);
     std::vector<SocketSeen> found;

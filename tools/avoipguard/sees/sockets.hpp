@@ -31,10 +31,10 @@ bool Sockets_canBind(int type, std::uint16_t port);
 
 /// The TCP connections that stand, by the port of this end or of the other one (0 for any). Where
 /// there are very many sockets this takes some milliseconds.
-std::optional<std::vector<SocketSeen>> Sockets_connections(std::uint16_t local_port,
-                                                           std::uint16_t remote_port);
+std::optional<std::vector<SocketSeen>> Sockets_connections(std::uint16_t localPort,
+                                                           std::uint16_t remotePort);
 
 /// The other end of a connection within this machine, over 127.0.0.1; nothing when it is gone.
-std::optional<SocketSeen> Sockets_peer(std::uint16_t own_port, std::uint16_t peer_port);
+std::optional<SocketSeen> Sockets_peer(std::uint16_t ownPort, std::uint16_t peerPort);
 
 }  // namespace avoip::guard
