@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -90,11 +92,17 @@ struct GuardedBed {
     GuardedBed(const GuardedBed&) = delete;
     GuardedBed& operator=(const GuardedBed&) = delete;
 
+    /// What the environment names, to have other builds measured; else this tree's.
+    static std::string chosen(const char* variable, const char* own) {
+        const char* const named = std::getenv(variable);
+        return named != nullptr ? named : own;
+    }
+
     bed::DaemonOptions options(std::vector<std::pair<int, rlim_t>> limits) const {
         bed::DaemonOptions made;
         made.limits = std::move(limits);
-        made.program = AVOIPGUARD_PATH;
-        made.arguments = {"--daemon", AVOIPD_PATH, "--state-folder", folder};
+        made.program = chosen("AVOIPGUARD", AVOIPGUARD_PATH);
+        made.arguments = {"--daemon", chosen("AVOIPD", AVOIPD_PATH), "--state-folder", folder};
         made.standardOutput = nowhere.get();
         return made;
     }
@@ -121,10 +129,14 @@ int highestWear(const std::string& words) {
     return highest;
 }
 
-std::string summary(std::size_t connections, GuardedBed& bed) {
+int restartsOf(const GuardedBed& bed) {
     const auto health = avoip::Health_readFolder(bed.folder);
+    return health ? health->restarts : -1;
+}
+
+std::string summary(std::size_t connections, GuardedBed& bed) {
     return grouped(connections) + " connections one after the other, each for one command; " +
-           std::to_string(health ? health->restarts : -1) + " restarts, at " +
+           std::to_string(restartsOf(bed)) + " restarts, at " +
            std::to_string(highestWear(bed.guard.errors().all())) + " % at most";
 }
 
@@ -136,17 +148,19 @@ std::string seenBy(const PlainFrontEnd& plain) {
            " times in all, for " + longest.data() + " ms at most";
 }
 
-/// Connects, asks and goes, so many times; says what was lost.
-Finding askOnEach(std::size_t connections, GuardedBed& bed) {
-    Ear ear(bed.namespaces, connections);
+/// Connects, asks and goes, so many times, or until the daemon was replaced so often; says what was
+/// lost.
+Finding askOnEach(std::size_t most, GuardedBed& bed, int restartsMost = INT_MAX) {
+    Ear ear(bed.namespaces, most);
+    std::size_t connections = 0;
     Finding finding;
     std::size_t unserved = 0;
     std::string explanation;
     finding.before = footprintOf(bed.guard);
     const auto begin = Clock::now();
-    for (std::size_t i = 0; i < connections; ++i) {
+    for (; connections < most && restartsOf(bed) < restartsMost; ++connections) {
         bed::FrontEnd frontEnd;
-        const std::string problem = askCommand(frontEnd, i);
+        const std::string problem = askCommand(frontEnd, connections);
         if (!problem.empty()) {
             ++unserved;
             explanation = problem;
@@ -155,7 +169,7 @@ Finding askOnEach(std::size_t connections, GuardedBed& bed) {
     finding.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     finding.after = footprintOf(bed.guard);
     finding.done = summary(connections, bed);
-    finding.lost = ear.finish();
+    finding.lost = ear.finish(connections);
     addLoss(finding.lost, unserved, "commands not answered, such as: " + explanation);
     return finding;
 }
@@ -170,6 +184,16 @@ Finding guardedConnections(std::size_t connections) {
     finding.done += seenBy(plain);
     addLoss(finding.lost, plain.longest_ms() > kRefusedMs ? 1 : 0,
             "refusal for more than " + std::to_string(kRefusedMs) + " ms");
+    return finding;
+}
+
+Finding guardedThreeRestarts(std::size_t most) {
+    constexpr int kRestarts = 3;
+    GuardedBed bed;
+    Finding finding = askOnEach(most, bed, kRestarts);
+    addLoss(finding.lost,
+            static_cast<std::size_t>(kRestarts - std::min(restartsOf(bed), kRestarts)),
+            "of three restarts");
     return finding;
 }
 

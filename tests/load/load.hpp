@@ -52,7 +52,12 @@ Finding connectionsUntilRefused(std::size_t most);
 /// without the library sees of the replacing.
 Finding guardedConnections(std::size_t connections);
 
-/// The same, with no more addresses than a 32-bit processor has, and no other front end.
+/// Connections one after the other until the guard has replaced the daemon three times, `most` at
+/// most. The environment variables AVOIPGUARD and AVOIPD may name other builds, such as those for
+/// another processor with what emulates it.
+Finding guardedThreeRestarts(std::size_t most);
+
+/// As guardedConnections(), with no more addresses than a 32-bit processor has, and no other front end.
 Finding guardedLittleSpace(std::size_t connections);
 
 /// A fleet of 1,024 answers discovery in one burst, `rounds` times.

@@ -4,9 +4,9 @@
     tests/packages/small_device.py QEMU ROOT PROGRAMS
 
 QEMU runs the programs in the folder PROGRAMS with the libraries of ROOT. To be started in network,
-IPC and process namespaces of its own (scripts/small-devices does), of which all it starts ends with
-the first process. Prints what did not go as it should and ends with 1, or prints the costs: what, a
-tab, and how many instructions.
+IPC and process namespaces of its own (scripts/measure small-devices makes them), of which all it
+starts ends with the first process. Prints what did not go as it should and ends with 1, or prints
+the costs: what, a tab, and how many instructions.
 
 The instructions are counted by qemu: it translates each by itself (-singlestep) and writes a line
 for each that is carried out (-d exec,nochain). Those inside the kernel are not among them.
