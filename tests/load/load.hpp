@@ -57,7 +57,8 @@ Finding guardedConnections(std::size_t connections);
 /// another processor with what emulates it.
 Finding guardedThreeRestarts(std::size_t most);
 
-/// As guardedConnections(), with no more addresses than a 32-bit processor has, and no other front end.
+/// As guardedConnections(), with no more addresses than a 32-bit processor has, and no other front
+/// end.
 Finding guardedLittleSpace(std::size_t connections);
 
 /// A fleet of 1,024 answers discovery in one burst, `rounds` times.
