@@ -87,6 +87,7 @@ TEST_F(GuardWithoutInterface, waits_for_the_interface_its_state_its_address_and_
     EXPECT_EQ(guard->output().all(), "");
     bed::ip("route add 224.0.0.0/4 dev eth0.2");
     awaitState("ok");
+    guard->awaitOutput("asks 1!\n");
     EXPECT_EQ(guard->output().all(),
               "local mac:001122aabbcc \n"
               "Server: listening for client requests....\n"
