@@ -116,8 +116,8 @@ SegmentPlace segmentPlace(const Watch& watch) {
 }
 
 /// Adds the time since the last look to what lasts, or begins anew.
-void lasts(std::int64_t& duration_ms, bool goes_on, std::int64_t step_ms) {
-    duration_ms = goes_on ? duration_ms + step_ms : 0;
+void lasts(std::int64_t& duration_ms, bool goesOn, std::int64_t step_ms) {
+    duration_ms = goesOn ? duration_ms + step_ms : 0;
 }
 
 void lookAtReplyPort(Watch& watch, const Descriptors& descriptors, std::uint64_t dying,
