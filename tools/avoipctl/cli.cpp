@@ -28,9 +28,10 @@ constexpr const char* kAbout =
     "Without a subcommand it is a prompt.";
 
 constexpr const char* kEnding =
-    "Exit status: 0 success, 1 the daemon answered failure, or what came cannot be believed, 2 "
-    "wrong\n"
-    "usage, 3 no daemon or no answer segment, 4 no answer in time, 5 no turn in time (nothing was\n"
+    "Exit status: 0 success, 1 the daemon answered failure, or what came cannot be believed, or "
+    "the\n"
+    "output could not be written, 2 wrong usage, 3 no daemon or no answer segment, 4 no answer in "
+    "time, 5 no turn in time (nothing was\n"
     "sent).\n\n"
     "Environment: AVOIP_LOCK_FILE names the lock file by which front ends take turns; all need "
     "the\n"
@@ -237,6 +238,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     if (!words.empty() && words.front() == "--complete") {
         return printCompletion(session, {words.begin() + 1, words.end()});
     }
+    session.screen = Screen_now();
     CLI::App app(kAbout, "avoipctl");
     app.footer(kEnding);
     app.require_subcommand(0, 1);

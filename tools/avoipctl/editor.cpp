@@ -1,5 +1,8 @@
 #include "avoipctl/editor.hpp"
 
+#include <termios.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -13,7 +16,23 @@ namespace {
 constexpr int kHistoryLines = 1000;
 constexpr const char* kPrompt = "avoip> ";
 
+void setInterruptKey(cc_t key) {
+    termios settings{};
+    if (::tcgetattr(STDIN_FILENO, &settings) == 0) {
+        settings.c_cc[VINTR] = key;
+        ::tcsetattr(STDIN_FILENO, TCSADRAIN, &settings);
+    }
+}
+
+cc_t interruptKey() {
+    termios settings{};
+    return ::tcgetattr(STDIN_FILENO, &settings) == 0 ? settings.c_cc[VINTR] : cc_t{_POSIX_VDISABLE};
+}
+
+/// The editor asks for the prompt whenever it has just taken the terminal. While a line is typed,
+/// Ctrl-C is a key and no signal.
 const char* promptText(EditLine*) {
+    setInterruptKey(_POSIX_VDISABLE);
     return kPrompt;
 }
 
@@ -47,6 +66,16 @@ unsigned char complete(EditLine* editLine, wint_t) {
     return CC_REDISPLAY;
 }
 
+/// Ctrl-C: drops the line.
+unsigned char drop(EditLine* editLine, wint_t) {
+    const LineInfo& info = *::el_line(editLine);
+    const auto length = static_cast<int>(info.lastchar - info.buffer);
+    ::el_cursor(editLine, static_cast<int>(info.lastchar - info.cursor));
+    ::el_deletestr(editLine, length);
+    std::fputs("^C\n", stdout);
+    return CC_REDISPLAY;
+}
+
 }  // namespace
 
 Editor::Editor()
@@ -66,12 +95,16 @@ Editor::Editor()
     // The wide form: the other one leaks copies of the two texts.
     ::el_wset(edit_.get(), EL_ADDFN, L"avoipctl-complete", L"Complete the word", &complete);
     ::el_set(edit_.get(), EL_BIND, "^I", "avoipctl-complete", nullptr);
+    ::el_wset(edit_.get(), EL_ADDFN, L"avoipctl-drop", L"Drop the line", &drop);
+    ::el_set(edit_.get(), EL_BIND, "^C", "avoipctl-drop", nullptr);
     ::el_source(edit_.get(), nullptr);
 }
 
 bool Editor::read(std::string& line) {
     int count = 0;
+    const cc_t key = interruptKey();
     const char* const typed = ::el_gets(edit_.get(), &count);
+    setInterruptKey(key);
     if (typed == nullptr || count <= 0) {
         return false;
     }

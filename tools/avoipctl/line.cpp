@@ -20,6 +20,9 @@ std::vector<std::string> Line_words(std::string_view line) {
             inWord = false;
             continue;
         }
+        if (quote == '\0' && !inWord && letter == '#') {
+            break;
+        }
         if (!inWord) {
             words.emplace_back();
             inWord = true;

@@ -8,7 +8,8 @@
 namespace avoip::ctl {
 
 /// The words of `line`, which blanks separate. Single or double quotes keep blanks in a word, as in
-/// a shell; a quote that is not closed reaches to the end of the line.
+/// a shell; a quote that is not closed reaches to the end of the line. A word that begins with "#"
+/// begins a comment, which reaches to the end of the line.
 std::vector<std::string> Line_words(std::string_view line);
 
 /// `line` without blanks, tabs and line ends at its ends.

@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "avoipctl/edid.hpp"
+#include "avoipctl/interrupt.hpp"
 #include "avoipctl/render.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
@@ -27,6 +28,13 @@ std::string_view advice(const Command& command) {
     }
     return "The device did not answer in time, or not as it should: see whether 'avoipctl devices' "
            "lists it.";
+}
+
+/// What an interrupt says while this command is asked.
+const char* interruptText(const Command& command) {
+    return command.exchange.kind == ExchangeKind::kSending
+               ? "What was sent already is carried out; ask the device what became of it."
+               : "Nothing is changed; the daemon waits for replies some seconds longer.";
 }
 
 /// What to say about a failure answer to a text that need not be of the catalogue.
@@ -108,6 +116,7 @@ Status Run_report(Session& session, const Reply& reply) {
 
 Status Run_read(Session& session, const Command& command, std::span<const std::string> values,
                 Reply& reply) {
+    const InterruptText text(interruptText(command));
     reply = Client_run(Session_client(session), {&command, {values.begin(), values.end()}});
     return reply.succeeded() ? kSuccess : Run_report(session, reply);
 }
@@ -136,6 +145,7 @@ Status Run_command(Session& session, const Command& command, std::span<const std
 }
 
 Status Run_send(Session& session, const std::string& text) {
+    const InterruptText said("If it was sent already, the daemon carries it out.");
     const Reply reply = Client_send(Session_client(session), text);
     if (!reply.json.empty()) {
         session.out << Printable_json(reply.json) << '\n';

@@ -39,7 +39,8 @@ Status Session_status(End end) {
 
 void Session_error(Session& session, std::string_view text) {
     session.out.flush();
-    session.err << "avoipctl: " << text << '\n';
+    session.err << Screen_paint(session.screen.error_colour, Paint::kBad, "avoipctl:") << ' '
+                << text << '\n';
     session.err.flush();
 }
 

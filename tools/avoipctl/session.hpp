@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "avoipctl/screen.hpp"
 #include "lib/client/client.hpp"
 
 namespace avoip::ctl {
@@ -16,7 +17,8 @@ namespace avoip::ctl {
 /// The exit statuses of avoipctl.
 enum Status : int {
     kSuccess = 0,
-    kFailure = 1,     ///< the daemon answered failure, or what came cannot be believed
+    kFailure = 1,     ///< the daemon answered failure, or what came cannot be believed,
+                      ///< or what there is to say could not be written
     kWrongUsage = 2,  ///< the words make no command, or the console could not carry it
     kNoDaemon = 3,    ///< no daemon, no answer segment, or no lock file
     kNoAnswer = 4,    ///< no answer in time, or it was overwritten
@@ -38,6 +40,7 @@ struct Session {
     Options options = {};
     std::unique_ptr<Client> client = {};
     bool at_prompt = false;
+    Screen screen = {};
 };
 
 /// The client, with the options as they are now; made when it is needed first.
@@ -46,7 +49,8 @@ Client& Session_client(Session& session);
 /// The exit status for a request that ended so.
 Status Session_status(End end);
 
-/// Reports an error: "avoipctl: ", the text and a line end on the error stream.
+/// Reports an error: "avoipctl: ", in red where that is shown, the text and a line end on the error
+/// stream.
 void Session_error(Session& session, std::string_view text);
 
 }  // namespace avoip::ctl
