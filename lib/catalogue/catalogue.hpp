@@ -104,6 +104,7 @@ struct Command {
     std::string_view failure_name = {};   ///< "cmd" of the failure answer, empty when it is `text`
     Witness witness = Witness::kNothing;
     AskedBack asked_back = {};
+    bool everyone = false;  ///< it concerns every device, or every one of a kind
 };
 
 /// The subcommand groups that hold actions, with what they are about.

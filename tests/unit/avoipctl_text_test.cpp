@@ -7,7 +7,7 @@
 #include "avoipctl/routes.hpp"
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/table.hpp"
-#include "avoipctl/update.hpp"
+#include "avoipctl/targets.hpp"
 #include "gtest/gtest.h"
 
 namespace avoip::ctl {
@@ -190,7 +190,7 @@ TEST(Update, says_what_became_of_each_device) {
     const std::vector<Target> targets{{"tx01", "V1.0.0", "V1.2.6"}, {"tx02", "V1.0.0", "V1.0.0"},
                                       {"tx03", "V1.0.0", ""},       {"tx04", "V1.0.0", "V0.9.0"},
                                       {"tx05", "1.0.0", "1.2.6"},   {"tx06", "1.2.6", "1.2.6"}};
-    EXPECT_EQ(Update_print(targets, "V1.2.6"),
+    EXPECT_EQ(Targets_print(targets, "V1.2.6"),
               "IDENTITY  BEFORE  AFTER   RESULT\n"
               "tx01      V1.0.0  V1.2.6  updated\n"
               "tx02      V1.0.0  V1.0.0  unchanged\n"

@@ -2,26 +2,22 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <functional>
 #include <ostream>
 
 #include "avoipctl/command_table.hpp"
 #include "avoipctl/completion.hpp"
 #include "avoipctl/line.hpp"
+#include "avoipctl/own_commands.hpp"
 #include "avoipctl/prompt.hpp"
-#include "avoipctl/routes.hpp"
+#include "avoipctl/registration.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
-#include "avoipctl/subcommand.hpp"
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/update.hpp"
-#include "lib/catalogue/arguments.hpp"
 #include "lib/catalogue/catalogue.hpp"
 
 namespace avoip::ctl {
 namespace {
-
-using Action = std::function<Status()>;
 
 constexpr const char* kAbout =
     "avoipctl talks to avoipd, the control daemon of an AV-over-IP system, on this machine.\n"
@@ -36,34 +32,6 @@ constexpr const char* kEnding =
     "Environment: AVOIP_LOCK_FILE names the lock file by which front ends take turns; all need "
     "the\n"
     "same. XDG_STATE_HOME is where the history and the devices last seen are kept.";
-
-/// What a value of this argument looks like, for the help.
-std::string typeName(const Argument& argument) {
-    switch (argument.kind) {
-        case ArgumentKind::kIdentity:
-        case ArgumentKind::kLastIdentity:
-            return "ID";
-        case ArgumentKind::kChoice: {
-            std::string choices(argument.choices);
-            std::ranges::replace(choices, ' ', '|');
-            return choices;
-        }
-        case ArgumentKind::kNumber:
-            return argument.maximum - std::int64_t{argument.minimum} > std::int64_t{1} << 31
-                       ? "NUMBER"
-                       : std::to_string(argument.minimum) + "-" + std::to_string(argument.maximum);
-        case ArgumentKind::kAddress:
-            return "ADDRESS";
-        case ArgumentKind::kHex:
-            return "HEX";
-        case ArgumentKind::kPath:
-            return "FILE";
-        case ArgumentKind::kAlias:
-        case ArgumentKind::kWord:
-            return "TEXT";
-    }
-    return "TEXT";
-}
 
 void addHost(CLI::App& app, Options& options) {
     app.add_option("--host", options.host,
@@ -83,64 +51,7 @@ void addOptions(CLI::App& app, Options& options) {
 }
 
 CLI::App* addSubcommand(CLI::App& parent, std::string_view name, std::string_view summary) {
-    CLI::App* const sub = parent.add_subcommand(std::string(name), std::string(summary));
-    // --json and its like may stand behind the subcommand too.
-    sub->fallthrough();
-    return sub;
-}
-
-void addCommand(CLI::App& parent, const Command& command, Session& session, Action& action) {
-    CLI::App* const sub = addSubcommand(
-        parent, command.action.empty() ? command.group : command.action, command.summary);
-    const auto values = std::make_shared<std::vector<std::string>>(command.arguments.size());
-    for (std::size_t i = 0; i < command.arguments.size(); ++i) {
-        const Argument& argument = command.arguments[i];
-        sub->add_option(std::string(argument.name), (*values)[i], std::string(argument.summary))
-            ->required()
-            ->type_name(typeName(argument))
-            ->check([&argument](const std::string& value) {
-                return Arguments_problem(argument, value);
-            });
-    }
-    sub->footer("Example:\n  " + Subcommand_example(command) +
-                "\nwhich sends the console text\n  " +
-                Arguments_consoleText(command, Arguments_examples(command)));
-    if (command.shape.key == "rxedid") {
-        sub->add_flag("--edid-decode", session.options.edid_decode,
-                      "Let the program edid-decode explain the EDID too");
-    }
-    if (command.exchange.kind == ExchangeKind::kSending) {
-        sub->add_flag("--verify", session.options.verify,
-                      "Ask the device back, twice, and say whether it has done it");
-    }
-    sub->callback([&session, &command, &action, values] {
-        const auto run = command.group == "update" ? &Update_run : &Run_command;
-        action = [&session, &command, run, values] { return run(session, command, *values); };
-    });
-}
-
-/// The subcommand that holds the actions of `command`'s group, made when it is not there yet; the
-/// app itself when the command is a subcommand of its own.
-CLI::App& groupOf(CLI::App& app, const Command& command) {
-    const auto groups = Catalogue_groups();
-    const auto group = std::ranges::find(groups, command.group, &Group::name);
-    if (group == groups.end()) {
-        return app;
-    }
-    const auto made =
-        app.get_subcommands([&](const CLI::App* sub) { return sub->get_name() == command.group; });
-    if (!made.empty()) {
-        return *made.front();
-    }
-    CLI::App* const sub = addSubcommand(app, group->name, group->summary);
-    sub->require_subcommand(1);
-    return *sub;
-}
-
-void addCatalogue(CLI::App& app, Session& session, Action& action) {
-    for (const Command& command : Catalogue_commands()) {
-        addCommand(groupOf(app, command), command, session, action);
-    }
+    return Registration_sub(parent, name, summary);
 }
 
 void addImage(CLI::App& app, Session& session, Action& action) {
@@ -164,20 +75,6 @@ void addSend(CLI::App& app, Session& session, Action& action) {
     });
 }
 
-void addRoutes(CLI::App& app, Session& session, Action& action) {
-    CLI::App* const sub =
-        addSubcommand(app, "routes", "Show all routes as a matrix of decoders by encoders");
-    const auto kind = std::make_shared<std::string>("video");
-    sub->add_option("kind", *kind, "Which routes")
-        ->capture_default_str()
-        ->type_name("video|serial|ir")
-        ->check(CLI::IsMember({"video", "serial", "ir"}));
-    sub->footer("Example:\n  avoipctl routes serial");
-    sub->callback([&session, &action, kind] {
-        action = [&session, kind] { return Routes_run(session, *kind); };
-    });
-}
-
 /// For the completion script of bash: what may stand in place of the last word, one a line.
 Status printCompletion(Session& session, const std::vector<std::string>& words) {
     for (const std::string& candidate :
@@ -196,6 +93,11 @@ std::vector<std::string> subcommandNames(const CLI::App& app) {
     return names;
 }
 
+bool takesWords(const CLI::App& app) {
+    return !app.get_options([](const CLI::Option* option) { return option->get_positional(); })
+                .empty();
+}
+
 /// What is wrong with the first word that stands where a subcommand should and is none; nothing
 /// when there is no such word.
 std::string unknownWord(const CLI::App& app, const std::vector<std::string>& words) {
@@ -206,6 +108,9 @@ std::string unknownWord(const CLI::App& app, const std::vector<std::string>& wor
             return {};
         }
         if (std::ranges::find(names, word) == names.end()) {
+            if (takesWords(*level)) {
+                return {};
+            }
             const std::vector<std::string_view> candidates(names.begin(), names.end());
             const std::string question = Suggest_question(Suggest_nearest(word, candidates));
             return "\"" + word + "\" is no subcommand." + (question.empty() ? "" : " " + question);
@@ -248,8 +153,8 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
         addHost(app, session.options);
     }
     addOptions(app, session.options);
-    addCatalogue(app, session, action);
-    addRoutes(app, session, action);
+    Registration_catalogue(app, session, action);
+    OwnCommands_add(app, session, action);
     addImage(app, session, action);
     addSend(app, session, action);
     app.add_flag_callback(

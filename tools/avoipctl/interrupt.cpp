@@ -10,6 +10,7 @@ namespace avoip::ctl {
 namespace {
 
 std::atomic<const char*> saidText = nullptr;
+std::atomic<bool> silent = false;
 static_assert(std::atomic<const char*>::is_always_lock_free, "a signal handler reads it");
 
 void write(const char* text) {
@@ -19,7 +20,8 @@ void write(const char* text) {
 
 /// The signal is raised once more, and ends the process when this returns.
 void onInterrupt(int signal) {
-    if (const char* const text = saidText.load()) {
+    const char* const text = saidText.load();
+    if (text != nullptr && !silent) {
         write(::isatty(STDERR_FILENO) != 0 ? "\navoipctl: Interrupted. "
                                            : "avoipctl: Interrupted. ");
         write(text);
@@ -47,6 +49,10 @@ InterruptText::InterruptText(const char* text) : before_(saidText.exchange(text)
 
 InterruptText::~InterruptText() {
     saidText.store(before_);
+}
+
+void Interrupt_silence() {
+    silent = true;
 }
 
 void Interrupt_say(const char* text) {

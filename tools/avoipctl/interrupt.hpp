@@ -20,6 +20,9 @@ class InterruptText {
     const char* before_;
 };
 
+/// From now on an interrupt says nothing.
+void Interrupt_silence();
+
 /// Changes what the innermost InterruptText says.
 void Interrupt_say(const char* text);
 

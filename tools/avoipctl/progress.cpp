@@ -12,6 +12,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr const char* kWipeLine = "\r\x1b[K";
+
 void show(const std::stop_token& stop, const std::string& text) {
     const auto begin = std::chrono::steady_clock::now();
     std::mutex mutex;
@@ -24,8 +26,7 @@ void show(const std::stop_token& stop, const std::string& text) {
         std::fflush(stderr);
         wake.wait_for(lock, stop, 1s, [] { return false; });
     }
-    // Wipes the line.
-    std::fputs("\r\x1b[K", stderr);
+    std::fputs(kWipeLine, stderr);
 }
 
 }  // namespace
@@ -38,5 +39,11 @@ Progress::Progress(std::string text) {
 }
 
 Progress::~Progress() = default;
+
+void Progress_pass() {
+    if (::isatty(STDERR_FILENO) != 0) {
+        std::fputs(kWipeLine, stderr);
+    }
+}
 
 }  // namespace avoip::ctl

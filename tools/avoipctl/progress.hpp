@@ -20,4 +20,7 @@ class Progress {
     std::jthread thread_;
 };
 
+/// Wipes what is shown, so that a line of text can stand in its place; it comes again below that.
+void Progress_pass();
+
 }  // namespace avoip::ctl

@@ -44,4 +44,14 @@ void Session_error(Session& session, std::string_view text) {
     session.err.flush();
 }
 
+void Session_tellLeftOut(Session& session, const std::string& columns) {
+    if (columns.empty()) {
+        return;
+    }
+    session.out.flush();
+    session.err << Screen_paint(session.screen.error_colour, Paint::kFaint,
+                                "Not shown: " + columns + ". --columns shows what you name.")
+                << std::endl;
+}
+
 }  // namespace avoip::ctl

@@ -32,6 +32,10 @@ struct Options {
     bool json = false;
     bool edid_decode = false;  ///< let edid-decode explain an EDID too
     bool verify = false;       ///< ask back what has become of a change
+    std::string columns = {};  ///< of lists, with commas between them; empty: all that fit
+    bool watch = false;        ///< look again and again
+    double interval_s = 2;     ///< between two looks
+    bool yes = false;          ///< go on without a question where every device is concerned
 };
 
 struct Session {
@@ -41,6 +45,7 @@ struct Session {
     std::unique_ptr<Client> client = {};
     bool at_prompt = false;
     Screen screen = {};
+    bool listed = false;  ///< whether the devices have been listed for names that were typed
 };
 
 /// The client, with the options as they are now; made when it is needed first.
@@ -52,5 +57,9 @@ Status Session_status(End end);
 /// Reports an error: "avoipctl: ", in red where that is shown, the text and a line end on the error
 /// stream.
 void Session_error(Session& session, std::string_view text);
+
+/// Tells on the error stream which columns of a list had no room on the terminal; nothing when
+/// there are none.
+void Session_tellLeftOut(Session& session, const std::string& columns);
 
 }  // namespace avoip::ctl
