@@ -6,6 +6,7 @@
 
 #include "avoipctl/command_table.hpp"
 #include "avoipctl/completion.hpp"
+#include "avoipctl/help.hpp"
 #include "avoipctl/line.hpp"
 #include "avoipctl/own_commands.hpp"
 #include "avoipctl/prompt.hpp"
@@ -75,13 +76,29 @@ void addSend(CLI::App& app, Session& session, Action& action) {
     });
 }
 
-/// For the completion script of bash: what may stand in place of the last word, one a line.
+/// For the completion scripts of shells: what may stand in place of the last word, one a line.
 Status printCompletion(Session& session, const std::vector<std::string>& words) {
     for (const std::string& candidate :
-         Completion_candidates(Line_withoutOptions(words), State_identities(), false)) {
+         Completion_candidates(words, {State_identities(), State_aliases()}, false)) {
         session.out << Line_trimmed(candidate) << '\n';
     }
     return kSuccess;
+}
+
+void addScripts(CLI::App& app, Session& session, Action& action) {
+    const std::pair<const char*, Shell> shells[] = {
+        {"bash", Shell::kBash}, {"zsh", Shell::kZsh}, {"fish", Shell::kFish}};
+    for (const auto& [name, shell] : shells) {
+        app.add_flag_callback(
+            std::string("--") + name + "-completion",
+            [&session, &action, shell = shell] {
+                action = [&session, shell] {
+                    session.out << Completion_script(shell);
+                    return kSuccess;
+                };
+            },
+            std::string("Print a completion script for ") + name);
+    }
 }
 
 /// The names of the subcommands of `app`.
@@ -157,15 +174,12 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     OwnCommands_add(app, session, action);
     addImage(app, session, action);
     addSend(app, session, action);
-    app.add_flag_callback(
-        "--bash-completion",
-        [&session, &action] {
-            action = [&session] {
-                session.out << Completion_bashScript();
-                return kSuccess;
-            };
-        },
-        "Print a completion script for bash");
+    addScripts(app, session, action);
+    app.set_help_all_flag("--help-all", "Print all there is to say");
+    if (words.size() == 1 && (words.front() == "--help" || words.front() == "-h")) {
+        session.out << Help_screen(subcommandNames(app));
+        return kSuccess;
+    }
     try {
         // CLI11 takes the words from the back.
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));

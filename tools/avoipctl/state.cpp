@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -105,14 +106,18 @@ std::vector<std::string> State_identities() {
 }
 
 std::vector<std::string> State_aliases() {
-    std::set<std::string> aliases;
+    std::map<std::string, int> counts;
     for (const auto& [identity, facts] : recall().fleet) {
-        if (!facts.alias.empty() && facts.alias.find('\'') == std::string::npos &&
-            Printable_text(facts.alias) == facts.alias) {
-            aliases.insert(facts.alias);
+        ++counts[facts.alias];
+    }
+    std::vector<std::string> aliases;
+    for (const auto& [alias, count] : counts) {
+        if (!alias.empty() && count == 1 && alias.find('\'') == std::string::npos &&
+            Printable_text(alias) == alias) {
+            aliases.push_back(alias);
         }
     }
-    return {aliases.begin(), aliases.end()};
+    return aliases;
 }
 
 bool State_isListed(std::string_view identity) {

@@ -23,7 +23,8 @@ std::vector<std::string> State_identities();
 /// out.
 void State_remember(const Command& listing, const Answer& answer);
 
-/// The aliases of the devices that were last listed, sorted, those that can be shown and quoted.
+/// The aliases of the devices that were last listed, sorted: those that one device alone has, and
+/// that can be shown and quoted.
 std::vector<std::string> State_aliases();
 
 /// Whether a device with this identity was in the last list.
