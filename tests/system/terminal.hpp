@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,7 +22,7 @@
 struct TerminalOptions {
     std::string program = AVOIPCTL_PATH;
     std::vector<std::string> arguments = {};
-    unsigned short columns = 80;
+    std::uint16_t columns = 80;
     /// "dumb" takes no colours, and no more of the editor than it has to.
     std::string type = "dumb";
     /// "NAME=value" texts.

@@ -19,16 +19,16 @@ struct HelpLine {
 
 constexpr HelpLine kLines[] = {
     {"Look", "devices encoders decoders", "lists; --columns, --watch"},
-    {"", "routes", "all routes; save FILE, load FILE, --watch"},
-    {"", "health report", "the daemon: how it is, and what to send with a bug report"},
+    {"", "routes", "all; save FILE, load FILE, --watch"},
+    {"", "health report", "how the daemon is; for a bug report"},
     {"Route", "matrix", "video: get, set, set-all, clear"},
     {"", "serial-matrix ir-matrix", "serial ports and IR: the same"},
     {"Walls", "wall", "grid, show, set, remove"},
-    {"Set up", "alias", "names that can be typed for devices: set, remove"},
-    {"", "encoder decoder net serial", "get, set; set ID --NAME VALUE changes one value"},
-    {"", "edid", "what screens and encoders present: get, set, set-all"},
+    {"Set up", "alias", "names of devices: set, remove"},
+    {"", "encoder decoder net serial", "get, set; set ID --NAME VALUE for one"},
+    {"", "edid", "screens, encoders: get, set, set-all"},
     {"Care", "image", "what a firmware image is"},
-    {"", "update", "update ID... IMAGE, side by side; encoder, all-encoders, ..."},
+    {"", "update", "ID... IMAGE, encoder, all-encoders, ..."},
     {"", "device", "showme, reboot, reboot-all, factory"},
     {"Else", "send", "any text of the console"},
 };

@@ -1,7 +1,7 @@
 // A sign of life on a terminal while the daemon is at work.
 #pragma once
 
-#include <chrono>
+#include <iosfwd>
 #include <string>
 #include <thread>
 
@@ -20,7 +20,7 @@ class Progress {
     std::jthread thread_;
 };
 
-/// Wipes what is shown, so that a line of text can stand in its place; it comes again below that.
-void Progress_pass();
+/// Writes `line` and a line end to `out`, in place of what is shown, which comes again below it.
+void Progress_print(std::ostream& out, const std::string& line);
 
 }  // namespace avoip::ctl

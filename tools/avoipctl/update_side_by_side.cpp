@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <mutex>
 #include <ostream>
 #include <thread>
 #include <vector>
@@ -30,7 +29,6 @@ struct Work {
     const std::string& image;
     std::vector<Reply> replies;
     Clock::time_point begin = Clock::now();
-    std::mutex mutex = {};  ///< for what is told
     std::atomic<std::size_t> next = 0;
 };
 
@@ -43,20 +41,18 @@ void tell(Work& work, const Target& target, const std::string& what) {
         return;
     }
     const auto passed = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - work.begin);
-    const std::scoped_lock lock(work.mutex);
-    Progress_pass();
-    work.session.out << Printable_text(target.identity) << ": " << what << " (" << passed.count()
-                     << " s)" << std::endl;
+    Progress_print(work.session.out, Printable_text(target.identity) + ": " + what + " (" +
+                                         std::to_string(passed.count()) + " s)");
 }
 
 std::string endText(const Reply& reply) {
     switch (reply.end) {
         case End::kSuccess:
-            return "uploaded";
+        case End::kOverwritten:
+            // Whose answer was overwritten is told by its version.
+            return "done";
         case End::kFailure:
             return "failed: the daemon's output says at which step";
-        case End::kOverwritten:
-            return "done; its version will tell";
         default:
             return "failed: " + reply.reason;
     }
