@@ -29,7 +29,7 @@ bool isSame(const Argument& argument, std::string_view wanted, std::string_view 
 /// What differs in a row of an answer from what the change should have made of it; empty when
 /// nothing does.
 std::string differenceIn(const Shape& shape, const Row& row, const Request& change) {
-    for (const Expectation& expected : change.command->asked_back.expected) {
+    for (const Expectation& expected : change.command->askedBack.expected) {
         const std::string said = Answer_member(shape, row, expected.member);
         const auto place = static_cast<std::size_t>(std::max(expected.argument, 0));
         const bool right = expected.argument == kNothing ? said.empty()
@@ -81,7 +81,7 @@ std::string problemWith(Reader& reader, const Command& asked, const std::string&
 
 /// The devices that the change is for, and so have to be asked; none when they cannot be listed.
 std::vector<std::string> devicesOf(Reader& reader, const Request& change) {
-    const int argument = change.command->asked_back.device;
+    const int argument = change.command->askedBack.device;
     if (argument != kEveryDecoder) {
         return {change.values[static_cast<std::size_t>(argument)]};
     }
@@ -114,7 +114,7 @@ bool takes(Reader& reader, const Command& asked, const std::string& device) {
 
 Confirmation Reader_confirm(Reader& reader, const Request& change,
                             const std::function<bool()>& again) {
-    const AskedBack& back = change.command->asked_back;
+    const AskedBack& back = change.command->askedBack;
     if (back.text.empty()) {
         return {Verdict::kCannotBeAsked};
     }

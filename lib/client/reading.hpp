@@ -18,8 +18,8 @@
 //     nothing, a listing empties the socket, and it is asked again, a few times at most.
 //
 // What this cannot see is two faults that undo each other: a reply that comes a second time when
-// its batch has closed already, and the reply to the same question to the next device that gets lost.
-// confirm.hpp asks twice.
+// its batch has closed already, and the reply to the same question to the next device that gets
+// lost. confirm.hpp asks twice.
 //
 // Pure: everything outside is behind the Ask. Not for two threads at once.
 #pragma once

@@ -24,9 +24,9 @@ std::vector<std::string_view> nearest(std::string_view word) {
     return Suggest_nearest(word, candidates);
 }
 
-Words candidates(const Words& words, bool console_texts = true) {
+Words candidates(const Words& words, bool consoleTexts = true) {
     return Completion_candidates(words, {{"rx01", "tx01", "tx02"}, {"Lobby", "Meeting room 2"}},
-                                 console_texts);
+                                 consoleTexts);
 }
 
 std::string rendered(std::string_view group, std::string_view action, std::vector<Row> rows) {

@@ -12,10 +12,10 @@
 namespace avoip::ctl {
 
 bool Change_isPossible(const Command& command) {
-    const Command* const read = Catalogue_findText(command.asked_back.text);
+    const Command* const read = Catalogue_findText(command.askedBack.text);
     return read != nullptr && read->exchange.kind == ExchangeKind::kReading &&
-           command.asked_back.expected.size() > 1 &&
-           command.asked_back.expected.size() + 1 == command.arguments.size();
+           command.askedBack.expected.size() > 1 &&
+           command.askedBack.expected.size() + 1 == command.arguments.size();
 }
 
 Status Change_run(Session& session, const Command& command, std::span<const std::string> values) {
@@ -24,14 +24,14 @@ Status Change_run(Session& session, const Command& command, std::span<const std:
         known != kSuccess) {
         return known;
     }
-    const Command& read = *Catalogue_findText(command.asked_back.text);
+    const Command& read = *Catalogue_findText(command.askedBack.text);
     Reply reply;
     if (const Status status = Run_read(session, read, {whole.data(), 1}, reply);
         status != kSuccess) {
         return status;
     }
     std::string changes;
-    for (const Expectation& expected : command.asked_back.expected) {
+    for (const Expectation& expected : command.askedBack.expected) {
         const auto place = static_cast<std::size_t>(expected.argument);
         const Argument& argument = command.arguments[place];
         const std::string said =

@@ -85,7 +85,7 @@ Row Columns_headings(std::span<const Member> members, const Columns& columns) {
 }
 
 Columns Columns_fitting(std::span<const Member> members, std::span<const Row> rows, int width,
-                        std::string& left_out) {
+                        std::string& leftOut) {
     Columns columns;
     for (std::size_t i = 0; i < members.size(); ++i) {
         columns.push_back(i);
@@ -103,7 +103,7 @@ Columns Columns_fitting(std::span<const Member> members, std::span<const Row> ro
         }
         if (std::erase_if(columns, [&](std::size_t i) { return members[i].heading == least; }) !=
             0) {
-            left_out.append(left_out.empty() ? "" : ", ").append(least);
+            leftOut.append(leftOut.empty() ? "" : ", ").append(least);
         }
     }
     return columns;

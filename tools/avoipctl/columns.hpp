@@ -21,9 +21,9 @@ std::string Columns_choose(std::span<const Member> members, std::string_view nam
                            Columns& chosen);
 
 /// The columns that fit a terminal `width` wide. First those go that are looked for least; the
-/// names of those are put into `left_out`. With the width 0 all fit.
+/// names of those are put into `leftOut`. With the width 0 all fit.
 Columns Columns_fitting(std::span<const Member> members, std::span<const Row> rows, int width,
-                        std::string& left_out);
+                        std::string& leftOut);
 
 /// The cells of `row` in these columns.
 Row Columns_cells(const Columns& columns, const Row& row);

@@ -38,11 +38,11 @@ constexpr std::string_view kListOptions = "--columns --watch --interval";
 constexpr std::string_view kCommonOptions = "--help --json --timeout";
 constexpr std::string_view kFirstOptions = "--version --host --port";
 
-std::vector<Sentence> sentences(bool console_texts) {
+std::vector<Sentence> sentences(bool consoleTexts) {
     std::vector<Sentence> all;
     for (const Command& command : Catalogue_commands()) {
         all.push_back({Subcommand_words(command), command.arguments, "", false, &command});
-        if (console_texts) {
+        if (consoleTexts) {
             all.push_back({std::string(command.text), command.arguments, "!"});
         }
     }
@@ -170,7 +170,7 @@ std::vector<Found> optionsBehind(std::span<const std::string> before) {
 }  // namespace
 
 std::vector<std::string> Completion_candidates(std::span<const std::string> words,
-                                               const DeviceNames& names, bool console_texts) {
+                                               const DeviceNames& names, bool consoleTexts) {
     const std::string begun = words.empty() ? std::string() : words.back();
     const std::vector<std::string> before =
         Line_withoutOptions({words.begin(), words.end() - (words.empty() ? 0 : 1)});
@@ -178,7 +178,7 @@ std::vector<std::string> Completion_candidates(std::span<const std::string> word
     if (begun.starts_with('-')) {
         all = optionsBehind(before);
     } else {
-        for (const Sentence& sentence : sentences(console_texts)) {
+        for (const Sentence& sentence : sentences(consoleTexts)) {
             if (agrees(sentence, before)) {
                 const auto found = wordsAt(sentence, before.size(), names, begun);
                 all.insert(all.end(), found.begin(), found.end());

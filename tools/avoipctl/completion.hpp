@@ -16,11 +16,11 @@ struct DeviceNames {
 
 /// The words that may stand last in `words`, whose last element is what has been typed of that
 /// word, and may be empty, each once. They are subcommands, their choices, options and files, and
-/// the names of devices; with `console_texts` also the words of console texts. Each comes with what
+/// the names of devices; with `consoleTexts` also the words of console texts. Each comes with what
 /// follows it: a blank, or "!" at the end of a console text, or nothing at the end of a subcommand,
 /// behind a folder, and where there is more than one of these.
 std::vector<std::string> Completion_candidates(std::span<const std::string> words,
-                                               const DeviceNames& names, bool console_texts);
+                                               const DeviceNames& names, bool consoleTexts);
 
 /// What all of these texts begin with.
 std::string Completion_commonStart(std::span<const std::string> texts);

@@ -108,8 +108,8 @@ bool Edid_read(std::span<const std::uint8_t> bytes, EdidFacts& facts) {
     facts.product = joined(hexNumber(product), descriptorText(block, kNameTag));
     facts.serial = joined(std::to_string(serial), descriptorText(block, kSerialTag));
     facts.made = made(block);
-    facts.preferred_mode = preferredMode(block);
-    facts.checksum_is_right = sum % 256 == 0;
+    facts.preferredMode = preferredMode(block);
+    facts.checksumIsRight = sum % 256 == 0;
     return true;
 }
 
@@ -145,9 +145,9 @@ std::string Edid_text(std::string_view hex) {
         {"product", facts.product},
         {"serial number", facts.serial},
         {"made", facts.made},
-        {"preferred mode", facts.preferred_mode.empty() ? "none" : facts.preferred_mode},
+        {"preferred mode", facts.preferredMode.empty() ? "none" : facts.preferredMode},
         {"size", std::to_string(bytes.size()) + " bytes"},
-        {"checksum", facts.checksum_is_right ? "right" : "wrong"},
+        {"checksum", facts.checksumIsRight ? "right" : "wrong"},
     };
     return Table_print({}, lines) + "\n" + Edid_hexDump(bytes);
 }

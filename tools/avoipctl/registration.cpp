@@ -135,7 +135,7 @@ void addCommand(CLI::App& parent, const Command& command, Session& session, Acti
         Registration_list(sub, session.options);
     }
     if (command.shape.key == "rxedid") {
-        sub.add_flag("--edid-decode", session.options.edid_decode,
+        sub.add_flag("--edid-decode", session.options.edidDecode,
                      "Let the program edid-decode explain the EDID too");
     }
     if (command.exchange.kind == ExchangeKind::kSending) {

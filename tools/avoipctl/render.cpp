@@ -8,9 +8,9 @@ namespace {
 
 std::string renderList(const Shape& shape, std::span<const Row> rows, const Screen& screen,
                        const Columns& columns) {
-    std::string left_out;
+    std::string leftOut;
     const Columns shown =
-        columns.empty() ? Columns_fitting(shape.members, rows, 0, left_out) : columns;
+        columns.empty() ? Columns_fitting(shape.members, rows, 0, leftOut) : columns;
     std::vector<Row> lines;
     for (const Row& row : rows) {
         lines.push_back(Columns_cells(shown, row));

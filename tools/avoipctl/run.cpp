@@ -112,16 +112,16 @@ Status showList(Session& session, const Command& command, const Columns& columns
     if (session.options.json && !reply.json.empty()) {
         session.out << Printable_json(reply.json) << '\n';
     } else if (status == kSuccess) {
-        std::string left_out;
+        std::string leftOut;
         const Columns shown = columns.empty()
                                   ? Columns_fitting(command.shape.members, reply.answer.rows,
-                                                    session.screen.columns, left_out)
+                                                    session.screen.columns, leftOut)
                                   : columns;
         session.out << Render_answer(command, reply.answer, session.screen, shown);
         if (reply.answer.rows.empty()) {
             Session_error(session, "No device answers.");
         }
-        Session_tellLeftOut(session, left_out);
+        Session_tellLeftOut(session, leftOut);
     }
     return status;
 }
@@ -201,7 +201,7 @@ Status Run_command(Session& session, const Command& command, std::span<const std
         Wall_note(command, named);
         Run_warnOfUnlisted(session, command, {&named, 1});
     }
-    if (status == kSuccess && session.options.edid_decode && !reply.answer.rows.empty()) {
+    if (status == kSuccess && session.options.edidDecode && !reply.answer.rows.empty()) {
         explainEdid(session, reply.answer);
     }
     return status;

@@ -7,9 +7,9 @@
 namespace avoip::ctl {
 
 struct Screen {
-    int columns = 0;            ///< of standard output; 0 where that is no terminal: any width
-    bool colour = false;        ///< whether standard output takes colours
-    bool error_colour = false;  ///< whether standard error does
+    int columns = 0;           ///< of standard output; 0 where that is no terminal: any width
+    bool colour = false;       ///< whether standard output takes colours
+    bool errorColour = false;  ///< whether standard error does
 };
 
 enum class Paint { kHeading, kGood, kBad, kFaint };

@@ -39,8 +39,8 @@ Status Session_status(End end) {
 
 void Session_error(Session& session, std::string_view text) {
     session.out.flush();
-    session.err << Screen_paint(session.screen.error_colour, Paint::kBad, "avoipctl:") << ' '
-                << text << '\n';
+    session.err << Screen_paint(session.screen.errorColour, Paint::kBad, "avoipctl:") << ' ' << text
+                << '\n';
     session.err.flush();
 }
 
@@ -49,7 +49,7 @@ void Session_tellLeftOut(Session& session, const std::string& columns) {
         return;
     }
     session.out.flush();
-    session.err << Screen_paint(session.screen.error_colour, Paint::kFaint,
+    session.err << Screen_paint(session.screen.errorColour, Paint::kFaint,
                                 "Not shown: " + columns + ". --columns shows what you name.")
                 << std::endl;
 }

@@ -30,7 +30,7 @@ struct Options {
     std::uint16_t port = AVOIP_CONSOLE_PORT;
     double timeout_s = 0;  ///< 0: each command's own
     bool json = false;
-    bool edid_decode = false;  ///< let edid-decode explain an EDID too
+    bool edidDecode = false;   ///< let edid-decode explain an EDID too
     bool verify = false;       ///< ask back what has become of a change
     std::string columns = {};  ///< of lists, with commas between them; empty: all that fit
     bool watch = false;        ///< look again and again
@@ -43,7 +43,7 @@ struct Session {
     std::ostream& err;
     Options options = {};
     std::unique_ptr<Client> client = {};
-    bool at_prompt = false;
+    bool atPrompt = false;
     Screen screen = {};
     bool listed = false;  ///< whether the devices have been listed for names that were typed
 };

@@ -158,12 +158,12 @@ std::string Wall_tiles(const WallGrid& grid, std::vector<WallTile>& tiles) {
     }
     const auto [columns, rows] = *size;
     const auto [across, down] = *bezel;
-    const int gaps_across = (columns - 1) * across;
-    const int gaps_down = (rows - 1) * down;
-    const Pair usual{columns * kTileWidth + gaps_across, rows * kTileHeight + gaps_down};
+    const int gapsAcross = (columns - 1) * across;
+    const int gapsDown = (rows - 1) * down;
+    const Pair usual{columns * kTileWidth + gapsAcross, rows * kTileHeight + gapsDown};
     const auto picture =
         grid.picture.empty() ? std::optional(usual) : pairIn(grid.picture, 1, kMostPixels);
-    if (!picture || picture->first <= gaps_across || picture->second <= gaps_down) {
+    if (!picture || picture->first <= gapsAcross || picture->second <= gapsDown) {
         return "\"" + grid.picture +
                "\" is no picture: its width and height, such as 3840x2160, more than the bezels.";
     }
@@ -172,8 +172,8 @@ std::string Wall_tiles(const WallGrid& grid, std::vector<WallTile>& tiles) {
         return "A wall of " + grid.size + " has " + std::to_string(count) + " decoders, not " +
                std::to_string(grid.decoders.size()) + ".";
     }
-    const int width = (picture->first - gaps_across) / columns;
-    const int height = (picture->second - gaps_down) / rows;
+    const int width = (picture->first - gapsAcross) / columns;
+    const int height = (picture->second - gapsDown) / rows;
     for (std::size_t i = 0; i < count; ++i) {
         const int column = static_cast<int>(i) % columns;
         const int row = static_cast<int>(i) / columns;
