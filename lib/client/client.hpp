@@ -62,10 +62,11 @@ enum class UpdateStage {
     kUploading  ///< an upload has begun
 };
 
-/// Has the daemon update devices, and tells how far it has come where `told` is given. Others have their turn as soon as an upload to one of `addresses`
-/// has begun, to any device when there are none, or three seconds have passed. The daemon's answer
-/// may be overwritten then: End::kOverwritten says that the daemon is done, and that only the
-/// versions of the devices tell what came of it.
+/// Has the daemon update devices, and tells how far it has come where `told` is given. Others have
+/// their turn as soon as an upload to one of `addresses` has begun, to any device when there are
+/// none, or three seconds have passed. The daemon's answer may be overwritten then:
+/// End::kOverwritten says that the daemon is done, and that only the versions of the devices tell
+/// what came of it.
 Reply Client_update(Client& client, const Request& update, std::span<const std::string> addresses,
                     const std::function<void(UpdateStage)>& told = {});
 

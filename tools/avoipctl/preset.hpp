@@ -25,7 +25,7 @@ struct PresetRoute {
     bool operator==(const PresetRoute&) const = default;
 };
 
-/// Reads the text of a preset. Gives nothing, or what is wrong with it, with the number of the line.
+/// Reads the text of a preset. Gives nothing, or what is wrong with it and in which line.
 std::string Preset_read(std::string_view text, std::vector<PresetRoute>& routes);
 
 /// The text of a preset.

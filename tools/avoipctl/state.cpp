@@ -38,8 +38,8 @@ bool isIdentity(const std::string& text) {
 }
 
 /// What is kept of lists of devices. In the file, a line for each: what was listed, as
-/// "listed KIND", and the devices, as "KIND IDENTITY", each with "alias ALIAS" behind it where it has
-/// one.
+/// "listed KIND", and the devices, as "KIND IDENTITY", each with "alias ALIAS" behind it where it
+/// has one.
 struct Memory {
     std::set<DeviceKind> listed;
     Fleet fleet;

@@ -14,8 +14,8 @@ inline constexpr const char* kUploadGoesOn = "The upload goes on; do not switch 
 /// Prints what the image file at `path` says of itself; kWrongUsage when it is no image.
 Status Update_showImage(Session& session, const std::string& path);
 
-/// kSuccess when the daemon would take the image at this absolute path for this update command, else
-/// kWrongUsage with a report.
+/// kSuccess when the daemon would take the image at this absolute path for this update command,
+/// else kWrongUsage with a report.
 Status Update_checkImage(Session& session, const Command& command, const std::string& path);
 
 /// Runs an update command of the catalogue. The last value is the image's path, made absolute since
