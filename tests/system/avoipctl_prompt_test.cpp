@@ -1,4 +1,5 @@
 // The prompt of avoipctl, with and without a terminal.
+#include <fstream>
 #include <string>
 
 #include "avoipctl_bed.hpp"
@@ -157,4 +158,43 @@ TEST_F(AvoipctlAlone, calls_a_full_output_device_an_error) {
     EXPECT_EQ(end(program), (Outcome{1, "",
                                      "avoipctl: The output could not be written (No space left on "
                                      "device).\n"}));
+}
+
+TEST_F(AvoipctlAlone, asks_at_a_terminal_before_a_console_text_that_concerns_every_device) {
+    bed::StandIn daemon(
+        [](const std::string& line) { return success(line.substr(0, line.size() - 1)); });
+    Terminal terminal(folder);
+    terminal.await("avoip> ");
+    terminal.type("device all reboot!\r");
+    terminal.await("Reboot all devices: go on? [y/N] ");
+    terminal.type("n\r");
+    terminal.await("Nothing was sent.\n");
+    terminal.await("avoip> ");
+    EXPECT_TRUE(daemon.lines().empty());
+    terminal.type("quit\r");
+    EXPECT_EQ(terminal.awaitEnd(), 0);
+    EXPECT_EQ(prompt("device all reboot!\n").status, 0);
+}
+
+TEST_F(AvoipctlAlone, completes_aliases_in_quotes_and_paths_at_a_terminal) {
+    know({"rx01", "tx01"});
+    std::ofstream(folder + "/state/avoipctl/devices", std::ios::app) << "alias Meeting room 2\n";
+    std::ofstream(folder + "/picture.bin") << "x";
+    Terminal terminal(folder);
+    terminal.await("avoip> ");
+    terminal.type("matrix get Mee\t");
+    terminal.await("'Meeting room 2'");
+    terminal.type("\x03");
+    terminal.await("avoip> ");
+    terminal.type("image " + folder + "/pic\t");
+    terminal.await("/picture.bin");
+    terminal.type("\x03");
+    terminal.await("avoip> ");
+    // What a subcommand and a console text have in common is offered once.
+    terminal.type("matrix get r\t");
+    terminal.await("rx01");
+    terminal.type("\x03");
+    terminal.await("avoip> ");
+    terminal.type("quit\r");
+    EXPECT_EQ(terminal.awaitEnd(), 0);
 }

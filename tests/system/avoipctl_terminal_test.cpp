@@ -1,6 +1,8 @@
 // What avoipctl shows on terminals of 60, 80 and 200 columns, with and without colours.
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <initializer_list>
 #include <optional>
 #include <sstream>
@@ -24,6 +26,38 @@ class AvoipctlAtTerminal : public AvoipctlAlone {
                                       .type = type,
                                       .environment = std::move(environment)});
     }
+};
+
+/// Names that are completed: a device with an alias among them.
+class AvoipctlInShells : public Avoipctl {
+  protected:
+    AvoipctlInShells() {
+        know({"rx01", "tx01", "tx02"});
+        std::ofstream(folder + "/state/avoipctl/devices", std::ios::app)
+            << "alias Meeting room 2\n";
+        std::filesystem::create_directories(folder + "/images/old");
+    }
+
+    /// What a program prints, which finds avoipctl by its name.
+    [[nodiscard]] std::string printedBy(std::vector<std::string> words) const {
+        bed::DaemonOptions made = options({words.begin() + 1, words.end()});
+        made.program = words.front();
+        made.environment.push_back(path);
+        made.environment.push_back("HOME=" + folder);
+        bed::Daemon program(made);
+        const Outcome outcome = end(program);
+        return outcome.output + outcome.errors;
+    }
+
+    [[nodiscard]] std::string inBash(const std::string& words) const {
+        return printedBy({"/bin/bash", "-c",
+                          "eval \"$(avoipctl --bash-completion)\"\nCOMP_WORDS=(avoipctl " + words +
+                              ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_avoipctl avoipctl\n"
+                              "printf '%s\\n' \"${COMPREPLY[@]}\""});
+    }
+
+    const std::string path =
+        "PATH=" + std::filesystem::path(AVOIPCTL_PATH).parent_path().string() + ":/usr/bin:/bin";
 };
 
 std::size_t widest(const std::string& text) {
@@ -171,4 +205,34 @@ TEST_F(AvoipctlAtTerminal, sends_nothing_to_every_device_where_nobody_can_be_ask
                        "terminal to ask at: add --yes. Nothing was sent.\n"}));
     EXPECT_TRUE(daemon.lines().empty());
     EXPECT_EQ(prompt("device reboot-all --yes\n"), (Outcome{0, "Sent.\n", ""}));
+}
+
+TEST_F(AvoipctlInShells, completes_in_bash) {
+    EXPECT_EQ(inBash("matrix s"), "set\nset-all\n");
+    EXPECT_EQ(inBash("matrix set t"), "tx01\ntx02\n");
+    EXPECT_EQ(inBash("encoder get Mee"), "Meeting\\ room\\ 2\n");
+    EXPECT_EQ(inBash("encoder set tx01 --bit"), "--bitrate\n");
+    EXPECT_EQ(inBash("image " + folder + "/im"), folder + "/images/\n");
+}
+
+TEST_F(AvoipctlInShells, completes_in_fish) {
+    EXPECT_EQ(printedBy({"/usr/bin/fish", "-c",
+                         "avoipctl --fish-completion | source; complete -C 'avoipctl matrix s'; "
+                         "complete -C 'avoipctl encoder get Mee'"}),
+              "set\nset-all\nMeeting room 2\n");
+}
+
+TEST_F(AvoipctlInShells, completes_in_zsh) {
+    Terminal zsh(folder, {.program = "/usr/bin/zsh",
+                          .arguments = {"-f", "-i"},
+                          .environment = {path, "HOME=" + folder, "PS1=% "}});
+    zsh.type("autoload -U compinit; compinit -u -D; eval \"$(avoipctl --zsh-completion)\"\r");
+    zsh.type("echo r''eady\r");
+    zsh.await("ready\n");
+    zsh.type("avoipctl encoder get Mee\t");
+    zsh.await("ting\\ room\\ 2");
+    zsh.type(
+        "\x15"
+        "avoipctl matrix set tx02 r\t");
+    zsh.await("x01");
 }

@@ -12,6 +12,7 @@
 
 #include "avoipctl/cli.hpp"
 #include "avoipctl/editor.hpp"
+#include "avoipctl/everyone.hpp"
 #include "avoipctl/interrupt.hpp"
 #include "avoipctl/line.hpp"
 #include "avoipctl/run.hpp"
@@ -99,6 +100,12 @@ bool Prompt_isEnd(std::string_view line) {
 Status Prompt_runLine(Session& session, const std::string& line) {
     const std::string_view text = Line_trimmed(line);
     if (text.ends_with('!') && !text.starts_with('#')) {
+        const Command* const command = Catalogue_commandOf(text);
+        if (command != nullptr && ::isatty(STDIN_FILENO) != 0) {
+            if (const Status meant = Everyone_ask(session, *command); meant != kSuccess) {
+                return meant;
+            }
+        }
         return Run_send(session, std::string(text));
     }
     std::vector<std::string> words = Line_words(text);

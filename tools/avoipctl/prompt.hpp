@@ -3,9 +3,10 @@
 // A line that ends in "!" is a console text, sent as it is, and its answer is printed as it is. Any
 // other line is a subcommand as in a shell, without the word "avoipctl"; "#" begins a comment.
 // "help" or "?" helps, and "?" behind a subcommand helps with that; "quit", "exit" or the end of
-// the input end the prompt. At a terminal, lines can be edited, completed with the tab key and brought
-// back from the history; Ctrl-C drops the line that is being typed, or ends the one that runs.
-// Without a terminal, the lines are simply read.
+// the input end the prompt. At a terminal, lines can be edited, completed with the tab key and
+// brought back from the history; Ctrl-C drops the line that is being typed, or ends the one that
+// runs; and what concerns every device is asked for, console texts among it. Without a terminal,
+// the lines are simply read.
 #pragma once
 
 #include <string>
