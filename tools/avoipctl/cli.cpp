@@ -11,11 +11,14 @@
 #include "avoipctl/own_commands.hpp"
 #include "avoipctl/prompt.hpp"
 #include "avoipctl/registration.hpp"
+#include "avoipctl/report.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
+#include "avoipctl/supervision.hpp"
 #include "avoipctl/update.hpp"
 #include "lib/catalogue/catalogue.hpp"
+#include "lib/health/state_folder.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -74,6 +77,38 @@ void addSend(CLI::App& app, Session& session, Action& action) {
     sub->callback([&session, &action, words] {
         action = [&session, words] { return Run_send(session, CLI::detail::join(*words, " ")); };
     });
+}
+
+using ShowState = Status (*)(Session&, const std::string& stateFolder);
+
+/// A subcommand about the daemon as a whole, which looks into the folder of its supervisor.
+void addStateView(CLI::App& app, Session& session, Action& action, ShowState show,
+                  const std::string& name, const std::string& summary, const std::string& footer) {
+    CLI::App* const sub = addSubcommand(app, name, summary);
+    const auto folder = std::make_shared<std::string>(kStateFolder);
+    sub->add_option("--state-folder", *folder, "Where avoipguard keeps its state")
+        ->capture_default_str()
+        ->type_name("DIR");
+    sub->footer(footer);
+    sub->callback([&session, &action, folder, show] {
+        action = [&session, folder, show] { return show(session, *folder); };
+    });
+}
+
+void addHealth(CLI::App& app, Session& session, Action& action) {
+    addStateView(app, session, action, Supervision_show, "health", "Show whether the daemon works",
+                 "Where no avoipguard runs, the daemon is asked for its devices.\n"
+                 "Exit status: 0 it works, 1 it is of no use, 2 wrong usage, 3 it is not there,\n"
+                 "5 it could not be asked, since other front ends were at it all the time.\n\n"
+                 "Example:\n  avoipctl health --json");
+}
+
+void addReport(CLI::App& app, Session& session, Action& action) {
+    addStateView(
+        app, session, action, Report_show, "report", "Print what to send with a bug report",
+        "Each answer stands below the shell command that asks for it. Of the journal there\n"
+        "are avoipguard's lines alone: the daemon's show commands with their values.\n\n"
+        "Example:\n  avoipctl report >report.md");
 }
 
 /// For the completion scripts of shells: what may stand in place of the last word, one a line.
@@ -174,6 +209,8 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     OwnCommands_add(app, session, action);
     addImage(app, session, action);
     addSend(app, session, action);
+    addHealth(app, session, action);
+    addReport(app, session, action);
     addScripts(app, session, action);
     app.set_help_all_flag("--help-all", "Print all there is to say");
     if (words.size() == 1 && (words.front() == "--help" || words.front() == "-h")) {

@@ -61,6 +61,8 @@ std::vector<Sentence> sentences(bool consoleTexts) {
     all.push_back({.words = "update", .arguments = kFileOnly, .repeats = true});
     all.push_back({.words = "image", .arguments = kFileOnly});
     all.push_back({.words = "send"});
+    all.push_back({.words = "health", .options = "--state-folder"});
+    all.push_back({.words = "report", .options = "--state-folder"});
     return all;
 }
 
