@@ -68,6 +68,19 @@ bool Json_isArray(const cJSON* value) {
     return cJSON_IsArray(value) != 0;
 }
 
+bool Json_isNull(const cJSON* value) {
+    return cJSON_IsNull(value) != 0;
+}
+
+std::optional<double> Json_number(const cJSON* value) {
+    return cJSON_IsNumber(value) != 0 ? std::optional<double>(cJSON_GetNumberValue(value))
+                                      : std::nullopt;
+}
+
+std::optional<bool> Json_bool(const cJSON* value) {
+    return cJSON_IsBool(value) != 0 ? std::optional<bool>(cJSON_IsTrue(value) != 0) : std::nullopt;
+}
+
 std::optional<std::string> Json_text(const cJSON* value) {
     const char* const text = cJSON_GetStringValue(value);
     return text == nullptr ? std::nullopt : std::optional<std::string>(text);
@@ -118,12 +131,37 @@ void Json_addText(cJSON* parent, std::string_view key, std::string_view value) {
     cJSON_AddStringToObject(parent, std::string(key).c_str(), std::string(value).c_str());
 }
 
+void Json_addNumber(cJSON* parent, std::string_view key, double value) {
+    cJSON_AddNumberToObject(parent, std::string(key).c_str(), value);
+}
+
+void Json_addBool(cJSON* parent, std::string_view key, bool value) {
+    cJSON_AddBoolToObject(parent, std::string(key).c_str(), value ? 1 : 0);
+}
+
+void Json_addNull(cJSON* parent, std::string_view key) {
+    cJSON_AddNullToObject(parent, std::string(key).c_str());
+}
+
+void Json_add(cJSON* parent, std::string_view key, Json tree) {
+    cJSON* const item = tree == nullptr ? cJSON_CreateNull() : tree.release();
+    if (cJSON_AddItemToObject(parent, std::string(key).c_str(), item) == 0) {
+        cJSON_Delete(item);
+    }
+}
+
 cJSON* Json_appendObject(cJSON* array) {
     return append(array, cJSON_CreateObject());
 }
 
 void Json_appendText(cJSON* array, std::string_view value) {
     append(array, cJSON_CreateString(std::string(value).c_str()));
+}
+
+void Json_append(cJSON* array, Json tree) {
+    if (tree != nullptr) {
+        append(array, tree.release());
+    }
 }
 
 void Json_replaceText(cJSON* object, std::string_view key, std::string_view value) {
