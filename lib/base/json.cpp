@@ -2,6 +2,8 @@
 
 #include <cjson/cJSON.h>
 
+#include <cmath>
+
 namespace avoip {
 namespace {
 
@@ -68,19 +70,6 @@ bool Json_isArray(const cJSON* value) {
     return cJSON_IsArray(value) != 0;
 }
 
-bool Json_isNull(const cJSON* value) {
-    return cJSON_IsNull(value) != 0;
-}
-
-std::optional<double> Json_number(const cJSON* value) {
-    return cJSON_IsNumber(value) != 0 ? std::optional<double>(cJSON_GetNumberValue(value))
-                                      : std::nullopt;
-}
-
-std::optional<bool> Json_bool(const cJSON* value) {
-    return cJSON_IsBool(value) != 0 ? std::optional<bool>(cJSON_IsTrue(value) != 0) : std::nullopt;
-}
-
 std::optional<std::string> Json_text(const cJSON* value) {
     const char* const text = cJSON_GetStringValue(value);
     return text == nullptr ? std::nullopt : std::optional<std::string>(text);
@@ -88,6 +77,24 @@ std::optional<std::string> Json_text(const cJSON* value) {
 
 std::optional<std::string> Json_text(const cJSON* object, std::string_view key) {
     return Json_text(Json_find(object, key));
+}
+
+std::optional<std::int64_t> Json_whole(const cJSON* value) {
+    // Beyond this, neighbouring whole numbers are the same number.
+    constexpr double kExact = 9007199254740992.0;
+    if (cJSON_IsNumber(value) == 0 || std::trunc(value->valuedouble) != value->valuedouble ||
+        std::abs(value->valuedouble) > kExact) {
+        return std::nullopt;
+    }
+    return static_cast<std::int64_t>(value->valuedouble);
+}
+
+std::optional<bool> Json_truth(const cJSON* value) {
+    return cJSON_IsBool(value) == 0 ? std::nullopt : std::optional(cJSON_IsTrue(value) != 0);
+}
+
+bool Json_isNull(const cJSON* value) {
+    return cJSON_IsNull(value) != 0;
 }
 
 const cJSON* Json_find(const cJSON* object, std::string_view key) {
@@ -131,11 +138,19 @@ void Json_addText(cJSON* parent, std::string_view key, std::string_view value) {
     cJSON_AddStringToObject(parent, std::string(key).c_str(), std::string(value).c_str());
 }
 
-void Json_addNumber(cJSON* parent, std::string_view key, double value) {
-    cJSON_AddNumberToObject(parent, std::string(key).c_str(), value);
+void Json_addTextOrNull(cJSON* parent, std::string_view key, std::string_view value) {
+    if (value.empty()) {
+        Json_addNull(parent, key);
+    } else {
+        Json_addText(parent, key, value);
+    }
 }
 
-void Json_addBool(cJSON* parent, std::string_view key, bool value) {
+void Json_addWhole(cJSON* parent, std::string_view key, std::int64_t value) {
+    cJSON_AddNumberToObject(parent, std::string(key).c_str(), static_cast<double>(value));
+}
+
+void Json_addTruth(cJSON* parent, std::string_view key, bool value) {
     cJSON_AddBoolToObject(parent, std::string(key).c_str(), value ? 1 : 0);
 }
 
@@ -143,11 +158,8 @@ void Json_addNull(cJSON* parent, std::string_view key) {
     cJSON_AddNullToObject(parent, std::string(key).c_str());
 }
 
-void Json_add(cJSON* parent, std::string_view key, Json tree) {
-    cJSON* const item = tree == nullptr ? cJSON_CreateNull() : tree.release();
-    if (cJSON_AddItemToObject(parent, std::string(key).c_str(), item) == 0) {
-        cJSON_Delete(item);
-    }
+void Json_addPrinted(cJSON* parent, std::string_view key, std::string_view json) {
+    cJSON_AddRawToObject(parent, std::string(key).c_str(), std::string(json).c_str());
 }
 
 cJSON* Json_appendObject(cJSON* array) {
@@ -156,12 +168,6 @@ cJSON* Json_appendObject(cJSON* array) {
 
 void Json_appendText(cJSON* array, std::string_view value) {
     append(array, cJSON_CreateString(std::string(value).c_str()));
-}
-
-void Json_append(cJSON* array, Json tree) {
-    if (tree != nullptr) {
-        append(array, tree.release());
-    }
 }
 
 void Json_replaceText(cJSON* object, std::string_view key, std::string_view value) {

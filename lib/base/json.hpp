@@ -6,6 +6,7 @@
 // no tests between. Keys are compared letter by letter, case included.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,7 +37,6 @@ std::string Json_printForPeople(const cJSON* tree);
 
 bool Json_isObject(const cJSON* value);
 bool Json_isArray(const cJSON* value);
-bool Json_isNull(const cJSON* value);
 
 /// The text of a value; nothing when it is null or of another type.
 std::optional<std::string> Json_text(const cJSON* value);
@@ -44,9 +44,12 @@ std::optional<std::string> Json_text(const cJSON* value);
 /// The text of the member `key` of `object`; nothing when there is no such member, or no text.
 std::optional<std::string> Json_text(const cJSON* object, std::string_view key);
 
-/// The value of a number, or of true or false; nothing when it is null or of another type.
-std::optional<double> Json_number(const cJSON* value);
-std::optional<bool> Json_bool(const cJSON* value);
+/// The same for a number that is whole, and for true and false.
+std::optional<std::int64_t> Json_whole(const cJSON* value);
+std::optional<bool> Json_truth(const cJSON* value);
+
+/// Whether there is a value, and it is null.
+bool Json_isNull(const cJSON* value);
 
 /// The first member of `object` with this key; null when there is none, or no object.
 const cJSON* Json_find(const cJSON* object, std::string_view key);
@@ -86,17 +89,18 @@ Json Json_newObject();
 cJSON* Json_addObject(cJSON* parent, std::string_view key);
 cJSON* Json_addArray(cJSON* parent, std::string_view key);
 void Json_addText(cJSON* parent, std::string_view key, std::string_view value);
-void Json_addNumber(cJSON* parent, std::string_view key, double value);
-void Json_addBool(cJSON* parent, std::string_view key, bool value);
+/// An empty text becomes null.
+void Json_addTextOrNull(cJSON* parent, std::string_view key, std::string_view value);
+/// Exact up to 2^53.
+void Json_addWhole(cJSON* parent, std::string_view key, std::int64_t value);
+void Json_addTruth(cJSON* parent, std::string_view key, bool value);
 void Json_addNull(cJSON* parent, std::string_view key);
-/// A whole tree as a member; a null tree is null.
-void Json_add(cJSON* parent, std::string_view key, Json tree);
+/// `json` is the text of a JSON value, which is taken as it is.
+void Json_addPrinted(cJSON* parent, std::string_view key, std::string_view json);
 
 /// Add an item behind those that stand already in an array.
 cJSON* Json_appendObject(cJSON* array);
 void Json_appendText(cJSON* array, std::string_view value);
-/// A whole tree as an item; a null tree is nothing.
-void Json_append(cJSON* array, Json tree);
 
 /// Gives the member `key` that `object` has another value, at its old place.
 void Json_replaceText(cJSON* object, std::string_view key, std::string_view value);
