@@ -1,4 +1,5 @@
 // Users and tokens in the store.
+#include "gateway/base/secret.hpp"
 #include "gateway/store/store_state.hpp"
 
 namespace avoip::gw {
@@ -67,6 +68,17 @@ std::optional<Account> Store_token(Store& store, std::string_view secret) {
     return read.bind(number(AccountKind::kToken)).bind(secret).step()
                ? std::optional(accountAt(read))
                : std::nullopt;
+}
+
+std::string Token_make(Account& account) {
+    constexpr std::size_t kBytes = 32;
+    std::string token = "avoip_" + Secret_random(kBytes);
+    account.secret = Token_secret(token);
+    return token;
+}
+
+std::string Token_secret(std::string_view token) {
+    return Secret_sha256(token);
 }
 
 AccountResult Store_addAccount(Store& store, AccountKind kind, const Account& account) {

@@ -32,25 +32,14 @@ std::string typeOf(const std::string& name) {
     return encoder == decoder ? "unknown" : encoder ? "encoder" : "decoder";
 }
 
-Image imageOf(const Json& facts) {
+ImageFacts imageOf(const Json& facts) {
     const auto text = [&facts](const char* key) { return Json_text(facts.get(), key).value_or(""); };
     return {text("id"),
             text("name"),
             text("type"),
             text("version"),
-            static_cast<std::int64_t>(Json_number(Json_find(facts.get(), "size")).value_or(0)),
+            Json_whole(Json_find(facts.get(), "size")).value_or(0),
             text("sha256")};
-}
-
-std::string factsOf(const Image& image) {
-    const Json facts = Json_newObject();
-    Json_addText(facts.get(), "id", image.id);
-    Json_addText(facts.get(), "name", image.name);
-    Json_addText(facts.get(), "type", image.type);
-    Json_addText(facts.get(), "version", image.version);
-    Json_addNumber(facts.get(), "size", static_cast<double>(image.size));
-    Json_addText(facts.get(), "sha256", image.sha256);
-    return Json_print(facts.get());
 }
 
 /// A file and the folder it is in, on the disk.
@@ -61,6 +50,17 @@ void writeOut(const Descriptor& file, const std::string& path) {
 }
 
 }  // namespace
+
+std::string Image_json(const ImageFacts& image) {
+    const Json facts = Json_newObject();
+    Json_addText(facts.get(), "id", image.id);
+    Json_addText(facts.get(), "name", image.name);
+    Json_addText(facts.get(), "type", image.type);
+    Json_addText(facts.get(), "version", image.version);
+    Json_addWhole(facts.get(), "size", image.size);
+    Json_addText(facts.get(), "sha256", image.sha256);
+    return Json_print(facts.get());
+}
 
 std::string Image_folder(const std::string& data) {
     return data + "/firmware";
@@ -88,20 +88,20 @@ void Image_prepare(Store& store, const std::string& data) {
             fs::remove(entry.path(), error);
         }
     }
-    for (const Image& image : Image_list(store)) {
+    for (const ImageFacts& image : Image_list(store)) {
         if (!fs::exists(Image_path(data, image.id), error)) {
             Store_remove(store, kImageKind, image.id);
         }
     }
 }
 
-std::optional<Image> Image_find(Store& store, std::string_view id) {
+std::optional<ImageFacts> Image_find(Store& store, std::string_view id) {
     const auto facts = Store_get(store, kImageKind, id);
     return facts ? std::optional(imageOf(Json_parse(*facts))) : std::nullopt;
 }
 
-std::vector<Image> Image_list(Store& store) {
-    std::vector<Image> images;
+std::vector<ImageFacts> Image_list(Store& store) {
+    std::vector<ImageFacts> images;
     for (const Document& document : Store_list(store, kImageKind)) {
         images.push_back(imageOf(Json_parse(document.body)));
     }
@@ -119,7 +119,7 @@ bool Image_remove(Store& store, const std::string& data, std::string_view id) {
 
 std::vector<std::string> Image_surplus(Store& store, const std::string& data, int keep) {
     std::vector<std::pair<fs::file_time_type, std::string>> byAge;
-    for (const Image& image : Image_list(store)) {
+    for (const ImageFacts& image : Image_list(store)) {
         std::error_code error;
         byAge.emplace_back(fs::last_write_time(Image_path(data, image.id), error), image.id);
     }
@@ -159,12 +159,12 @@ void ImageUpload::add(std::string_view bytes) {
     }
 }
 
-std::optional<Image> ImageUpload::read() {
+std::optional<ImageFacts> ImageUpload::read() {
     const FirmwareInfoBlock block = Image_read(file_.get());
     if (block.magic != kImageMagic || block.size < 0) {
         return std::nullopt;
     }
-    Image image;
+    ImageFacts image;
     image.sha256 = sum_.take();
     image.id = image.sha256;
     image.name = Text_repaired(block.name.data());
@@ -175,7 +175,7 @@ std::optional<Image> ImageUpload::read() {
     return image;
 }
 
-bool ImageUpload::keep(Store& store, const Image& image) {
+bool ImageUpload::keep(Store& store, const ImageFacts& image) {
     writeOut(file_, path_);
     const std::string folder = Image_folder(data_);
     if (::rename(path_.c_str(), Image_path(data_, image.id).c_str()) != 0) {
@@ -183,7 +183,7 @@ bool ImageUpload::keep(Store& store, const Image& image) {
     }
     path_.clear();
     writeOut(Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), folder);
-    return Store_put(store, kImageKind, image.id, factsOf(image));
+    return Store_put(store, kImageKind, image.id, Image_json(image));
 }
 
 }  // namespace avoip::gw

@@ -16,7 +16,7 @@
 
 namespace avoip::gw {
 
-struct Image {
+struct ImageFacts {
     std::string id;
     std::string name;
     std::string type;     ///< "encoder", "decoder" or "unknown", by its name
@@ -24,6 +24,9 @@ struct Image {
     std::int64_t size = 0;
     std::string sha256;
 };
+
+/// The resource: {"id","name","type","version","size","sha256"}.
+std::string Image_json(const ImageFacts& image);
 
 /// The folder below the data folder.
 std::string Image_folder(const std::string& data);
@@ -38,9 +41,9 @@ std::string Image_pathProblem(const std::string& data);
 /// Makes the folder and removes what a start, or an upload, left unfinished. Throws StoreError.
 void Image_prepare(Store& store, const std::string& data);
 
-std::optional<Image> Image_find(Store& store, std::string_view id);
+std::optional<ImageFacts> Image_find(Store& store, std::string_view id);
 /// All of them, sorted by id.
-std::vector<Image> Image_list(Store& store);
+std::vector<ImageFacts> Image_list(Store& store);
 
 /// Removes the facts and the file; gives whether there were any.
 bool Image_remove(Store& store, const std::string& data, std::string_view id);
@@ -58,10 +61,10 @@ class ImageUpload {
     void add(std::string_view bytes);
 
     /// What the file is; nothing when it is no image.
-    std::optional<Image> read();
+    std::optional<ImageFacts> read();
 
     /// Keeps it, on the disk, under its id; gives whether it is new. Throws StoreError.
-    bool keep(Store& store, const Image& image);
+    bool keep(Store& store, const ImageFacts& image);
 
   private:
     std::string data_;

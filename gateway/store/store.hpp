@@ -87,6 +87,12 @@ AccountResult Store_removeAccount(Store& store, AccountKind kind, std::string_vi
 AccountResult Store_changeUser(Store& store, std::string_view name, std::optional<Role> role,
                                const std::optional<std::string>& secret);
 
+/// Gives an account the secret of a new token; returns the token, which is kept nowhere.
+std::string Token_make(Account& account);
+
+/// What is stored of a token.
+std::string Token_secret(std::string_view token);
+
 struct LogEntry {
     std::int64_t id = 0;
     Time time = {};
