@@ -7,6 +7,7 @@
 #include <new>
 
 #include "lib/frontend/connection.hpp"
+#include "lib/frontend/dialogue.hpp"
 #include "lib/frontend/reason.hpp"
 #include "lib/frontend/segment.hpp"
 #include "lib/frontend/turn.hpp"
@@ -21,83 +22,17 @@ struct avoip_frontend {
 
 namespace {
 
-using avoip::Deadline;
-using avoip::Reason_set;
-
-/// Waits until the answer to `command` stands in the segment.
-avoip_result awaitAnswer(avoip_frontend& frontend, const avoip::Segment& segment, int timeout_ms,
-                         Deadline deadline) {
-    avoip::Pauses pauses;
-    while (!segment.hasAnswer()) {
-        if (avoip::Deadline_left_us(deadline) == 0) {
-            Reason_set(frontend.reason,
-                       "No answer within %d ms. The daemon may still be at work on it; try again "
-                       "later, or give a longer time-out.",
-                       timeout_ms);
-            return AVOIP_TIME_OUT;
-        }
-        const bool ended =
-            avoip::Pauses_sleep(pauses, deadline, frontend.connection.descriptor()) &&
-            !frontend.connection.stands();
-        // The daemon may have answered and then ended, so the segment is looked at once more.
-        if (ended && !segment.hasAnswer()) {
-            Reason_set(frontend.reason,
-                       "The daemon has ended the connection without an answer. Look at its output "
-                       "and start it again.");
-            return AVOIP_NO_DAEMON;
-        }
-    }
-    return AVOIP_OK;
-}
-
-/// Sends the command on a connection that may be an old one: if that has ended unnoticed, the
-/// command goes out on a new one.
-avoip_result sendCommand(avoip_frontend& frontend, const char* command, Deadline deadline) {
-    if (frontend.connection.send(command, deadline)) {
-        return AVOIP_OK;
-    }
-    frontend.connection.close();
-    const avoip_result opened =
-        frontend.connection.open(frontend.host, frontend.port, deadline, frontend.reason);
-    if (opened != AVOIP_OK) {
-        return opened;
-    }
-    if (!frontend.connection.send(command, deadline)) {
-        Reason_set(frontend.reason, "The daemon takes no commands. Look at its output.");
-        return AVOIP_NO_DAEMON;
-    }
-    return AVOIP_OK;
-}
-
-avoip_result askInTurn(avoip_frontend& frontend, const char* command, int timeout_ms,
+avoip_result askInTurn(avoip_frontend& frontend, const avoip::Question& question, int timeout_ms,
                        char** answer) {
-    const Deadline deadline = avoip::Deadline_in(timeout_ms);
+    const avoip::Deadline deadline = avoip::Deadline_in(timeout_ms);
     avoip::Turn turn;
-    if (const auto taken = turn.take(deadline, frontend.reason); taken != AVOIP_OK) {
-        return taken;
-    }
-    const auto opened =
-        frontend.connection.open(frontend.host, frontend.port, deadline, frontend.reason);
-    if (opened != AVOIP_OK) {
-        return opened;
-    }
     avoip::Segment segment;
-    if (const auto attached = segment.attach(deadline, frontend.reason); attached != AVOIP_OK) {
-        return attached;
+    avoip::Dialogue dialogue{frontend.connection, segment, turn, frontend.reason};
+    const auto begun = avoip::Dialogue_begin(dialogue, frontend.host, frontend.port, deadline);
+    if (begun != AVOIP_OK) {
+        return begun;
     }
-    segment.clearPrefix();
-    if (const auto sent = sendCommand(frontend, command, deadline); sent != AVOIP_OK) {
-        return sent;
-    }
-    if (const auto came = awaitAnswer(frontend, segment, timeout_ms, deadline); came != AVOIP_OK) {
-        return came;
-    }
-    *answer = segment.copyAnswer();
-    if (*answer == nullptr) {
-        Reason_set(frontend.reason, "No memory for the answer.");
-        return AVOIP_NO_MEMORY;
-    }
-    return AVOIP_OK;
+    return avoip::Dialogue_ask(dialogue, question, timeout_ms, deadline, answer);
 }
 
 }  // namespace
@@ -115,13 +50,23 @@ avoip_frontend* avoip_frontend_open(const char* host, std::uint16_t port) {
 
 avoip_result avoip_frontend_ask(avoip_frontend* frontend, const char* command, int timeout_ms,
                                 char** answer) {
+    return avoip_frontend_ask_named(frontend, command, nullptr, nullptr, timeout_ms, answer);
+}
+
+avoip_result avoip_frontend_ask_named(avoip_frontend* frontend, const char* command,
+                                      const char* name, const char* other_name, int timeout_ms,
+                                      char** answer) {
     *answer = nullptr;
     if (const char* const refusal = avoip_frontend_refusal(command); refusal != nullptr) {
         avoip::Reason_set(frontend->reason, "%s", refusal);
         return AVOIP_REFUSED;
     }
-    const avoip_result result = askInTurn(*frontend, command, std::max(timeout_ms, 1), answer);
-    if (result != AVOIP_OK) {
+    avoip::Question question;
+    question.command = command;
+    question.names[0] = name;
+    question.names[1] = other_name;
+    const avoip_result result = askInTurn(*frontend, question, std::max(timeout_ms, 1), answer);
+    if (result != AVOIP_OK && result != AVOIP_NO_TURN) {
         // Commands on one connection run one after the other: the next one shall not queue up
         // behind one that is still at work.
         frontend->connection.close();

@@ -41,21 +41,20 @@
  *   and never sees half an answer. Permissions 0664 mean that it runs as the daemon's user, in the
  *   daemon's group, or as root: without the right to write it cannot do step 1.
  *
- *   Do not look for your command's name in the answer to tell whose it is: some answers carry
- *   another command's name ("matrix set" is answered as "matrix sets").
+ *   "cmd" says which command an answer belongs to, and most answers carry their command's own name;
+ *   docs/console.md names those that do not. An answer that somebody has given up on comes all the
+ *   same, and says by its name that it is not yours: avoip_frontend_ask_named() goes by that.
  *
  * TAKING TURNS
  *
- *   Whoever asks holds an exclusive flock() on a lock file from before step 1 until after step 4.
- *   The file is the one that the environment variable AVOIP_LOCK_FILE names; without it,
- *   /run/lock/avoip-frontend-N.lock, or the same name in /tmp where /run/lock cannot be used. N is
- *   the inode of /proc/self/ns/ipc: the segment belongs to an IPC namespace, and so does its lock.
- *   The file is empty, is never removed, and is readable by all, which is all that flock() needs.
- *
- * WHAT THIS CANNOT DO
- *
- *   An answer that comes after its time-out lands in the segment all the same, and a command that
- *   was asked meanwhile takes it for its own. Give time-outs above what the daemon itself waits.
+ *   Whoever asks holds an exclusive flock() on the lock file from before step 1 until after step 4.
+ *   It is the file that the environment variable AVOIP_LOCK_FILE names; without it,
+ *   avoip-frontend-N.lock in /run/avoip where that folder exists, else in /run/lock, else in /tmp.
+ *   N is the inode of /proc/self/ns/ipc: the segment belongs to an IPC namespace, and so does its
+ *   lock. The file is a regular one with one name, 0660 and of the segment's group, opened for
+ *   reading and writing with O_NOFOLLOW and O_NONBLOCK, and never removed. Front ends leave each
+ *   other notes in it: which answers nobody has seen yet, and whether replies may wait in the
+ *   daemon's socket. docs/console.md has them to the letter, for front ends in other languages.
  */
 #ifndef AVOIP_FRONTEND_H
 #define AVOIP_FRONTEND_H
@@ -81,9 +80,11 @@ typedef enum avoip_result {
     AVOIP_REFUSED = 1,    /**< The console could not carry this command; nothing was sent. */
     AVOIP_NO_DAEMON = 2,  /**< No connection to the console, or it ended before the answer came. */
     AVOIP_NO_SEGMENT = 3, /**< The answer segment is not there or may not be written. */
-    AVOIP_TIME_OUT = 4,   /**< No turn, or no answer, within the time-out. */
+    AVOIP_TIME_OUT = 4,   /**< No answer within the time-out. */
     AVOIP_NO_LOCK = 5,    /**< The lock file cannot be used. */
-    AVOIP_NO_MEMORY = 6   /**< No memory for the answer. */
+    AVOIP_NO_MEMORY = 6,  /**< No memory for the answer. */
+    AVOIP_NO_TURN = 7,    /**< Others had their turn for the whole time-out; nothing was sent. */
+    AVOIP_OVERWRITTEN = 8 /**< The command is done, but its answer was overwritten. */
 } avoip_result;
 
 /** One front end. Not for two threads at once; different ones may be used at the same time. */
@@ -99,8 +100,10 @@ avoip_frontend* avoip_frontend_open(const char* host, uint16_t port);
 
 /**
  * Sends `command` and waits for its answer. The first ask connects; later ones use the same
- * connection and make a new one when the daemon has ended it. The segment is attached anew for
- * each ask, so a daemon that was started again, with a new segment, is no matter.
+ * connection and make a new one when the daemon has ended it. A refused connection is tried again
+ * for two seconds; what was sent is never sent again. The segment is attached anew for each ask, so
+ * a daemon that was started again, with a new segment, is no matter. Any answer counts, but one that
+ * is noted as owed to somebody else.
  * @param command    the text with exactly one "!", at its end; see avoip_frontend_refusal().
  * @param timeout_ms how long to wait in all, the turn included, in milliseconds; at least 1.
  * @param answer     receives the answer, NUL-terminated, to be released with free(); NULL when the
@@ -109,6 +112,16 @@ avoip_frontend* avoip_frontend_open(const char* host, uint16_t port);
  */
 avoip_result avoip_frontend_ask(avoip_frontend* frontend, const char* command, int timeout_ms,
                                 char** answer);
+
+/**
+ * The same, and only an answer counts whose "cmd" is `name` or `other_name`. Others are thrown away,
+ * and the waiting goes on.
+ * @param name       what success answers to this command carry, or NULL for avoip_frontend_ask().
+ * @param other_name what failure answers carry, if that is another name, or NULL.
+ */
+avoip_result avoip_frontend_ask_named(avoip_frontend* frontend, const char* command,
+                                      const char* name, const char* other_name, int timeout_ms,
+                                      char** answer);
 
 /**
  * The explanation of the last ask that did not end with AVOIP_OK: one sentence or two, what went

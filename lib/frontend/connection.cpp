@@ -1,18 +1,24 @@
 #include "lib/frontend/connection.hpp"
 
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "lib/frontend/resolve.hpp"
+#include "lib/frontend/sockets.hpp"
 
 namespace avoip {
 
 namespace {
+
+// As long as a daemon takes to be started again.
+constexpr std::int64_t kRestartMs = 2000;
 
 /// Waits for `events` on `descriptor` until `deadline`.
 bool waitFor(int descriptor, short events, Deadline deadline) {
@@ -43,18 +49,21 @@ int connectUntil(int descriptor, const sockaddr_in& address, Deadline deadline) 
     return error;
 }
 
-/// Turns a name or a dotted address into an address; 0, or getaddrinfo()'s error.
-int resolve(const char* host, sockaddr_in& address) {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    const int error = ::getaddrinfo(host, nullptr, &hints, &found);
-    if (error == 0) {
-        std::memcpy(&address, found->ai_addr, sizeof address);
-        ::freeaddrinfo(found);
+/// A socket that is connected to `address`; -1, with the error that says why not.
+int connectedSocket(const sockaddr_in& address, Deadline deadline, int& error) {
+    const int made = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (made < 0) {
+        error = errno;
+        return -1;
     }
-    return error;
+    error = connectUntil(made, address, deadline);
+    if (error != 0) {
+        ::close(made);
+        return -1;
+    }
+    const int on = 1;
+    ::setsockopt(made, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return made;
 }
 
 }  // namespace
@@ -66,23 +75,24 @@ avoip_result Connection::open(const char* host, std::uint16_t port, Deadline dea
     }
     close();
     sockaddr_in address{};
-    if (const int error = resolve(host, address); error != 0) {
-        Reason_set(reason, "The host %s is not known (%s). Use 127.0.0.1 for this machine.", host,
-                   ::gai_strerror(error));
-        return AVOIP_NO_DAEMON;
+    if (const auto found = Resolve_host(host, address, deadline, reason); found != AVOIP_OK) {
+        return found;
     }
     address.sin_port = htons(port);
-    socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    const int error = socket_ < 0 ? errno : connectUntil(socket_, address, deadline);
-    if (error != 0) {
-        close();
+    const Deadline patience = std::min(deadline, Deadline_in(kRestartMs));
+    int error = 0;
+    Pauses pauses;
+    while ((socket_ = connectedSocket(address, deadline, error)) < 0 && error == ECONNREFUSED &&
+           Deadline_left_us(patience) > 0) {
+        Pauses_sleep(pauses, patience, -1);
+    }
+    if (socket_ < 0) {
         Reason_set(reason,
                    "No daemon at %s port %u (%s). Start avoipd, or correct the host and the port.",
                    host, unsigned{port}, std::strerror(error));
         return AVOIP_NO_DAEMON;
     }
-    const int on = 1;
-    ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    daemon_ = Sockets_listener(port);
     return AVOIP_OK;
 }
 

@@ -31,13 +31,8 @@ std::size_t attachedSize(std::size_t requested) {
 
 }  // namespace
 
-Segment::~Segment() {
-    if (address_ != nullptr) {
-        ::shmdt(address_);
-    }
-}
-
 avoip_result Segment::attach(Deadline deadline, Reason& reason) {
+    detach();
     const Deadline patience = std::min(deadline, Deadline_in(kGraceMs));
     Pauses pauses;
     int id = ::shmget(AVOIP_SEGMENT_KEY, 0, 0);
@@ -46,26 +41,40 @@ avoip_result Segment::attach(Deadline deadline, Reason& reason) {
         id = ::shmget(AVOIP_SEGMENT_KEY, 0, 0);
     }
     if (id < 0) {
-        Reason_set(reason,
-                   "The answer segment (key 0x%08x) is not there (%s). avoipd must run on this "
-                   "machine and in the same IPC namespace; its output says whether it could make "
-                   "the segment.",
-                   AVOIP_SEGMENT_KEY, std::strerror(errno));
+        Segment_explainAbsence(reason, errno);
         return AVOIP_NO_SEGMENT;
     }
     shmid_ds facts{};
     void* const attached = ::shmat(id, nullptr, 0);
-    if (attached == reinterpret_cast<void*>(-1) || ::shmctl(id, IPC_STAT, &facts) != 0 ||
-        facts.shm_segsz < kPrefixSize) {
+    if (attached == reinterpret_cast<void*>(-1) || ::shmctl(id, IPC_STAT, &facts) != 0) {
         Reason_set(reason,
                    "The answer segment (key 0x%08x) cannot be attached for reading and writing "
                    "(%s). Use the daemon's user, its group, or root.",
                    AVOIP_SEGMENT_KEY, std::strerror(errno));
+        if (attached != reinterpret_cast<void*>(-1)) {
+            ::shmdt(attached);
+        }
         return AVOIP_NO_SEGMENT;
     }
     address_ = static_cast<char*>(attached);
-    size_ = attachedSize(facts.shm_segsz);
+    size_ = std::min(attachedSize(facts.shm_segsz), kPrefixSize + kAnswerMax);
+    if (facts.shm_segsz < kPrefixSize) {
+        detach();
+        Reason_set(reason,
+                   "The answer segment (key 0x%08x) is too small: it has room for %zu bytes. End "
+                   "the daemon, remove the segment (ipcrm -M 0x%08x) and start the daemon again.",
+                   AVOIP_SEGMENT_KEY, facts.shm_segsz, AVOIP_SEGMENT_KEY);
+        return AVOIP_NO_SEGMENT;
+    }
     return AVOIP_OK;
+}
+
+void Segment::detach() {
+    if (address_ != nullptr) {
+        ::shmdt(address_);
+        address_ = nullptr;
+        size_ = 0;
+    }
 }
 
 void Segment::clearPrefix() {
@@ -87,9 +96,9 @@ bool Segment::hasAnswer() const {
 
 char* Segment::copyAnswer() const {
     const char* const answer = address_ + kPrefixSize;
-    const std::size_t room = size_ - kPrefixSize;
+    const std::size_t most = room();
     std::size_t length = 0;
-    while (length < room && load(answer[length]) != '\0') {
+    while (length < most && load(answer[length]) != '\0') {
         ++length;
     }
     char* const copy = static_cast<char*>(std::malloc(length + 1));
@@ -101,6 +110,26 @@ char* Segment::copyAnswer() const {
     }
     copy[length] = '\0';
     return copy;
+}
+
+std::size_t Segment::room() const {
+    return size_ - kPrefixSize;
+}
+
+SegmentFacts Segment_facts() {
+    const int id = ::shmget(AVOIP_SEGMENT_KEY, 0, 0);
+    shmid_ds facts{};
+    if (id < 0 || ::shmctl(id, IPC_STAT, &facts) != 0) {
+        return {};
+    }
+    return {true, facts.shm_perm.uid, facts.shm_perm.gid};
+}
+
+void Segment_explainAbsence(Reason& reason, int error) {
+    Reason_set(reason,
+               "The answer segment (key 0x%08x) is not there (%s). avoipd must run on this machine "
+               "and in the same IPC namespace; its output says whether it could make the segment.",
+               AVOIP_SEGMENT_KEY, std::strerror(error));
 }
 
 }  // namespace avoip

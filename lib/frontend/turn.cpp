@@ -1,102 +1,89 @@
 #include "lib/frontend/turn.hpp"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+
+#include "lib/frontend/lock_file.hpp"
 
 namespace avoip {
 
 namespace {
 
-constexpr const char* kDirectories[] = {"/run/lock", "/tmp"};
-constexpr mode_t kReadableByAll = 0644;
-
-/// Opens the lock file at `path`, which is made when it is not there; -1 with errno on failure.
-/// Opening an existing file without O_CREAT matters: the kernel forbids O_CREAT on another user's
-/// file in a directory with the sticky bit.
-int openLockFile(const char* path) {
-    // A second round when another front end has made the file between the two attempts.
-    for (int round = 0; round < 2; ++round) {
-        const int existing = ::open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-        if (existing >= 0 || errno != ENOENT) {
-            return existing;
+/// Waits for the lock until `deadline`; 0, or the error that says why not.
+int lockUntil(int descriptor, Deadline deadline) {
+    Pauses pauses;
+    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return errno;
         }
-        const int made = ::open(path, O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadableByAll);
-        if (made >= 0) {
-            // Whatever the umask of the one that came first was, the others can read it.
-            ::fchmod(made, kReadableByAll);
-            return made;
+        if (Deadline_left_us(deadline) == 0) {
+            return ETIMEDOUT;
         }
-        if (errno != EEXIST) {
-            return -1;
-        }
+        Pauses_sleep(pauses, deadline, -1);
     }
-    return -1;
-}
-
-int openSharedLockFile(Reason& reason) {
-    char path[4096];
-    const char* chosen = ::getenv("AVOIP_LOCK_FILE");
-    if (chosen != nullptr && chosen[0] != '\0') {
-        std::snprintf(path, sizeof path, "%s", chosen);
-        const int descriptor = openLockFile(path);
-        if (descriptor < 0) {
-            Reason_set(reason, "The lock file %s cannot be used (%s). Correct AVOIP_LOCK_FILE.",
-                       path, std::strerror(errno));
-        }
-        return descriptor;
-    }
-    struct stat ipcNamespace {};
-    ::stat("/proc/self/ns/ipc", &ipcNamespace);
-    for (const char* directory : kDirectories) {
-        std::snprintf(path, sizeof path, "%s/avoip-frontend-%llu.lock", directory,
-                      static_cast<unsigned long long>(ipcNamespace.st_ino));
-        const int descriptor = openLockFile(path);
-        if (descriptor >= 0) {
-            return descriptor;
-        }
-    }
-    Reason_set(reason,
-               "The lock file %s cannot be used (%s). Name one that can in AVOIP_LOCK_FILE; all "
-               "front ends need the same.",
-               path, std::strerror(errno));
-    return -1;
+    return 0;
 }
 
 }  // namespace
 
-Turn::~Turn() {
-    if (descriptor_ >= 0) {
-        ::close(descriptor_);
-    }
-}
-
 avoip_result Turn::take(Deadline deadline, Reason& reason) {
-    descriptor_ = openSharedLockFile(reason);
-    if (descriptor_ < 0) {
-        return AVOIP_NO_LOCK;
-    }
-    Pauses pauses;
-    while (::flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            Reason_set(reason, "The lock file cannot be locked (%s).", std::strerror(errno));
-            return AVOIP_NO_LOCK;
+    // Anew when somebody has removed the file meanwhile: others lock the one that came after it.
+    while (!isHeld() || !holdsNamedFile()) {
+        leave();
+        int descriptor = -1;
+        if (const auto opened = LockFile_open(descriptor, reason); opened != AVOIP_OK) {
+            return opened;
         }
-        if (Deadline_left_us(deadline) == 0) {
+        const int error = lockUntil(descriptor, deadline);
+        if (error != 0) {
+            ::close(descriptor);
+        }
+        if (error == ETIMEDOUT) {
             Reason_set(reason,
                        "Another front end has had its turn for the whole time-out. Try again, or "
                        "give a longer time-out.");
-            return AVOIP_TIME_OUT;
+            return AVOIP_NO_TURN;
         }
-        Pauses_sleep(pauses, deadline, -1);
+        if (error != 0) {
+            Reason_set(reason, "The lock file cannot be locked (%s).", std::strerror(error));
+            return AVOIP_NO_LOCK;
+        }
+        descriptor_ = descriptor;
+        load();
     }
     return AVOIP_OK;
+}
+
+void Turn::save() {
+    char text[kNotesMax];
+    const std::size_t length = Notes_print(notes_, text);
+    // One write: a process that is killed here leaves the old text or the new one. What may be left
+    // of a longer old one stands behind the "end" of the new one.
+    if (::pwrite(descriptor_, text, length, 0) == static_cast<ssize_t>(length)) {
+        static_cast<void>(::ftruncate(descriptor_, static_cast<off_t>(length)) == 0);
+    }
+}
+
+void Turn::leave() {
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
+        descriptor_ = -1;
+    }
+}
+
+bool Turn::holdsNamedFile() const {
+    struct stat facts {};
+    return ::fstat(descriptor_, &facts) == 0 && facts.st_nlink > 0;
+}
+
+void Turn::load() {
+    char text[kNotesMax];
+    const ssize_t length = ::pread(descriptor_, text, sizeof text, 0);
+    notes_ = length > 0 ? Notes_parse({text, static_cast<std::size_t>(length)}) : Notes{};
 }
 
 }  // namespace avoip

@@ -11,20 +11,24 @@ namespace {
 
 constexpr std::int64_t kLongestPauseUs = 4000;
 
-std::int64_t now_us() {
+std::int64_t now_us(clockid_t clock) {
     timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    ::clock_gettime(clock, &now);
     return std::int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
 }
 
 }  // namespace
 
 Deadline Deadline_in(std::int64_t milliseconds) {
-    return now_us() + milliseconds * 1000;
+    return now_us(CLOCK_MONOTONIC) + milliseconds * 1000;
 }
 
 std::int64_t Deadline_left_us(Deadline deadline) {
-    return std::max<std::int64_t>(deadline - now_us(), 0);
+    return std::max<std::int64_t>(deadline - now_us(CLOCK_MONOTONIC), 0);
+}
+
+std::int64_t BootClock_ms() {
+    return now_us(CLOCK_BOOTTIME) / 1000;
 }
 
 bool Pauses_sleep(Pauses& pauses, Deadline deadline, int descriptor) {

@@ -1,4 +1,5 @@
-// Time: deadlines on the monotonic clock, and the growing pauses of a poll.
+// Time: deadlines on the monotonic clock, the clock of the lock file, and the growing pauses of a
+// poll.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +14,10 @@ Deadline Deadline_in(std::int64_t milliseconds);
 
 /// The microseconds until `deadline`, 0 when it has passed.
 std::int64_t Deadline_left_us(Deadline deadline);
+
+/// The milliseconds since the machine was started, its sleep included: the clock that every process
+/// of a machine reads alike, which /proc/uptime shows in seconds.
+std::int64_t BootClock_ms();
 
 /// The pauses between the looks of a poll: short at first, so that a quick answer is seen quickly,
 /// then longer, so that a slow one costs little.

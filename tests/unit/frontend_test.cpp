@@ -1,80 +1,31 @@
 #include <fcntl.h>
 #include <grp.h>
-#include <sys/file.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
+#include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
 #include "bed/stand_in.hpp"
+#include "frontend_bed.hpp"
 #include "gtest/gtest.h"
+#include "lib/base/descriptor.hpp"
 #include "lib/frontend/avoip_frontend.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr int kPatienceMs = 20'000;
-
-struct Close {
-    void operator()(avoip_frontend* frontend) const { avoip_frontend_close(frontend); }
-};
-
-/// A front end whose answers are C++ texts.
-class Asker {
-  public:
-    avoip_result ask(const std::string& command, int timeout_ms = kPatienceMs) {
-        char* copy = nullptr;
-        const avoip_result result =
-            avoip_frontend_ask(frontend_.get(), command.c_str(), timeout_ms, &copy);
-        EXPECT_EQ(result == AVOIP_OK, copy != nullptr);
-        answer = copy == nullptr ? "" : copy;
-        std::free(copy);
-        return result;
-    }
-
-    [[nodiscard]] std::string error() const { return avoip_frontend_error(frontend_.get()); }
-
-    std::string answer;
-
-  private:
-    std::unique_ptr<avoip_frontend, Close> frontend_{
-        avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT)};
-};
-
-/// Namespaces without a network beyond this machine, and a lock file of the test's own.
-class FrontEnd : public testing::Test {
-  protected:
-    FrontEnd() { ::setenv("AVOIP_LOCK_FILE", lockFile.c_str(), 1); }
-    ~FrontEnd() override { std::filesystem::remove_all(folder); }
-
-    static std::string makeFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
-        return ::mkdtemp(pattern.data());
-    }
-
-    const bed::Namespaces namespaces{bed::Control::kAbsent};
-    const std::string folder = makeFolder();
-    const std::string lockFile = folder + "/lock";
-};
-
-bed::StandIn::Answers always(const std::string& answer) {
-    return [answer](const std::string&) { return answer; };
-}
-
-std::optional<std::string> nothing(const std::string&) {
-    return std::nullopt;
-}
 
 std::string refusal(const std::string& command) {
     const char* const text = avoip_frontend_refusal(command.c_str());
@@ -176,6 +127,74 @@ TEST_F(FrontEnd, says_that_no_daemon_listens) {
               "host and the port.");
 }
 
+TEST_F(FrontEnd, tries_again_for_a_while_when_a_daemon_is_being_started_again) {
+    std::optional<bed::StandIn> daemon;
+    std::jthread late([&] {
+        std::this_thread::sleep_for(300ms);
+        daemon.emplace(always("yes"));
+    });
+    Asker asker;
+    EXPECT_EQ(asker.ask("a!"), AVOIP_OK) << asker.error();
+    late.join();
+    EXPECT_EQ(daemon->connectionCount(), 1U);
+}
+
+TEST_F(FrontEnd, waits_no_longer_than_its_time_for_the_name_of_a_host) {
+    // A name server that says nothing, in a file system of the test's own.
+    const std::string resolver = folder + "/resolv.conf";
+    std::ofstream(resolver) << "nameserver 127.0.0.1\n";
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount(resolver.c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0) {
+        GTEST_SKIP() << "needs a mount namespace of its own, which only root gets";
+    }
+    const avoip::Descriptor silent(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(53);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(::bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+
+    char* answer = nullptr;
+    avoip_frontend* const frontend = avoip_frontend_open("far.example", AVOIP_CONSOLE_PORT);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(avoip_frontend_ask(frontend, "a!", 200, &answer), AVOIP_NO_DAEMON);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
+    EXPECT_STREQ(avoip_frontend_error(frontend),
+                 "The host far.example is not known (Temporary failure in name resolution). Use "
+                 "127.0.0.1 for this machine.");
+    avoip_frontend_close(frontend);
+}
+
+TEST_F(FrontEnd, finds_the_daemon_by_the_name_of_its_host) {
+    bed::StandIn daemon(always("x"));
+    char* answer = nullptr;
+    avoip_frontend* const frontend = avoip_frontend_open("localhost", AVOIP_CONSOLE_PORT);
+    EXPECT_EQ(avoip_frontend_ask(frontend, "a!", kPatienceMs, &answer), AVOIP_OK);
+    std::free(answer);
+    avoip_frontend_close(frontend);
+}
+
+TEST_F(FrontEnd, says_that_the_segment_is_too_small_and_leaves_it_alone) {
+    bed::StandIn daemon(always("x"), 4);
+    const auto before = bed::Segment().status().shm_nattch;
+    Asker asker;
+    EXPECT_EQ(asker.ask("a!"), AVOIP_NO_SEGMENT);
+    EXPECT_EQ(asker.error(),
+              "The answer segment (key 0x12345678) is too small: it has room for 4 bytes. End the "
+              "daemon, remove the segment (ipcrm -M 0x12345678) and start the daemon again.");
+    EXPECT_EQ(bed::Segment().status().shm_nattch, before);
+    EXPECT_TRUE(daemon.lines().empty());
+}
+
+TEST_F(FrontEnd, reads_a_larger_segment_no_further_than_the_largest_answer) {
+    const std::string endless(6'000'000, 'x');
+    bed::StandIn daemon(always(endless), 8'000'000);
+    Asker asker;
+    EXPECT_EQ(asker.ask("a!"), AVOIP_OK);
+    EXPECT_EQ(asker.answer, endless.substr(0, 4'194'304));
+}
+
 TEST_F(FrontEnd, says_that_there_is_no_segment) {
     bed::StandIn daemon(nothing, 0);
     Asker asker;
@@ -210,6 +229,7 @@ TEST_F(FrontEnd, says_that_the_segment_may_not_be_written) {
     bed::StandIn daemon(always("x"));
     ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
     const avoip::Descriptor lock(::open(lockFile.c_str(), O_RDONLY | O_CREAT, 0644));
+    ASSERT_EQ(::fchmod(lock.get(), 0666), 0);
     if (::setgroups(0, nullptr) != 0 || ::setegid(65534) != 0 || ::seteuid(65534) != 0) {
         GTEST_SKIP() << "needs to become another user, which only root can";
     }
@@ -261,6 +281,8 @@ TEST_F(FrontEnd, does_not_wait_on_when_the_daemon_ends_the_connection_without_an
     EXPECT_EQ(asker.error(),
               "The daemon has ended the connection without an answer. Look at its output and start "
               "it again.");
+    // It may have been carried out, so it was not sent again.
+    EXPECT_EQ(daemon.lines().size(), 1U);
 }
 
 TEST_F(FrontEnd, refuses_what_the_console_could_not_carry) {
@@ -314,53 +336,6 @@ TEST_F(FrontEnd, gives_each_of_two_at_once_its_own_answer) {
     };
     std::jthread other([&] { askMany("second "); });
     askMany("first ");
-}
-
-TEST_F(FrontEnd, waits_for_its_turn_within_its_time_out) {
-    bed::StandIn daemon(always("x"));
-    const avoip::Descriptor other(::open(lockFile.c_str(), O_RDONLY | O_CREAT, 0644));
-    ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
-    Asker asker;
-    EXPECT_EQ(asker.ask("a!", 100), AVOIP_TIME_OUT);
-    EXPECT_EQ(asker.error(),
-              "Another front end has had its turn for the whole time-out. Try again, or give a "
-              "longer time-out.");
-    EXPECT_EQ(daemon.connectionCount(), 0U);
-    ASSERT_EQ(::flock(other.get(), LOCK_UN), 0);
-    EXPECT_EQ(asker.ask("a!"), AVOIP_OK) << asker.error();
-}
-
-TEST_F(FrontEnd, makes_a_lock_file_that_every_user_can_lock) {
-    bed::StandIn daemon(always("x"));
-    const mode_t before = ::umask(077);
-    Asker asker;
-    EXPECT_EQ(asker.ask("a!"), AVOIP_OK);
-    ::umask(before);
-    struct stat facts {};
-    ASSERT_EQ(::stat(lockFile.c_str(), &facts), 0);
-    EXPECT_EQ(facts.st_mode & 0777, 0644U);
-}
-
-TEST_F(FrontEnd, locks_a_file_that_belongs_to_the_ipc_namespace) {
-    ::unsetenv("AVOIP_LOCK_FILE");
-    struct stat facts {};
-    ASSERT_EQ(::stat("/proc/self/ns/ipc", &facts), 0);
-    const std::string name = "avoip-frontend-" + std::to_string(facts.st_ino) + ".lock";
-    bed::StandIn daemon(always("x"));
-    Asker asker;
-    EXPECT_EQ(asker.ask("a!"), AVOIP_OK) << asker.error();
-    EXPECT_TRUE(std::filesystem::remove("/run/lock/" + name) ||
-                std::filesystem::remove("/tmp/" + name));
-}
-
-TEST_F(FrontEnd, says_that_the_lock_file_cannot_be_used) {
-    const std::string path = folder + "/missing/lock";
-    ::setenv("AVOIP_LOCK_FILE", path.c_str(), 1);
-    Asker asker;
-    EXPECT_EQ(asker.ask("a!"), AVOIP_NO_LOCK);
-    EXPECT_EQ(asker.error(), "The lock file " + path +
-                                 " cannot be used (No such file or directory). Correct "
-                                 "AVOIP_LOCK_FILE.");
 }
 
 TEST_F(FrontEnd, can_be_closed_when_there_is_none) {

@@ -1,0 +1,277 @@
+#include "lib/frontend/dialogue.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "lib/frontend/answer_name.hpp"
+
+namespace avoip {
+
+namespace {
+
+constexpr std::string_view kNoName = "";
+
+/// Numbers of this process's questions and markers, each used once.
+int nextNumber() {
+    static std::atomic<int> last = 0;
+    return ++last & 0x7FFFFFFF;
+}
+
+/// Takes the answer that stands in the segment; null without memory. The prefix is cleared before
+/// the copy is made: an answer that is posted meanwhile is not lost, but seen next.
+char* takeAnswer(Segment& segment) {
+    segment.clearPrefix();
+    return segment.copyAnswer();
+}
+
+/// Whether one of the names that answers to the question carry is such that `fits` is true for it.
+template <class Fits>
+bool isNamed(const Question& question, Fits fits) {
+    return std::any_of(std::begin(question.names), std::end(question.names),
+                       [&](const char* name) { return name != nullptr && fits(name); });
+}
+
+/// Whether the owed answer may carry a name that answers to the question carry too.
+bool isNamesake(const OwedAnswer& owed, const Question& question) {
+    return OwedAnswer_isNamed(owed, kNoName) ||
+           isNamed(question, [&](const char* name) { return OwedAnswer_isNamed(owed, name); });
+}
+
+/// The owed answer that the question has to wait for; null when there is none. Two commands that
+/// read at once would take each other's replies.
+const OwedAnswer* obstacle(const Notes& notes, const Question& question) {
+    const std::int64_t now_ms = BootClock_ms();
+    const auto* const end = notes.owed.begin() + notes.owed_count;
+    const auto* const found = std::find_if(notes.owed.begin(), end, [&](const OwedAnswer& owed) {
+        return (question.shared_ms > 0 && owed.shared_until_ms > now_ms) ||
+               (!question.beside_namesakes && isNamesake(owed, question));
+    });
+    return found == end ? nullptr : found;
+}
+
+/// Crosses off the first note that an answer under this name may belong to, but not that of the own
+/// question; false when it belongs to none.
+bool settleOwed(Turn& turn, const AnswerName& name, int own_number) {
+    Notes& notes = turn.notes();
+    for (std::size_t i = 0; i < notes.owed_count; ++i) {
+        const OwedAnswer& owed = notes.owed[i];
+        const bool own = owed.pid == ::getpid() && owed.number == own_number;
+        if (!own && OwedAnswer_isNamed(owed, name.text)) {
+            Notes_drop(notes, i);
+            turn.save();
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Waits until no owed answer stands in the question's way.
+avoip_result awaitOwed(Dialogue& dialogue, const Question& question, Deadline deadline) {
+    Notes& notes = dialogue.turn.notes();
+    Pauses pauses;
+    while (true) {
+        Notes_lapse(notes, dialogue.connection.daemon(), BootClock_ms());
+        const OwedAnswer* const owed = obstacle(notes, question);
+        if (owed == nullptr) {
+            return AVOIP_OK;
+        }
+        if (dialogue.segment.hasAnswer()) {
+            char* const answer = takeAnswer(dialogue.segment);
+            settleOwed(dialogue.turn, Answer_name(answer == nullptr ? "" : answer), 0);
+            std::free(answer);
+        } else if (Deadline_left_us(deadline) == 0) {
+            Reason_set(dialogue.reason,
+                       "The daemon is still at work on a command that somebody gave up on (\"%s\"), "
+                       "and has not answered it within the time-out. Nothing was sent; try again "
+                       "later, or give a longer time-out.",
+                       owed->names[0].data());
+            return AVOIP_TIME_OUT;
+        } else {
+            Pauses_sleep(pauses, deadline, -1);
+        }
+    }
+}
+
+/// The note of this question: what is owed when its sender is killed, from now on.
+OwedAnswer noteOf(const Question& question, int number) {
+    const std::int64_t now_ms = BootClock_ms();
+    OwedAnswer owed;
+    owed.until_ms = now_ms + question.linger_ms;
+    owed.shared_until_ms = question.shared_ms > 0 ? now_ms + question.shared_ms : 0;
+    owed.pid = ::getpid();
+    owed.number = number;
+    for (std::size_t i = 0; i < owed.names.size(); ++i) {
+        const char* const name = question.names[i];
+        OwedAnswer_setName(owed, i, name == nullptr ? kNoName : name);
+    }
+    if (question.names[0] == nullptr) {
+        OwedAnswer_setName(owed, 0, kAnyName);
+    }
+    return owed;
+}
+
+/// Leaves it to the others to wait for the answer.
+void giveUp(Dialogue& dialogue, const Question& question) {
+    Notes& notes = dialogue.turn.notes();
+    if (OwedAnswer* const owed = Notes_find(notes, ::getpid(), dialogue.number)) {
+        *owed = noteOf(question, dialogue.number);
+        dialogue.turn.save();
+    }
+}
+
+/// A line that no command matches. The daemon answers it with its own text, when it is done with the
+/// lines before it.
+struct Marker {
+    char line[64] = "";
+    [[nodiscard]] bool isSent() const { return line[0] != '\0'; }
+};
+
+bool sendMarker(Dialogue& dialogue, Marker& marker, Deadline deadline) {
+    std::snprintf(marker.line, sizeof marker.line, "avoip marker %d.%d!", ::getpid(), nextNumber());
+    return dialogue.connection.send(marker.line, deadline);
+}
+
+/// What one look at the segment came to.
+enum class Look { kNothing, kAnswer, kMarker, kNoMemory };
+
+Look lookForAnswer(Dialogue& dialogue, const Question& question, const Marker& marker,
+                   char** answer) {
+    if (!dialogue.segment.hasAnswer()) {
+        return Look::kNothing;
+    }
+    char* const taken = takeAnswer(dialogue.segment);
+    if (taken == nullptr) {
+        return Look::kNoMemory;
+    }
+    const AnswerName name = Answer_name(taken);
+    const auto fits = [&](const char* expected) { return AnswerName_fits(name.text, expected); };
+    // What carries no name at all is no answer of a daemon that works: that is for the asker to see.
+    Look look = Look::kAnswer;
+    if (marker.isSent() && fits(marker.line)) {
+        look = Look::kMarker;
+    } else if (name.exists && !isNamed(question, fits)) {
+        const bool owed = settleOwed(dialogue.turn, name, dialogue.number);
+        look = owed || question.names[0] != nullptr ? Look::kNothing : Look::kAnswer;
+    }
+    if (look == Look::kAnswer) {
+        *answer = taken;
+    } else {
+        std::free(taken);
+    }
+    return look;
+}
+
+/// Waits for the answer, without a thought for the note.
+avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, int timeout_ms,
+                         Deadline deadline, char** answer) {
+    const Deadline marker_due =
+        question.marker_after_ms > 0 ? Deadline_in(question.marker_after_ms) : deadline;
+    Marker marker;
+    Pauses pauses;
+    bool ended = false;
+    while (true) {
+        switch (lookForAnswer(dialogue, question, marker, answer)) {
+            case Look::kAnswer:
+                return AVOIP_OK;
+            case Look::kMarker:
+                Reason_set(dialogue.reason,
+                           "The daemon is done with the command, but another answer has overwritten "
+                           "the one to it. Whether it succeeded is not known.");
+                return AVOIP_OVERWRITTEN;
+            case Look::kNoMemory:
+                Reason_set(dialogue.reason, "No memory for the answer.");
+                return AVOIP_NO_MEMORY;
+            case Look::kNothing:
+                break;
+        }
+        // The daemon may have answered and then ended, so there is a look behind the end.
+        if (ended) {
+            Reason_set(dialogue.reason,
+                       "The daemon has ended the connection without an answer. Look at its output "
+                       "and start it again.");
+            return AVOIP_NO_DAEMON;
+        }
+        if (Deadline_left_us(deadline) == 0) {
+            Reason_set(dialogue.reason,
+                       "No answer within %d ms. The daemon may still be at work on it; try again "
+                       "later, or give a longer time-out.",
+                       timeout_ms);
+            return AVOIP_TIME_OUT;
+        }
+        if (!marker.isSent() && marker_due < deadline && Deadline_left_us(marker_due) == 0) {
+            ended = !sendMarker(dialogue, marker, deadline);
+        }
+        ended = ended ||
+                (Pauses_sleep(pauses, deadline, dialogue.connection.descriptor()) &&
+                 !dialogue.connection.stands());
+    }
+}
+
+}  // namespace
+
+avoip_result Dialogue_begin(Dialogue& dialogue, const char* host, std::uint16_t port,
+                            Deadline deadline) {
+    const auto taken = dialogue.turn.take(deadline, dialogue.reason);
+    // The first lock file is made for a segment: without one the daemon is waited for first.
+    if (taken != AVOIP_OK && taken != AVOIP_NO_SEGMENT) {
+        return taken;
+    }
+    const auto opened = dialogue.connection.open(host, port, deadline, dialogue.reason);
+    if (opened != AVOIP_OK) {
+        return opened;
+    }
+    const auto attached = dialogue.segment.attach(deadline, dialogue.reason);
+    if (attached != AVOIP_OK || taken == AVOIP_OK) {
+        return attached;
+    }
+    return dialogue.turn.take(deadline, dialogue.reason);
+}
+
+avoip_result Dialogue_put(Dialogue& dialogue, const Question& question, Deadline deadline) {
+    if (const auto free = awaitOwed(dialogue, question, deadline); free != AVOIP_OK) {
+        return free;
+    }
+    dialogue.number = nextNumber();
+    Notes_add(dialogue.turn.notes(), noteOf(question, dialogue.number));
+    dialogue.turn.notes().clean = dialogue.turn.notes().clean && question.shared_ms == 0;
+    dialogue.turn.save();
+    dialogue.segment.clearPrefix();
+    if (!dialogue.connection.send(question.command, deadline)) {
+        Dialogue_settle(dialogue);
+        Reason_set(dialogue.reason, "The daemon takes no commands. Look at its output.");
+        return AVOIP_NO_DAEMON;
+    }
+    return AVOIP_OK;
+}
+
+avoip_result Dialogue_await(Dialogue& dialogue, const Question& question, int timeout_ms,
+                            Deadline deadline, char** answer) {
+    const auto came = awaitAnswer(dialogue, question, timeout_ms, deadline, answer);
+    if (came == AVOIP_OK || came == AVOIP_OVERWRITTEN || came == AVOIP_NO_MEMORY) {
+        Dialogue_settle(dialogue);
+    } else {
+        giveUp(dialogue, question);
+    }
+    return came;
+}
+
+void Dialogue_settle(Dialogue& dialogue) {
+    Notes& notes = dialogue.turn.notes();
+    if (const OwedAnswer* const owed = Notes_find(notes, ::getpid(), dialogue.number)) {
+        Notes_drop(notes, static_cast<std::size_t>(owed - notes.owed.begin()));
+        dialogue.turn.save();
+    }
+}
+
+avoip_result Dialogue_ask(Dialogue& dialogue, const Question& question, int timeout_ms,
+                          Deadline deadline, char** answer) {
+    const auto put = Dialogue_put(dialogue, question, deadline);
+    return put == AVOIP_OK ? Dialogue_await(dialogue, question, timeout_ms, deadline, answer) : put;
+}
+
+}  // namespace avoip
