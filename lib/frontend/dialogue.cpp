@@ -85,11 +85,12 @@ avoip_result awaitOwed(Dialogue& dialogue, const Question& question, Deadline de
             settleOwed(dialogue.turn, Answer_name(answer == nullptr ? "" : answer), 0);
             std::free(answer);
         } else if (Deadline_left_us(deadline) == 0) {
-            Reason_set(dialogue.reason,
-                       "The daemon is still at work on a command that somebody gave up on (\"%s\"), "
-                       "and has not answered it within the time-out. Nothing was sent; try again "
-                       "later, or give a longer time-out.",
-                       owed->names[0].data());
+            Reason_set(
+                dialogue.reason,
+                "The daemon is still at work on a command that somebody gave up on (\"%s\"), "
+                "and has not answered it within the time-out. Nothing was sent; try again "
+                "later, or give a longer time-out.",
+                owed->names[0].data());
             return AVOIP_TIME_OUT;
         } else {
             Pauses_sleep(pauses, deadline, -1);
@@ -179,9 +180,10 @@ avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, int timeo
             case Look::kAnswer:
                 return AVOIP_OK;
             case Look::kMarker:
-                Reason_set(dialogue.reason,
-                           "The daemon is done with the command, but another answer has overwritten "
-                           "the one to it. Whether it succeeded is not known.");
+                Reason_set(
+                    dialogue.reason,
+                    "The daemon is done with the command, but another answer has overwritten "
+                    "the one to it. Whether it succeeded is not known.");
                 return AVOIP_OVERWRITTEN;
             case Look::kNoMemory:
                 Reason_set(dialogue.reason, "No memory for the answer.");
@@ -206,9 +208,8 @@ avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, int timeo
         if (!marker.isSent() && marker_due < deadline && Deadline_left_us(marker_due) == 0) {
             ended = !sendMarker(dialogue, marker, deadline);
         }
-        ended = ended ||
-                (Pauses_sleep(pauses, deadline, dialogue.connection.descriptor()) &&
-                 !dialogue.connection.stands());
+        ended = ended || (Pauses_sleep(pauses, deadline, dialogue.connection.descriptor()) &&
+                          !dialogue.connection.stands());
     }
 }
 

@@ -34,10 +34,10 @@ void forEachSocket(Visit visit) {
     for (bool more = true; more && std::fgets(line, sizeof line, list) != nullptr;) {
         Socket socket;
         // Behind the state: two queues, two of the timer, retries, user, time-out.
-        const int read = std::sscanf(
-            line, "%*d: %*8x:%4x %8" SCNx32 ":%4x %2x %*s %*s %*s %*s %*s %" SCNu64,
-            &socket.localPort, &socket.remoteAddress, &socket.remotePort, &socket.state,
-            &socket.inode);
+        const int read =
+            std::sscanf(line, "%*d: %*8x:%4x %8" SCNx32 ":%4x %2x %*s %*s %*s %*s %*s %" SCNu64,
+                        &socket.localPort, &socket.remoteAddress, &socket.remotePort, &socket.state,
+                        &socket.inode);
         // The first line is a heading.
         more = read != 5 || visit(socket);
     }

@@ -25,8 +25,8 @@ class Asker {
     avoip_result askNamed(const std::string& command, const char* name,
                           const char* otherName = nullptr, int timeout_ms = kPatienceMs) {
         char* copy = nullptr;
-        const avoip_result result = avoip_frontend_ask_named(
-            frontend_.get(), command.c_str(), name, otherName, timeout_ms, &copy);
+        const avoip_result result = avoip_frontend_ask_named(frontend_.get(), command.c_str(), name,
+                                                             otherName, timeout_ms, &copy);
         EXPECT_EQ(result == AVOIP_OK, copy != nullptr);
         answer = copy == nullptr ? "" : copy;
         std::free(copy);

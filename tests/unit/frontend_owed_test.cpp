@@ -190,9 +190,8 @@ TEST_F(FrontEndOwed, of_a_daemon_that_is_gone_holds_nobody_up) {
                             << owed("matrix get", 60'000, 60'000) << "end\n";
     Asker asker;
     EXPECT_EQ(asker.askNamed("matrix get b!", "matrix get"), AVOIP_OK) << asker.error();
-    EXPECT_EQ(notes(),
-              "avoip 1\ndaemon " + std::to_string(avoip::Sockets_listener(AVOIP_CONSOLE_PORT)) +
-                  "\nend\n");
+    EXPECT_EQ(notes(), "avoip 1\ndaemon " +
+                           std::to_string(avoip::Sockets_listener(AVOIP_CONSOLE_PORT)) + "\nend\n");
 }
 
 TEST_F(FrontEndOwed, holds_nobody_up_when_its_time_is_over) {
