@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <string_view>
 
 #include "lib/frontend/answer_name.hpp"
@@ -167,12 +168,17 @@ Look lookForAnswer(Dialogue& dialogue, const Question& question, const Marker& m
     return look;
 }
 
-/// Waits for the answer, without a thought for the note.
-avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, int timeout_ms,
+/// When to send the marker of a question.
+Deadline markerDue(const Question& question) {
+    constexpr Deadline kNever = std::numeric_limits<Deadline>::max();
+    return question.marker_after_ms > 0 ? Deadline_in(question.marker_after_ms) : kNever;
+}
+
+/// Waits for the answer, without a thought for the note. Asks with the marker when it is due, unless
+/// that is done already.
+avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, Marker& marker,
                          Deadline deadline, char** answer) {
-    const Deadline marker_due =
-        question.marker_after_ms > 0 ? Deadline_in(question.marker_after_ms) : deadline;
-    Marker marker;
+    const Deadline marker_due = markerDue(question);
     Pauses pauses;
     bool ended = false;
     while (true) {
@@ -180,36 +186,50 @@ avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, int timeo
             case Look::kAnswer:
                 return AVOIP_OK;
             case Look::kMarker:
-                Reason_set(
-                    dialogue.reason,
-                    "The daemon is done with the command, but another answer has overwritten "
-                    "the one to it. Whether it succeeded is not known.");
                 return AVOIP_OVERWRITTEN;
             case Look::kNoMemory:
-                Reason_set(dialogue.reason, "No memory for the answer.");
                 return AVOIP_NO_MEMORY;
             case Look::kNothing:
                 break;
         }
         // The daemon may have answered and then ended, so there is a look behind the end.
         if (ended) {
-            Reason_set(dialogue.reason,
-                       "The daemon has ended the connection without an answer. Look at its output "
-                       "and start it again.");
             return AVOIP_NO_DAEMON;
         }
         if (Deadline_left_us(deadline) == 0) {
-            Reason_set(dialogue.reason,
-                       "No answer within %d ms. The daemon may still be at work on it; try again "
-                       "later, or give a longer time-out.",
-                       timeout_ms);
             return AVOIP_TIME_OUT;
         }
-        if (!marker.isSent() && marker_due < deadline && Deadline_left_us(marker_due) == 0) {
+        if (!marker.isSent() && Deadline_left_us(marker_due) == 0) {
             ended = !sendMarker(dialogue, marker, deadline);
         }
         ended = ended || (Pauses_sleep(pauses, deadline, dialogue.connection.descriptor()) &&
                           !dialogue.connection.stands());
+    }
+}
+
+void explain(Reason& reason, avoip_result result, int timeout_ms) {
+    switch (result) {
+        case AVOIP_OVERWRITTEN:
+            Reason_set(reason,
+                       "The daemon is done with the command, but another answer has overwritten "
+                       "the one to it. Whether it succeeded is not known.");
+            break;
+        case AVOIP_NO_MEMORY:
+            Reason_set(reason, "No memory for the answer.");
+            break;
+        case AVOIP_NO_DAEMON:
+            Reason_set(reason,
+                       "The daemon has ended the connection without an answer. Look at its output "
+                       "and start it again.");
+            break;
+        case AVOIP_TIME_OUT:
+            Reason_set(reason,
+                       "No answer within %d ms. The daemon may still be at work on it; try again "
+                       "later, or give a longer time-out.",
+                       timeout_ms);
+            break;
+        default:
+            break;
     }
 }
 
@@ -227,10 +247,17 @@ avoip_result Dialogue_begin(Dialogue& dialogue, const char* host, std::uint16_t 
         return opened;
     }
     const auto attached = dialogue.segment.attach(deadline, dialogue.reason);
-    if (attached != AVOIP_OK || taken == AVOIP_OK) {
+    if (attached != AVOIP_OK) {
         return attached;
     }
-    return dialogue.turn.take(deadline, dialogue.reason);
+    if (taken != AVOIP_OK) {
+        const auto retaken = dialogue.turn.take(deadline, dialogue.reason);
+        if (retaken != AVOIP_OK) {
+            return retaken;
+        }
+    }
+    Notes_lapse(dialogue.turn.notes(), dialogue.connection.daemon(), BootClock_ms());
+    return AVOIP_OK;
 }
 
 avoip_result Dialogue_put(Dialogue& dialogue, const Question& question, Deadline deadline) {
@@ -252,13 +279,35 @@ avoip_result Dialogue_put(Dialogue& dialogue, const Question& question, Deadline
 
 avoip_result Dialogue_await(Dialogue& dialogue, const Question& question, int timeout_ms,
                             Deadline deadline, char** answer) {
-    const auto came = awaitAnswer(dialogue, question, timeout_ms, deadline, answer);
-    if (came == AVOIP_OK || came == AVOIP_OVERWRITTEN || came == AVOIP_NO_MEMORY) {
-        Dialogue_settle(dialogue);
-    } else {
+    Marker marker;
+    const auto came = awaitAnswer(dialogue, question, marker, deadline, answer);
+    explain(dialogue.reason, came, timeout_ms);
+    if (came == AVOIP_TIME_OUT || came == AVOIP_NO_DAEMON) {
         giveUp(dialogue, question);
+    } else {
+        Dialogue_settle(dialogue);
     }
     return came;
+}
+
+avoip_result Dialogue_probe(Dialogue& dialogue, const Question& question, Deadline deadline,
+                            char** answer) {
+    Marker marker;
+    dialogue.segment.clearPrefix();
+    if (!sendMarker(dialogue, marker, deadline)) {
+        return AVOIP_NO_DAEMON;
+    }
+    const auto came = awaitAnswer(dialogue, question, marker, deadline, answer);
+    explain(dialogue.reason, came, 0);
+    return came;
+}
+
+void Dialogue_shareNoMore(Dialogue& dialogue) {
+    OwedAnswer* const owed = Notes_find(dialogue.turn.notes(), ::getpid(), dialogue.number);
+    if (owed != nullptr) {
+        owed->shared_until_ms = 0;
+        dialogue.turn.save();
+    }
 }
 
 void Dialogue_settle(Dialogue& dialogue) {

@@ -43,7 +43,7 @@ struct Dialogue {
     int number = 0;  ///< of the question that was put last
 };
 
-/// Takes the turn, connects and attaches until `deadline`, as far as that is not so already. Gives
+/// Takes the turn, connects and attaches until `deadline`, and forgets notes that are over. Gives
 /// AVOIP_OK, or, with a reason, what Turn::take, Connection::open or Segment::attach gives.
 avoip_result Dialogue_begin(Dialogue& dialogue, const char* host, std::uint16_t port,
                             Deadline deadline);
@@ -59,8 +59,18 @@ avoip_result Dialogue_put(Dialogue& dialogue, const Question& question, Deadline
 avoip_result Dialogue_await(Dialogue& dialogue, const Question& question, int timeout_ms,
                             Deadline deadline, char** answer);
 
+/// Asks with a marker, whether the daemon is done with the question that was put last. Gives AVOIP_OK
+/// with its answer, which was not seen before; AVOIP_OVERWRITTEN when it is done and its answer is
+/// not to be seen; AVOIP_TIME_OUT when it is at work until `deadline`; AVOIP_NO_DAEMON or
+/// AVOIP_NO_MEMORY with a reason. The note stays.
+avoip_result Dialogue_probe(Dialogue& dialogue, const Question& question, Deadline deadline,
+                            char** answer);
+
 /// Takes the note of the question that was put last back: nothing is owed for it.
 void Dialogue_settle(Dialogue& dialogue);
+
+/// Says in that note that the command takes no more replies out of the daemon's socket.
+void Dialogue_shareNoMore(Dialogue& dialogue);
 
 /// Puts a question and awaits its answer.
 avoip_result Dialogue_ask(Dialogue& dialogue, const Question& question, int timeout_ms,

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "avoipctl/answer.hpp"
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
+#include "lib/client/answer.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"

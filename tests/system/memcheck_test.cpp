@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/device.hpp"

@@ -1,7 +1,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "avoipctl/arguments.hpp"
+#include "lib/catalogue/arguments.hpp"
 #include "gtest/gtest.h"
 
 namespace avoip::ctl {

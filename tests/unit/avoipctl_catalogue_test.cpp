@@ -4,9 +4,10 @@
 #include <set>
 #include <string>
 
-#include "avoipctl/answer.hpp"
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
+#include "lib/client/answer.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "avoipctl/subcommand.hpp"
+#include "lib/catalogue/catalogue.hpp"
 #include "avoipctl/command_table.hpp"
 #include "dispatch/command_table.hpp"
 #include "gtest/gtest.h"
@@ -69,7 +70,7 @@ TEST(Catalogue, has_examples_that_pass_their_own_checks) {
 TEST(Catalogue, has_each_subcommand_once_and_each_group_described) {
     std::set<std::string> names;
     for (const Command& each : Catalogue_commands()) {
-        EXPECT_TRUE(names.insert(Arguments_subcommand(each)).second) << each.text;
+        EXPECT_TRUE(names.insert(Subcommand_words(each)).second) << each.text;
         EXPECT_EQ(Catalogue_find(each.group, each.action), &each);
         const bool described =
             std::ranges::count(Catalogue_groups(), each.group, &Group::name) == 1;
@@ -88,7 +89,7 @@ TEST(Catalogue, waits_longer_than_the_daemon_does) {
                               : each.shape.key == "devicelist" ? 500
                               : each.shape.key.empty()         ? 0
                                                                : 3'000;
-        EXPECT_GE(each.timeout_ms, daemon_ms + 5'000) << each.text;
+        EXPECT_GE(each.exchange.timeout_ms, daemon_ms + 5'000) << each.text;
     }
 }
 
@@ -120,9 +121,9 @@ TEST(ConsoleText, is_the_command_and_its_values_and_an_exclamation_mark) {
 }
 
 TEST(ShellExample, quotes_what_holds_a_blank) {
-    EXPECT_EQ(Arguments_shellExample(command("alias", "set")),
+    EXPECT_EQ(Subcommand_example(command("alias", "set")),
               "avoipctl alias set TX-0001 'Meeting room 2'");
-    EXPECT_EQ(Arguments_shellExample(command("devices", "")), "avoipctl devices");
+    EXPECT_EQ(Subcommand_example(command("devices", "")), "avoipctl devices");
 }
 
 TEST(CommandTable, has_a_line_for_each_command) {

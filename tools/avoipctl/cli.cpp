@@ -5,8 +5,6 @@
 #include <functional>
 #include <ostream>
 
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
 #include "avoipctl/command_table.hpp"
 #include "avoipctl/completion.hpp"
 #include "avoipctl/line.hpp"
@@ -14,8 +12,11 @@
 #include "avoipctl/routes.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
+#include "avoipctl/subcommand.hpp"
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/update.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -27,8 +28,10 @@ constexpr const char* kAbout =
     "Without a subcommand it is a prompt.";
 
 constexpr const char* kEnding =
-    "Exit status: 0 success, 1 the daemon answered failure, 2 wrong usage, 3 no daemon or no\n"
-    "answer segment, 4 no answer in time.\n\n"
+    "Exit status: 0 success, 1 the daemon answered failure, or what came cannot be believed, 2 "
+    "wrong\n"
+    "usage, 3 no daemon or no answer segment, 4 no answer in time, 5 no turn in time (nothing was\n"
+    "sent).\n\n"
     "Environment: AVOIP_LOCK_FILE names the lock file by which front ends take turns; all need "
     "the\n"
     "same. XDG_STATE_HOME is where the history and the devices last seen are kept.";
@@ -98,12 +101,16 @@ void addCommand(CLI::App& parent, const Command& command, Session& session, Acti
                 return Arguments_problem(argument, value);
             });
     }
-    sub->footer("Example:\n  " + Arguments_shellExample(command) +
+    sub->footer("Example:\n  " + Subcommand_example(command) +
                 "\nwhich sends the console text\n  " +
                 Arguments_consoleText(command, Arguments_examples(command)));
     if (command.shape.key == "rxedid") {
         sub->add_flag("--edid-decode", session.options.edid_decode,
                       "Let the program edid-decode explain the EDID too");
+    }
+    if (command.exchange.kind == ExchangeKind::kSending) {
+        sub->add_flag("--verify", session.options.verify,
+                      "Ask the device back, twice, and say whether it has done it");
     }
     sub->callback([&session, &command, &action, values] {
         const auto run = command.group == "update" ? &Update_run : &Run_command;

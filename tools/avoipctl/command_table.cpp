@@ -1,7 +1,8 @@
 #include "avoipctl/command_table.hpp"
 
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
+#include "avoipctl/subcommand.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -36,10 +37,10 @@ std::string CommandTable_print() {
         "|---|---|---|---|---|\n";
     for (const Command& command : Catalogue_commands()) {
         table.append("| `").append(withArguments(std::string(command.text), command));
-        table.append("!` | `").append(withArguments(Arguments_subcommand(command), command));
+        table.append("!` | `").append(withArguments(Subcommand_words(command), command));
         table.append("` | ").append(command.summary).append(" | ");
         table.append(answerData(command)).append(" | ");
-        table.append(std::to_string(command.timeout_ms / 1000)).append(" s |\n");
+        table.append(std::to_string(command.exchange.timeout_ms / 1000)).append(" s |\n");
     }
     return table;
 }

@@ -4,9 +4,10 @@
 #include <set>
 #include <string_view>
 
-#include "avoipctl/arguments.hpp"
-#include "avoipctl/catalogue.hpp"
 #include "avoipctl/line.hpp"
+#include "avoipctl/subcommand.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -21,7 +22,7 @@ struct Sentence {
 std::vector<Sentence> sentences(bool console_texts) {
     std::vector<Sentence> all;
     for (const Command& command : Catalogue_commands()) {
-        all.push_back({Line_words(Arguments_subcommand(command)), command.arguments, ""});
+        all.push_back({Line_words(Subcommand_words(command)), command.arguments, ""});
         if (console_texts) {
             all.push_back({Line_words(command.text), command.arguments, "!"});
         }

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "avoipctl/table.hpp"
+#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -133,7 +134,7 @@ std::string Edid_hexDump(std::span<const std::uint8_t> bytes) {
 std::string Edid_text(std::string_view hex) {
     const std::vector<std::uint8_t> bytes = Edid_bytes(hex);
     if (bytes.empty()) {
-        return hex.empty() ? "no EDID\n" : "not hexadecimal: " + Table_printable(hex) + "\n";
+        return hex.empty() ? "no EDID\n" : "not hexadecimal: " + Printable_text(hex) + "\n";
     }
     EdidFacts facts;
     if (!Edid_read(bytes, facts)) {

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "avoipctl/answer.hpp"
-#include "avoipctl/catalogue.hpp"
+#include "lib/catalogue/catalogue.hpp"
+#include "lib/client/answer.hpp"
 
 namespace avoip::ctl {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <ostream>
 
-#include "avoipctl/answer.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/table.hpp"
+#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -19,9 +19,9 @@ const Command& getCommand(std::string_view kind) {
 
 /// The identities that `group` ("encoders", "decoders") lists, each once, in order.
 Status askIdentities(Session& session, std::string_view group, std::vector<std::string>& list) {
-    Reading reading;
-    const Status status = Run_read(session, *Catalogue_find(group, ""), {}, reading);
-    for (const Row& row : reading.answer.rows) {
+    Reply reply;
+    const Status status = Run_read(session, *Catalogue_find(group, ""), {}, reply);
+    for (const Row& row : reply.answer.rows) {
         if (std::ranges::find(list, row.front()) == list.end()) {
             list.push_back(row.front());
         }
@@ -61,7 +61,7 @@ Row rowOf(std::span<const std::string> encoders, const Route& route) {
 std::string Routes_print(std::span<const std::string> encoders, std::span<const Route> routes) {
     std::vector<std::string> headings{"DECODER"};
     for (const std::string& encoder : encoders) {
-        headings.push_back(Table_printable(encoder));
+        headings.push_back(Printable_text(encoder));
     }
     headings.emplace_back("NOTE");
     std::vector<Row> rows;
@@ -89,13 +89,13 @@ Status Routes_run(Session& session, std::string_view kind) {
     std::vector<Route> routes;
     bool complete = true;
     for (const std::string& decoder : decoders) {
-        Reading reading;
-        const Status status = Run_read(session, get, {&decoder, 1}, reading);
+        Reply reply;
+        const Status status = Run_read(session, get, {&decoder, 1}, reply);
         if (status != kSuccess && status != kFailure) {
             return status;
         }
-        const bool answered = status == kSuccess && !reading.answer.rows.empty();
-        routes.push_back({decoder, answered ? reading.answer.rows.front().back() : "", answered});
+        const bool answered = status == kSuccess && !reply.answer.rows.empty();
+        routes.push_back({decoder, answered ? reply.answer.rows.front().back() : "", answered});
         complete = complete && answered;
     }
     if (session.options.json) {

@@ -2,131 +2,145 @@
 
 #include <ostream>
 
-#include "avoipctl/arguments.hpp"
 #include "avoipctl/edid.hpp"
 #include "avoipctl/render.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
+#include "lib/base/json.hpp"
+#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {
 
-constexpr int kUnknownTextMs = 15'000;
-constexpr std::string_view kDeviceList = "devicelist";
-
 /// What a user can do about a failure answer to this command.
 std::string_view advice(const Command& command) {
-    if (command.group == "update") {
-        return "The daemon's output says which step failed; 'avoipctl image FILE' looks at the "
-               "image, 'avoipctl devices' at the devices.";
-    }
-    if (command.shape.key.empty() || command.shape.key == kDeviceList) {
-        return "The daemon could not send to the devices, or refused a value: see its output, and "
-               "whether its eth0.2 has an address.";
+    switch (command.exchange.kind) {
+        case ExchangeKind::kUpdating:
+            return "The daemon's output says which step failed; 'avoipctl image FILE' looks at the "
+                   "image, 'avoipctl devices' at the devices.";
+        case ExchangeKind::kSending:
+        case ExchangeKind::kListing:
+            return "The daemon could not send to the devices, or refused a value: see its output, "
+                   "and whether its eth0.2 has an address.";
+        case ExchangeKind::kReading:
+            break;
     }
     return "The device did not answer in time, or not as it should: see whether 'avoipctl devices' "
            "lists it.";
 }
 
-Status reportFailure(Session& session, const std::string& text, std::string_view remark) {
-    std::string message = "The daemon answered failure to \"" + text + "\".";
-    if (!remark.empty()) {
-        message.append(" ").append(remark);
-    }
-    Session_error(session, message);
-    return kFailure;
-}
-
-Status reportUnreadable(Session& session, const std::string& text) {
-    Session_error(session, "The answer to \"" + text +
-                               "\" is not what the daemon answers. Is another program using the "
-                               "answer segment?");
-    return kFailure;
-}
-
 /// What to say about a failure answer to a text that need not be of the catalogue.
-std::string remarkOn(const std::string& text, const Answer& answer) {
+std::string remarkOn(const Reply& reply) {
     // The daemon answers a text that is no command with the text itself as the name.
-    if (answer.cmd == text) {
-        const std::string question = Suggest_forConsoleText(text);
+    if (reply.answer.cmd == reply.text) {
+        const std::string question = Suggest_forConsoleText(reply.text);
         return "It is no command of the console." + (question.empty() ? "" : " " + question);
     }
-    const Command* const command = Catalogue_findText(text);
+    const Command* const command = Catalogue_findText(reply.text);
     return command == nullptr ? std::string() : std::string(advice(*command));
 }
 
-/// Keeps the identities of a list of devices, which are its first column.
-void rememberDevices(const Command& command, const Answer& answer) {
-    if (command.shape.key != kDeviceList) {
-        return;
+/// Names the devices among the values that the last list of devices did not have.
+void warnOfUnlisted(Session& session, const Command& command, std::span<const std::string> values) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (State_isMissing(command.arguments[i], values[i])) {
+            Session_error(session, "\"" + values[i] +
+                                       "\" was not in the last list of devices. That it was sent "
+                                       "does not mean that anybody has heard it.");
+        }
     }
-    std::vector<std::string> identities;
-    for (const Row& row : answer.rows) {
-        identities.push_back(row.front());
+}
+
+std::string_view verdictText(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::kConfirmed:
+            return "confirmed";
+        case Verdict::kNotConfirmed:
+            return "not confirmed";
+        case Verdict::kCannotBeAsked:
+            break;
     }
-    State_remember(identities, command.group == "devices");
+    return "cannot be asked";
+}
+
+/// The answer with the verdict as a further member.
+std::string withVerdict(const std::string& json, std::string_view verdict) {
+    const Json tree = Json_parse(json);
+    Json_addText(tree.get(), "verified", verdict);
+    return Json_print(tree.get());
+}
+
+/// Asks back what has become of a change, and prints it all.
+Status verify(Session& session, const Request& change, const Reply& reply) {
+    const Confirmation confirmation = Client_confirm(Session_client(session), change);
+    const std::string verdict(verdictText(confirmation.verdict));
+    if (session.options.json) {
+        session.out << Printable_json(withVerdict(reply.json, verdict)) << '\n';
+    } else {
+        session.out << "Sent: " << verdict << ".\n";
+    }
+    if (!confirmation.problem.empty()) {
+        Session_error(session, Printable_text(confirmation.problem));
+    }
+    return confirmation.verdict == Verdict::kNotConfirmed ? kFailure : kSuccess;
+}
+
+void explainEdid(Session& session, const Answer& answer) {
+    session.out.flush();
+    const std::string trouble = Edid_explain(answer.rows.front().back());
+    if (!trouble.empty()) {
+        Session_error(session, trouble);
+    }
 }
 
 }  // namespace
 
+Status Run_report(Session& session, const Reply& reply) {
+    if (reply.end == End::kFailure) {
+        const std::string remark = remarkOn(reply);
+        Session_error(session, "The daemon answered failure to \"" + reply.text + "\"." +
+                                   (remark.empty() ? "" : " ") + remark);
+    } else {
+        Session_error(session, reply.reason);
+    }
+    return Session_status(reply.end);
+}
+
 Status Run_read(Session& session, const Command& command, std::span<const std::string> values,
-                Reading& reading) {
-    const std::string text = Arguments_consoleText(command, values);
-    const Status asked = Session_ask(session, text, command.timeout_ms, reading.json);
-    if (asked != kSuccess) {
-        return asked;
-    }
-    reading.answer = Answer_read(reading.json, command.shape);
-    if (!reading.answer.readable) {
-        return reportUnreadable(session, text);
-    }
-    if (!reading.answer.succeeded()) {
-        return reportFailure(session, text, advice(command));
-    }
-    rememberDevices(command, reading.answer);
-    return kSuccess;
+                Reply& reply) {
+    reply = Client_run(Session_client(session), {&command, {values.begin(), values.end()}});
+    return reply.succeeded() ? kSuccess : Run_report(session, reply);
 }
 
 Status Run_command(Session& session, const Command& command, std::span<const std::string> values) {
-    Reading reading;
-    const Status status = Run_read(session, command, values, reading);
-    if (session.options.json && !reading.json.empty()) {
-        session.out << reading.json << '\n';
+    Reply reply;
+    const Status status = Run_read(session, command, values, reply);
+    if (status == kSuccess && session.options.verify) {
+        return verify(session, {&command, {values.begin(), values.end()}}, reply);
+    }
+    if (session.options.json && !reply.json.empty()) {
+        session.out << Printable_json(reply.json) << '\n';
     } else if (status == kSuccess) {
-        session.out << Render_answer(command, reading.answer);
-        if (command.shape.key == kDeviceList && reading.answer.rows.empty()) {
+        session.out << Render_answer(command, reply.answer);
+        if (command.exchange.kind == ExchangeKind::kListing && reply.answer.rows.empty()) {
             Session_error(session, "No device answers.");
         }
     }
-    if (status == kSuccess && session.options.edid_decode && !reading.answer.rows.empty()) {
-        session.out.flush();
-        const std::string trouble = Edid_explain(reading.answer.rows.front().back());
-        if (!trouble.empty()) {
-            Session_error(session, trouble);
-        }
+    if (status == kSuccess && command.exchange.kind == ExchangeKind::kSending) {
+        warnOfUnlisted(session, command, values);
+    }
+    if (status == kSuccess && session.options.edid_decode && !reply.answer.rows.empty()) {
+        explainEdid(session, reply.answer);
     }
     return status;
 }
 
 Status Run_send(Session& session, const std::string& text) {
-    const Command* const command = Catalogue_findText(text);
-    const int timeout_ms = command == nullptr ? kUnknownTextMs : command->timeout_ms;
-    std::string json;
-    if (const Status asked = Session_ask(session, text, timeout_ms, json); asked != kSuccess) {
-        return asked;
+    const Reply reply = Client_send(Session_client(session), text);
+    if (!reply.json.empty()) {
+        session.out << Printable_json(reply.json) << '\n';
     }
-    session.out << json << '\n';
-    const Answer answer = Answer_read(json, command == nullptr ? Shape{} : command->shape);
-    if (!answer.readable) {
-        return reportUnreadable(session, text);
-    }
-    if (!answer.succeeded()) {
-        return reportFailure(session, text, remarkOn(text, answer));
-    }
-    if (command != nullptr) {
-        rememberDevices(*command, answer);
-    }
-    return kSuccess;
+    return reply.succeeded() ? kSuccess : Run_report(session, reply);
 }
 
 }  // namespace avoip::ctl

@@ -4,28 +4,25 @@
 #include <span>
 #include <string>
 
-#include "avoipctl/answer.hpp"
 #include "avoipctl/session.hpp"
 
 namespace avoip::ctl {
 
-/// An answer in both its forms.
-struct Reading {
-    std::string json;
-    Answer answer;
-};
-
 /// Asks a command of the catalogue with checked values, one for each argument, prints nothing on
-/// the output, and reports everything but success on the error stream. A list of devices is
-/// remembered for completion.
+/// the output, and reports everything but success on the error stream.
 Status Run_read(Session& session, const Command& command, std::span<const std::string> values,
-                Reading& reading);
+                Reply& reply);
 
-/// The same, and prints the answer: as people read it, or as it is with --json.
+/// The same, and prints the answer: as people read it, or as it is with --json. With --verify what
+/// has become of a change is asked back and told too; without it, a device that was not in the last
+/// list of devices is named on the error stream.
 Status Run_command(Session& session, const Command& command, std::span<const std::string> values);
 
 /// Sends any console text and prints the answer as it is. A failure answer to a text that is no
 /// command is followed by a "did you mean" on the error stream.
 Status Run_send(Session& session, const std::string& text);
+
+/// Reports how a request ended that was no success, and gives the exit status for it.
+Status Run_report(Session& session, const Reply& reply);
 
 }  // namespace avoip::ctl

@@ -9,18 +9,18 @@
 #include <string_view>
 #include <vector>
 
-#include "avoipctl/catalogue.hpp"
-#include "lib/frontend/avoip_frontend.h"
+#include "lib/client/client.hpp"
 
 namespace avoip::ctl {
 
 /// The exit statuses of avoipctl.
 enum Status : int {
     kSuccess = 0,
-    kFailure = 1,     ///< the daemon answered failure
+    kFailure = 1,     ///< the daemon answered failure, or what came cannot be believed
     kWrongUsage = 2,  ///< the words make no command, or the console could not carry it
     kNoDaemon = 3,    ///< no daemon, no answer segment, or no lock file
-    kNoAnswer = 4     ///< no answer in time
+    kNoAnswer = 4,    ///< no answer in time, or it was overwritten
+    kNoTurn = 5       ///< other front ends had their turn all the time; nothing was sent
 };
 
 struct Options {
@@ -29,24 +29,22 @@ struct Options {
     double timeout_s = 0;  ///< 0: each command's own
     bool json = false;
     bool edid_decode = false;  ///< let edid-decode explain an EDID too
-};
-
-struct FrontendClose {
-    void operator()(avoip_frontend* frontend) const { avoip_frontend_close(frontend); }
+    bool verify = false;       ///< ask back what has become of a change
 };
 
 struct Session {
     std::ostream& out;
     std::ostream& err;
     Options options = {};
-    std::unique_ptr<avoip_frontend, FrontendClose> frontend = {};
+    std::unique_ptr<Client> client = {};
     bool at_prompt = false;
 };
 
-/// Asks the daemon with `text`, which ends in "!", and puts the answer into `answer`. Waits
-/// `timeout_ms`, or what --timeout says instead. Gives kSuccess when there is an answer, whatever
-/// it says, else the status of what went wrong, which it has reported.
-Status Session_ask(Session& session, const std::string& text, int timeout_ms, std::string& answer);
+/// The client, with the options as they are now; made when it is needed first.
+Client& Session_client(Session& session);
+
+/// The exit status for a request that ended so.
+Status Session_status(End end);
 
 /// Reports an error: "avoipctl: ", the text and a line end on the error stream.
 void Session_error(Session& session, std::string_view text);

@@ -3,17 +3,19 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <system_error>
+#include <utility>
 
-#include "avoipctl/arguments.hpp"
+#include "lib/catalogue/arguments.hpp"
 
 namespace avoip::ctl {
 namespace {
 
-constexpr std::string_view kIdentitiesFile = "devices";
+constexpr std::string_view kDevicesFile = "devices";
 
 // More than a network holds; a bound, so that the file cannot grow for ever.
-constexpr std::size_t kIdentitiesMax = 4096;
+constexpr std::size_t kDevicesMax = 4096;
 
 std::filesystem::path stateFolder() {
     const char* const state = std::getenv("XDG_STATE_HOME");
@@ -33,10 +35,46 @@ bool isIdentity(const std::string& text) {
         .empty();
 }
 
-/// Sorted, each once.
-void tidy(std::vector<std::string>& identities) {
-    std::ranges::sort(identities);
-    identities.erase(std::unique(identities.begin(), identities.end()), identities.end());
+/// What is kept of lists of devices. In the file, a line for each: what was listed, as
+/// "listed KIND", and the devices, as "KIND IDENTITY".
+struct Memory {
+    std::set<DeviceKind> listed;
+    Fleet fleet;
+};
+
+constexpr std::pair<DeviceKind, std::string_view> kKinds[] = {
+    {DeviceKind::kAny, "device"},
+    {DeviceKind::kEncoder, "encoder"},
+    {DeviceKind::kDecoder, "decoder"},
+};
+
+std::string_view nameOf(DeviceKind kind) {
+    return std::ranges::find(kKinds, kind, &std::pair<DeviceKind, std::string_view>::first)->second;
+}
+
+void readLine(Memory& memory, std::string_view line) {
+    const std::string_view word = line.substr(0, line.find(' '));
+    const std::string rest(line.substr(std::min(word.size() + 1, line.size())));
+    for (const auto& [kind, name] : kKinds) {
+        if (word == name && isIdentity(rest)) {
+            memory.fleet[rest] = {kind};
+        } else if (word == "listed" && rest == name) {
+            memory.listed.insert(kind);
+        }
+    }
+}
+
+Memory recall() {
+    Memory memory;
+    const std::filesystem::path path = State_file(kDevicesFile);
+    if (path.empty()) {
+        return memory;
+    }
+    std::ifstream file(path);
+    for (std::string line; memory.fleet.size() < kDevicesMax && std::getline(file, line);) {
+        readLine(memory, line);
+    }
+    return memory;
 }
 
 }  // namespace
@@ -53,35 +91,42 @@ std::filesystem::path State_file(std::string_view name) {
 
 std::vector<std::string> State_identities() {
     std::vector<std::string> identities;
-    const std::filesystem::path path = State_file(kIdentitiesFile);
-    if (path.empty()) {
-        return identities;
+    for (const auto& [identity, facts] : recall().fleet) {
+        identities.push_back(identity);
     }
-    std::ifstream file(path);
-    for (std::string line; identities.size() < kIdentitiesMax && std::getline(file, line);) {
-        if (isIdentity(line)) {
-            identities.push_back(line);
-        }
-    }
-    tidy(identities);
     return identities;
 }
 
-void State_remember(std::span<const std::string> identities, bool replace) {
-    std::vector<std::string> all;
-    if (!replace) {
-        all = State_identities();
-    }
-    std::ranges::copy_if(identities, std::back_inserter(all), isIdentity);
-    tidy(all);
-    const std::filesystem::path path = State_file(kIdentitiesFile);
+void State_remember(const Command& listing, const Answer& answer) {
+    Memory memory = recall();
+    Fleet_learn(memory.fleet, listing, answer);
+    memory.listed.insert(listing.lists);
+    const std::filesystem::path path = State_file(kDevicesFile);
     if (path.empty()) {
         return;
     }
     std::ofstream file(path);
-    for (const std::string& identity : all) {
-        file << identity << '\n';
+    for (const DeviceKind kind : memory.listed) {
+        file << "listed " << nameOf(kind) << '\n';
     }
+    for (const auto& [identity, facts] : memory.fleet) {
+        if (isIdentity(identity)) {
+            file << nameOf(facts.kind) << ' ' << identity << '\n';
+        }
+    }
+}
+
+bool State_isMissing(const Argument& argument, std::string_view value) {
+    if (argument.kind != ArgumentKind::kIdentity && argument.kind != ArgumentKind::kLastIdentity) {
+        return false;
+    }
+    const Memory memory = recall();
+    const bool listed =
+        memory.listed.contains(DeviceKind::kAny) ||
+        (argument.device != DeviceKind::kAny && memory.listed.contains(argument.device)) ||
+        (memory.listed.contains(DeviceKind::kEncoder) &&
+         memory.listed.contains(DeviceKind::kDecoder));
+    return listed && Fleet_find(memory.fleet, value) == nullptr;
 }
 
 }  // namespace avoip::ctl

@@ -4,10 +4,11 @@
 #pragma once
 
 #include <filesystem>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "lib/client/fleet.hpp"
 
 namespace avoip::ctl {
 
@@ -15,11 +16,14 @@ namespace avoip::ctl {
 /// no such folder.
 std::filesystem::path State_file(std::string_view name);
 
-/// The identities last seen, sorted, each once.
+/// The identities of the devices that were last listed, sorted.
 std::vector<std::string> State_identities();
 
-/// Adds identities to those last seen, or replaces them. Texts that could be no identity on a
-/// command line are left out.
-void State_remember(std::span<const std::string> identities, bool replace);
+/// Keeps what a list of devices says. Texts that could be no identity on a command line are left out.
+void State_remember(const Command& listing, const Answer& answer);
+
+/// Whether `value` is an identity, devices that this argument can mean have been listed, and it was
+/// not among them.
+bool State_isMissing(const Argument& argument, std::string_view value);
 
 }  // namespace avoip::ctl

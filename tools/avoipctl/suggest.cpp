@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "avoipctl/catalogue.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
 namespace avoip::ctl {
 namespace {

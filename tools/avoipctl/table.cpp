@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "lib/client/printable.hpp"
+
 namespace avoip::ctl {
 namespace {
 
@@ -32,23 +34,6 @@ void append(std::string& out, std::span<const std::string> cells,
 
 }  // namespace
 
-std::string Table_printable(std::string_view text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        // U+0080 to U+009F are control characters too: C2 80 to C2 9F.
-        const bool longControl =
-            byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
-        if (byte < 0x20 || byte == 0x7F || longControl) {
-            out += '?';
-            i += longControl ? 1 : 0;
-        } else {
-            out += text[i];
-        }
-    }
-    return out;
-}
-
 std::string Table_print(std::span<const std::string> headings,
                         std::span<const std::vector<std::string>> rows) {
     std::vector<std::vector<std::string>> lines;
@@ -57,7 +42,7 @@ std::string Table_print(std::span<const std::string> headings,
     }
     for (const auto& row : rows) {
         auto& line = lines.emplace_back();
-        std::ranges::transform(row, std::back_inserter(line), Table_printable);
+        std::ranges::transform(row, std::back_inserter(line), Printable_text);
     }
     std::vector<std::size_t> widths;
     for (const auto& line : lines) {

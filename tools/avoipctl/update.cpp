@@ -7,11 +7,12 @@
 #include <thread>
 #include <vector>
 
-#include "avoipctl/arguments.hpp"
 #include "avoipctl/image_file.hpp"
 #include "avoipctl/progress.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/table.hpp"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -60,23 +61,18 @@ std::string refusalOf(const ImageFile& image, const Command& command) {
         isForEncoders(command) ? ImageFile_isForEncoders(image) : ImageFile_isForDecoders(image);
     return fits ? std::string()
                 : "it is not for " + std::string(kindName(command)) + ": its name, \"" +
-                      Table_printable(image.block.name.data()) + "\", has no \"" +
+                      Printable_text(image.block.name.data()) + "\", has no \"" +
                       (isForEncoders(command) ? "TX" : "RX") + "\"";
-}
-
-std::size_t column(const Command& list, std::string_view key) {
-    const auto members = list.shape.members;
-    return static_cast<std::size_t>(std::ranges::find(members, key, &Member::key) -
-                                    members.begin());
 }
 
 /// Asks for the devices of the command's kind.
 Status listDevices(Session& session, const Command& command, std::vector<Target>& devices) {
     const Command& list = *Catalogue_find(kindName(command), "");
-    Reading reading;
-    const Status status = Run_read(session, list, {}, reading);
-    for (const Row& row : reading.answer.rows) {
-        devices.push_back({row[column(list, "hostid")], row[column(list, "version")], ""});
+    Reply reply;
+    const Status status = Run_read(session, list, {}, reply);
+    for (const Row& row : reply.answer.rows) {
+        const auto said = [&](std::string_view key) { return Answer_member(list.shape, row, key); };
+        devices.push_back({said("hostid"), said("version"), "", said("devaddr")});
     }
     return status;
 }
@@ -147,11 +143,22 @@ std::string countText(std::size_t count) {
     return std::to_string(count) + (count == 1 ? " device" : " devices");
 }
 
-/// Has the daemon do it, with a sign of life.
-Status push(Session& session, const Command& command, std::span<const std::string> values,
-            std::size_t count, Reading& reading) {
-    const Progress progress("Updating " + countText(count));
-    return Run_read(session, command, values, reading);
+/// Has the daemon do it, with a sign of life. Gives kSuccess when there is an answer, or when the
+/// daemon is done without one.
+Status push(Session& session, const Request& update, std::span<const Target> targets,
+            Reply& reply) {
+    const Progress progress("Updating " + countText(targets.size()));
+    std::vector<std::string> addresses;
+    for (const Target& target : targets) {
+        addresses.push_back(target.address);
+    }
+    reply = Client_update(Session_client(session), update, addresses);
+    return reply.succeeded() ? kSuccess : Run_report(session, reply);
+}
+
+bool allHave(std::span<const Target> targets, const std::string& wanted) {
+    return std::ranges::all_of(targets,
+                               [&](const Target& target) { return hasVersion(target, wanted); });
 }
 
 }  // namespace
@@ -196,18 +203,24 @@ Status Update_run(Session& session, const Command& command, std::span<const std:
     if (!quiet) {
         printPlan(session, image, targets);
     }
-    Reading reading;
-    const Status pushed = push(session, command, absolute, targets.size(), reading);
-    if (quiet && !reading.json.empty()) {
-        session.out << reading.json << '\n';
+    Reply reply;
+    const Status pushed = push(session, {&command, absolute}, targets, reply);
+    if (quiet && !reply.json.empty()) {
+        session.out << Printable_json(reply.json) << '\n';
     }
-    if (quiet || (pushed != kSuccess && pushed != kFailure)) {
+    // Where the answer was overwritten, the versions alone tell what came of it.
+    const bool unknown = reply.end == End::kOverwritten;
+    if (quiet || (pushed != kSuccess && pushed != kFailure && !unknown)) {
         return pushed;
     }
     const std::string wanted = ImageFile_version(image);
-    const Status looked = awaitVersions(session, command, targets, wanted, pushed == kSuccess);
+    const Status looked =
+        awaitVersions(session, command, targets, wanted, pushed == kSuccess || unknown);
     if (looked == kSuccess) {
         session.out << Update_print(targets, wanted);
+    }
+    if (unknown && looked == kSuccess) {
+        return allHave(targets, wanted) ? kSuccess : kFailure;
     }
     return pushed == kSuccess ? looked : pushed;
 }

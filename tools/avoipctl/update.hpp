@@ -4,16 +4,17 @@
 #include <span>
 #include <string>
 
-#include "avoipctl/answer.hpp"
 #include "avoipctl/session.hpp"
+#include "lib/client/answer.hpp"
 
 namespace avoip::ctl {
 
 /// A device that an update is for.
 struct Target {
     std::string identity;
-    std::string before;  ///< its version before the update
-    std::string after;   ///< and after it, empty while it is not listed
+    std::string before;        ///< its version before the update
+    std::string after;         ///< and after it, empty while it is not listed
+    std::string address = {};  ///< where the image is uploaded to
 };
 
 /// The targets as a table, with what became of each: "updated" when it now has the version

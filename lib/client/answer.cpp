@@ -1,8 +1,10 @@
-#include "avoipctl/answer.hpp"
+#include "lib/client/answer.hpp"
+
+#include <algorithm>
 
 #include "lib/base/json.hpp"
 
-namespace avoip::ctl {
+namespace avoip {
 namespace {
 
 /// The text of a member, empty when it is missing or no text.
@@ -61,6 +63,11 @@ Answer Answer_read(std::string_view text, const Shape& shape) {
     return answer;
 }
 
+std::string Answer_member(const Shape& shape, const Row& row, std::string_view key) {
+    const auto place = std::ranges::find(shape.members, key, &Member::key) - shape.members.begin();
+    return static_cast<std::size_t>(place) < row.size() ? row[static_cast<std::size_t>(place)] : "";
+}
+
 std::string Answer_problem(std::string_view text, const Command& command) {
     const Json tree = Json_parse(text);
     if (!Json_isObject(tree.get())) {
@@ -100,4 +107,4 @@ std::string Answer_writeRows(std::string_view key, std::span<const Member> membe
     return Json_print(root.get());
 }
 
-}  // namespace avoip::ctl
+}  // namespace avoip

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "avoipctl/catalogue.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
-namespace avoip::ctl {
+namespace avoip {
 
 /// Says what is wrong with `value` as this argument, or nothing when it is fine. The text is a
 /// sentence without its subject, as in "must be a number from 1 to 30".
@@ -22,10 +22,4 @@ std::string Arguments_consoleText(const Command& command, std::span<const std::s
 /// The example values of the command's arguments.
 std::vector<std::string> Arguments_examples(const Command& command);
 
-/// The command's subcommand words: "alias set".
-std::string Arguments_subcommand(const Command& command);
-
-/// The command's example as typed in a shell: "avoipctl alias set tx01 'Meeting room 2'".
-std::string Arguments_shellExample(const Command& command);
-
-}  // namespace avoip::ctl
+}  // namespace avoip

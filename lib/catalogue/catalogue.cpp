@@ -1,21 +1,23 @@
-#include "avoipctl/catalogue.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
 #include <algorithm>
 #include <limits>
 
-namespace avoip::ctl {
+#include "lib/catalogue/shapes.hpp"
+
+namespace avoip {
 namespace {
 
 // How long to wait. The daemon sends at once where nothing is read back, collects until 500 ms
 // pass without a reply, and waits 3 s (5 s for an EDID) for a single reply, anew for each datagram
 // that it has to pass over. An upload waits up to 300 s for the last device, after the others have
 // had their turn. All of it may have to wait for another front end's turn first.
-constexpr int kSendMs = 5'000;
-constexpr int kDiscoveryMs = 10'000;
-constexpr int kReplyMs = 15'000;
-constexpr int kEdidMs = 20'000;
-constexpr int kUploadMs = 600'000;
-constexpr int kUploadAllMs = 3'600'000;
+constexpr Exchange kSending{ExchangeKind::kSending, 5'000};
+constexpr Exchange kListing{ExchangeKind::kListing, 10'000};
+constexpr Exchange kReading{ExchangeKind::kReading, 15'000};
+constexpr Exchange kReadingEdid{ExchangeKind::kReading, 20'000};
+constexpr Exchange kUpdating{ExchangeKind::kUpdating, 600'000};
+constexpr Exchange kUpdatingAll{ExchangeKind::kUpdating, 3'600'000};
 
 constexpr int kIntMin = std::numeric_limits<int>::min();
 constexpr int kIntMax = std::numeric_limits<int>::max();
@@ -26,12 +28,21 @@ constexpr int kDataDigits = 1022;
 
 using enum ArgumentKind;
 
+constexpr Argument of(DeviceKind device, Argument argument) {
+    argument.device = device;
+    return argument;
+}
+
 constexpr Argument kDevice{"device", kLastIdentity, "identity of the device", "TX-0001"};
 constexpr Argument kFirstDevice{"device", kIdentity, "identity of the device", "TX-0001"};
-constexpr Argument kEncoder{"encoder", kLastIdentity, "identity of the encoder", "TX-0001"};
-constexpr Argument kFirstEncoder{"encoder", kIdentity, "identity of the encoder", "TX-0001"};
-constexpr Argument kDecoder{"decoder", kLastIdentity, "identity of the decoder", "RX-0001"};
-constexpr Argument kFirstDecoder{"decoder", kIdentity, "identity of the decoder", "RX-0001"};
+constexpr Argument kEncoder =
+    of(DeviceKind::kEncoder, {"encoder", kLastIdentity, "identity of the encoder", "TX-0001"});
+constexpr Argument kFirstEncoder =
+    of(DeviceKind::kEncoder, {"encoder", kIdentity, "identity of the encoder", "TX-0001"});
+constexpr Argument kDecoder =
+    of(DeviceKind::kDecoder, {"decoder", kLastIdentity, "identity of the decoder", "RX-0001"});
+constexpr Argument kFirstDecoder =
+    of(DeviceKind::kDecoder, {"decoder", kIdentity, "identity of the decoder", "RX-0001"});
 constexpr Argument kEdid{"edid", kHex, "the EDID", "00FFFFFFFFFFFF00", 0, kEdidDigits};
 constexpr Argument kImage{"image", kPath, "firmware image on the daemon's machine",
                           "/srv/firmware/image.bin"};
@@ -109,48 +120,28 @@ constexpr Argument kWallSet[] = {
     kDecoder,
 };
 
-constexpr Member kDeviceMembers[] = {
-    {"hostid", "identity"},    {"devtype", "type"},       {"alias", "alias"},
-    {"devaddr", "address"},    {"devnetmask", "netmask"}, {"devgateway", "gateway"},
-    {"devmac", "MAC address"}, {"status", "status"},      {"version", "version"},
+// What is asked back after a change, and what it must then say: a member of what the other command
+// reads, and the argument whose value it must have.
+constexpr Expectation kAliasIs[] = {{"alias", 1}};
+constexpr Expectation kAliasIsGone[] = {{"alias", kNothing}};
+constexpr Expectation kEncoderIs[] = {
+    {"enctype", 1},    {"encres", 2},     {"fps", 3},       {"ratecontrol", 4},  {"bitrate", 5},
+    {"audioinput", 6}, {"audiocodec", 7}, {"audiofreq", 8}, {"audiobitrate", 9},
 };
-constexpr Member kEncoderMembers[] = {
-    {"alias", "alias"},
-    {"deviceid", "identity"},
-    {"enctype", "video codec"},
-    {"encres", "video resolution"},
-    {"fps", "frames a second"},
-    {"ratecontrol", "rate control"},
-    {"bitrate", "video bit rate"},
-    {"audioinput", "audio input"},
-    {"audiocodec", "audio codec"},
-    {"audiofreq", "audio sample rate"},
-    {"audiobitrate", "audio bit rate"},
-    {"videoresstatus", "video status"},
-    {"hdcpstatus", "HDCP status"},
+constexpr Expectation kDecoderIs[] = {
+    {"luma", 1}, {"contrast", 2}, {"hue", 3}, {"saturation", 4}, {"videoformat", 5},
 };
-constexpr Member kDecoderMembers[] = {
-    {"alias", "alias"},
-    {"deviceid", "identity"},
-    {"luma", "brightness"},
-    {"contrast", "contrast"},
-    {"hue", "hue"},
-    {"saturation", "saturation"},
-    {"videoformat", "video format"},
-    {"videoresstatus", "video status"},
-    {"hdcpstatus", "HDCP status"},
+constexpr Expectation kNetIs[] = {
+    {"hdcpserver", 1}, {"static", 2}, {"devaddr", 3}, {"devnetmask", 4}, {"devgateway", 5},
 };
-constexpr Member kNetMembers[] = {
-    {"deviceid", "identity"},  {"hdcpserver", "HDCP server"}, {"static", "static address"},
-    {"devaddr", "address"},    {"devnetmask", "netmask"},     {"devgateway", "gateway"},
-    {"devmac", "MAC address"},
+constexpr Expectation kSerialIs[] = {
+    {"baudrate", 1},
+    {"databits", 2},
+    {"parity", 3},
+    {"stopbits", 4},
 };
-constexpr Member kEdidMembers[] = {{"deviceid", "identity"}, {"edid", "EDID"}};
-constexpr Member kRouteMembers[] = {{"rxid", "decoder"}, {"txid", "encoder"}};
-constexpr Member kSerialMembers[] = {
-    {"deviceid", "identity"}, {"baudrate", "baud rate"}, {"databits", "data bits"},
-    {"parity", "parity"},     {"stopbits", "stop bits"},
-};
+constexpr Expectation kRouteIs[] = {{"txid", 0}};
+constexpr Expectation kRouteIsGone[] = {{"txid", kNothing}};
 
 constexpr Group kGroups[] = {
     {"alias", "Name devices"},
@@ -172,246 +163,277 @@ constexpr Command kCommands[] = {
      .action = "",
      .text = "config get devices",
      .summary = "List all devices",
-     .shape = {"devicelist", kDeviceMembers},
-     .timeout_ms = kDiscoveryMs},
+     .shape = shapes::kDeviceList,
+     .exchange = kListing},
     {.group = "encoders",
      .action = "",
      .text = "config get encoders",
      .summary = "List the encoders",
-     .shape = {"devicelist", kDeviceMembers},
-     .timeout_ms = kDiscoveryMs},
+     .shape = shapes::kDeviceList,
+     .exchange = kListing,
+     .lists = DeviceKind::kEncoder},
     {.group = "decoders",
      .action = "",
      .text = "config get decoders",
      .summary = "List the decoders",
-     .shape = {"devicelist", kDeviceMembers},
-     .timeout_ms = kDiscoveryMs},
+     .shape = shapes::kDeviceList,
+     .exchange = kListing,
+     .lists = DeviceKind::kDecoder},
     {.group = "alias",
      .action = "set",
      .text = "config set device alias",
      .arguments = kAliasSet,
      .summary = "Name a device",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"config get devices", 0, kAliasIs}},
     {.group = "alias",
      .action = "remove",
      .text = "config remove device alias",
      .arguments = kDeviceOnly,
      .summary = "Take a device's name away",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"config get devices", 0, kAliasIsGone}},
     {.group = "encoder",
      .action = "get",
      .text = "config get tx params",
      .arguments = kEncoderOnly,
      .summary = "Show an encoder's parameters",
-     .shape = {"txparamsinfo", kEncoderMembers},
-     .timeout_ms = kReplyMs},
+     .shape = shapes::kEncoderParams,
+     .exchange = kReading,
+     .witness = Witness::kIdentity},
     {.group = "encoder",
      .action = "set",
      .text = "config set tx params",
      .arguments = kEncoderSet,
      .summary = "Change an encoder's parameters",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"config get tx params", 0, kEncoderIs}},
     {.group = "decoder",
      .action = "get",
      .text = "config get rx params",
      .arguments = kDecoderOnly,
      .summary = "Show a decoder's parameters",
-     .shape = {"rxparamsinfo", kDecoderMembers},
-     .timeout_ms = kReplyMs},
+     .shape = shapes::kDecoderParams,
+     .exchange = kReading,
+     .witness = Witness::kIdentity},
     {.group = "decoder",
      .action = "set",
      .text = "config set rx params",
      .arguments = kDecoderSet,
      .summary = "Change a decoder's parameters",
-     .timeout_ms = kSendMs,
-     .success_name = "config set tx params"},
+     .exchange = kSending,
+     .success_name = "config set tx params",
+     .asked_back = {"config get rx params", 0, kDecoderIs}},
     {.group = "net",
      .action = "get",
      .text = "config get net params",
      .arguments = kDeviceOnly,
      .summary = "Show a device's network parameters",
-     .shape = {"netparamsinfo", kNetMembers},
-     .timeout_ms = kReplyMs,
-     .failure_name = "config set net params"},
+     .shape = shapes::kNetParams,
+     .exchange = kReading,
+     .failure_name = "config set net params",
+     .witness = Witness::kMac},
     {.group = "net",
      .action = "set",
      .text = "config set net params",
      .arguments = kNetSet,
      .summary = "Change a device's network parameters",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"config get net params", 0, kNetIs}},
     {.group = "edid",
      .action = "get",
      .text = "config get rx edid",
      .arguments = kDecoderOnly,
      .summary = "Show the EDID of a decoder's screen",
-     .shape = {"rxedid", kEdidMembers},
-     .timeout_ms = kEdidMs},
+     .shape = shapes::kEdid,
+     .exchange = kReadingEdid},
     {.group = "edid",
      .action = "set",
      .text = "config set tx edid",
      .arguments = kEncoderEdid,
      .summary = "Give an encoder an EDID",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "edid",
      .action = "set-all",
      .text = "config set all edid",
      .arguments = kEdidOnly,
      .summary = "Give all encoders one EDID",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "matrix",
      .action = "get",
      .text = "matrix get",
      .arguments = kDecoderOnly,
      .summary = "Show which encoder a decoder shows",
-     .shape = {"rxsource", kRouteMembers},
-     .timeout_ms = kReplyMs},
+     .shape = shapes::kVideoRoute,
+     .exchange = kReading},
     {.group = "matrix",
      .action = "set-all",
      .text = "matrix all set",
      .arguments = kEncoderOnly,
      .summary = "Route an encoder's video to all decoders",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"matrix get", kEveryDecoder, kRouteIs}},
     {.group = "matrix",
      .action = "set",
      .text = "matrix set",
      .arguments = kRoute,
      .summary = "Route an encoder's video to a decoder",
-     .timeout_ms = kSendMs,
-     .success_name = "matrix sets"},
+     .exchange = kSending,
+     .success_name = "matrix sets",
+     .asked_back = {"matrix get", 1, kRouteIs}},
     {.group = "matrix",
      .action = "clear",
      .text = "matrix clear",
      .arguments = kDecoderOnly,
      .summary = "Remove a decoder's video route",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"matrix get", 0, kRouteIsGone}},
     {.group = "serial",
      .action = "get",
      .text = "serial get params",
      .arguments = kDeviceOnly,
      .summary = "Show a serial port's parameters",
-     .shape = {"serialparams", kSerialMembers},
-     .timeout_ms = kReplyMs},
+     .shape = shapes::kSerialParams,
+     .exchange = kReading},
     {.group = "serial",
      .action = "set",
      .text = "serial set params",
      .arguments = kSerialSet,
      .summary = "Change a serial port's parameters",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"serial get params", 0, kSerialIs}},
     {.group = "serial-matrix",
      .action = "get",
      .text = "serial matrix get",
      .arguments = kDecoderOnly,
      .summary = "Show a decoder's serial route",
-     .shape = {"serialsource", kRouteMembers},
-     .timeout_ms = kReplyMs},
+     .shape = shapes::kSerialRoute,
+     .exchange = kReading},
     {.group = "serial-matrix",
      .action = "set-all",
      .text = "serial matrix all set",
      .arguments = kEncoderOnly,
      .summary = "Route an encoder's serial port to all devices",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"serial matrix get", kEveryDecoder, kRouteIs}},
     {.group = "serial-matrix",
      .action = "set",
      .text = "serial matrix set",
      .arguments = kRoute,
      .summary = "Route an encoder's serial port to a decoder",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"serial matrix get", 1, kRouteIs}},
     {.group = "serial-matrix",
      .action = "clear-all",
      .text = "serial matrix all clear",
      .summary = "Remove all serial routes",
-     .timeout_ms = kSendMs,
-     .failure_name = "serial matrix clear"},
+     .exchange = kSending,
+     .failure_name = "serial matrix clear",
+     .asked_back = {"serial matrix get", kEveryDecoder, kRouteIsGone}},
     {.group = "serial-matrix",
      .action = "clear",
      .text = "serial matrix clear",
      .arguments = kDeviceOnly,
      .summary = "Remove a device's serial route",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"serial matrix get", 0, kRouteIsGone}},
     {.group = "serial",
      .action = "send",
      .text = "serial data",
      .arguments = kSerialData,
      .summary = "Send bytes out of a device's serial port",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "ir-matrix",
      .action = "get",
      .text = "ir matrix get",
      .arguments = kDecoderOnly,
      .summary = "Show a decoder's IR route",
-     .shape = {"irsource", kRouteMembers},
-     .timeout_ms = kReplyMs},
+     .shape = shapes::kIrRoute,
+     .exchange = kReading},
     {.group = "ir-matrix",
      .action = "set",
      .text = "ir matrix set",
      .arguments = kRoute,
      .summary = "Route an encoder's IR signals to a decoder",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"ir matrix get", 1, kRouteIs}},
     {.group = "ir-matrix",
      .action = "clear",
      .text = "ir matrix clear",
      .arguments = kDecoderOnly,
      .summary = "Remove a decoder's IR route",
-     .timeout_ms = kSendMs},
+     .exchange = kSending,
+     .asked_back = {"ir matrix get", 0, kRouteIsGone}},
     {.group = "wall",
      .action = "set",
      .text = "vw set",
      .arguments = kWallSet,
      .summary = "Make a decoder show one tile of a video wall",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "wall",
      .action = "remove",
      .text = "vw remove",
      .arguments = kDecoderOnly,
      .summary = "Take a decoder out of its video wall",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "update",
      .action = "all-encoders",
      .text = "update all encoders",
      .arguments = kImageOnly,
      .summary = "Push a firmware image to all encoders",
-     .timeout_ms = kUploadAllMs},
+     .exchange = kUpdatingAll},
     {.group = "update",
      .action = "encoder",
      .text = "update device encoder",
      .arguments = kEncoderImage,
      .summary = "Push a firmware image to an encoder",
-     .timeout_ms = kUploadMs},
+     .exchange = kUpdating},
     {.group = "update",
      .action = "all-decoders",
      .text = "update all decoders",
      .arguments = kImageOnly,
      .summary = "Push a firmware image to all decoders",
-     .timeout_ms = kUploadAllMs},
+     .exchange = kUpdatingAll},
     {.group = "update",
      .action = "decoder",
      .text = "update device decoder",
      .arguments = kDecoderImage,
      .summary = "Push a firmware image to a decoder",
-     .timeout_ms = kUploadMs},
+     .exchange = kUpdating},
     {.group = "device",
      .action = "showme",
      .text = "device showme",
      .arguments = kDeviceOnly,
      .summary = "Make a device show where it is",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "device",
      .action = "reboot-all",
      .text = "device all reboot",
      .summary = "Reboot all devices",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "device",
      .action = "reboot",
      .text = "device reboot",
      .arguments = kDeviceOnly,
      .summary = "Reboot a device",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
     {.group = "device",
      .action = "factory",
      .text = "device factory",
      .arguments = kDeviceOnly,
      .summary = "Return a device to its factory settings",
-     .timeout_ms = kSendMs},
+     .exchange = kSending},
+};
+
+// Texts of no command that the daemon takes for one all the same: the name of their answer is not
+// the text.
+struct OddText {
+    std::string_view text;
+    std::string_view name;
+};
+constexpr OddText kOddTexts[] = {
+    {"vw add get", "vw add "},
+    {"config set net param", "config set net params"},
 };
 
 }  // namespace
@@ -442,6 +464,17 @@ const Command* Catalogue_findText(std::string_view line) {
     return longest;
 }
 
+const Command* Catalogue_commandOf(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+    const Command* const command = Catalogue_findText(line);
+    const bool whole = command != nullptr && command->exchange.kind == ExchangeKind::kListing;
+    return whole && line.substr(command->text.size()) != "!" ? nullptr : command;
+}
+
+const Command& Catalogue_listing() {
+    return *Catalogue_findText("config get devices");
+}
+
 std::string_view Catalogue_successName(const Command& command) {
     return command.success_name.empty() ? command.text : command.success_name;
 }
@@ -450,4 +483,17 @@ std::string_view Catalogue_failureName(const Command& command) {
     return command.failure_name.empty() ? command.text : command.failure_name;
 }
 
-}  // namespace avoip::ctl
+AnswerNames Catalogue_answerNames(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+    if (const Command* const command = Catalogue_commandOf(line)) {
+        return {Catalogue_successName(*command), Catalogue_failureName(*command)};
+    }
+    for (const OddText& odd : kOddTexts) {
+        if (line.starts_with(odd.text)) {
+            return {odd.name, odd.name};
+        }
+    }
+    return {line, line};
+}
+
+}  // namespace avoip

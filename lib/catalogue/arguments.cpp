@@ -1,11 +1,11 @@
-#include "avoipctl/arguments.hpp"
+#include "lib/catalogue/arguments.hpp"
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <charconv>
 
-namespace avoip::ctl {
+namespace avoip {
 namespace {
 
 // What the console's fields hold.
@@ -128,11 +128,6 @@ std::string kindProblem(const Argument& argument, std::string_view value) {
     return {};
 }
 
-/// The value as a shell takes it: quoted where it holds a blank.
-std::string shellWord(const std::string& value) {
-    return value.find(' ') == std::string::npos ? value : "'" + value + "'";
-}
-
 }  // namespace
 
 std::string Arguments_problem(const Argument& argument, std::string_view value) {
@@ -156,20 +151,4 @@ std::vector<std::string> Arguments_examples(const Command& command) {
     return values;
 }
 
-std::string Arguments_subcommand(const Command& command) {
-    std::string words(command.group);
-    if (!command.action.empty()) {
-        words.append(" ").append(command.action);
-    }
-    return words;
-}
-
-std::string Arguments_shellExample(const Command& command) {
-    std::string text = "avoipctl " + Arguments_subcommand(command);
-    for (const std::string& value : Arguments_examples(command)) {
-        text.append(" ").append(shellWord(value));
-    }
-    return text;
-}
-
-}  // namespace avoip::ctl
+}  // namespace avoip

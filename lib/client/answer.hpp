@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "avoipctl/catalogue.hpp"
+#include "lib/catalogue/catalogue.hpp"
 
-namespace avoip::ctl {
+namespace avoip {
 
 /// The values of one object in an answer, in the order of its shape's members.
 using Row = std::vector<std::string>;
@@ -26,6 +26,9 @@ struct Answer {
 /// does not name is passed over.
 Answer Answer_read(std::string_view text, const Shape& shape);
 
+/// The value of the member `key` in a row of this shape; empty when there is no such member.
+std::string Answer_member(const Shape& shape, const Row& row, std::string_view key);
+
 /// Says how a success answer differs from what the catalogue promises of this command, or nothing
 /// when it is exactly that: the names, the members and their order, and texts everywhere.
 std::string Answer_problem(std::string_view text, const Command& command);
@@ -35,4 +38,4 @@ std::string Answer_problem(std::string_view text, const Command& command);
 std::string Answer_writeRows(std::string_view key, std::span<const Member> members,
                              std::span<const Row> rows);
 
-}  // namespace avoip::ctl
+}  // namespace avoip
