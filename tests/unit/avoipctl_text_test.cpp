@@ -7,9 +7,9 @@
 #include "avoipctl/routes.hpp"
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/table.hpp"
-#include "lib/client/printable.hpp"
 #include "avoipctl/update.hpp"
 #include "gtest/gtest.h"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -56,7 +56,7 @@ TEST(Table, takes_rows_that_are_shorter_than_others) {
 TEST(Table, lets_no_device_steer_the_terminal) {
     EXPECT_EQ(Printable_text("a\x1b[2Jb\x7f\n"), "a?[2Jb??");
     EXPECT_EQ(Printable_text("a\xC2\x9B"
-                              "2Jb"),
+                             "2Jb"),
               "a?2Jb");
     EXPECT_EQ(Printable_text("Zürich\xC2\xA0"), "Zürich\xC2\xA0");
     EXPECT_EQ(Printable_text("\xC2"), "\xC2");
