@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace avoip::ctl;
+using namespace avoip;
 
 std::string makeFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();

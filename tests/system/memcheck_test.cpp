@@ -25,7 +25,7 @@
 
 namespace {
 
-using namespace avoip::ctl;
+using namespace avoip;
 
 /// How many blocks are left under each name of memcheck.supp.
 using Kept = std::map<std::string, int>;
