@@ -1,5 +1,6 @@
 #include "gateway/config/config.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -207,20 +208,20 @@ void takeTable(const Source& source, std::vector<Key>& all, std::string_view tab
     }
 }
 
-std::string quoted(const std::string& text) {
+std::string literal(const std::string& text) {
     std::ostringstream out;
     out << toml::value<std::string>(text);
     return out.str();
 }
 
 std::string printed(const TextKey& key) {
-    return quoted(*key.value);
+    return literal(*key.value);
 }
 
 std::string printed(const TextsKey& key) {
     std::string text = "[";
     for (const std::string& item : *key.value) {
-        text.append(text.size() > 1 ? ", " : "").append(quoted(item));
+        text.append(text.size() > 1 ? ", " : "").append(literal(item));
     }
     return text + "]";
 }

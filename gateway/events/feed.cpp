@@ -1,6 +1,7 @@
 #include "gateway/events/feed.hpp"
 
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,6 +39,7 @@ struct Feed {
 struct Follower {
     Feed& feed;
     Descriptor wake;
+    int socket = -1;
     /// The number of the event to take next, and the bytes of all events before that one.
     std::uint64_t next = 0;
     std::uint64_t taken = 0;
@@ -45,7 +47,7 @@ struct Follower {
     std::uint64_t told = 0;
     bool dropped = false;
     /// What is to be sent before anything else: the rest of what did not fit.
-    std::string pending;
+    std::string pending = {};
 };
 
 namespace {
@@ -68,10 +70,11 @@ bool isFar(const Feed& feed, const Follower& follower) {
 void tidy(Feed& feed) {
     std::uint64_t needed = feed.first + feed.kept.size();
     for (Follower* const follower : feed.followers) {
-        follower->dropped = follower->dropped || isFar(feed, *follower);
-        if (!follower->dropped) {
-            needed = std::min(needed, follower->next);
+        if (!follower->dropped && isFar(feed, *follower)) {
+            follower->dropped = true;
+            ::shutdown(follower->socket, SHUT_RDWR);
         }
+        needed = follower->dropped ? needed : std::min(needed, follower->next);
     }
     while (feed.first < needed && (feed.kept.size() > kKeptEvents ||
                                    feed.bytesAdded - feed.bytesBefore > kKeptBytes)) {
@@ -160,13 +163,13 @@ void FollowerClose::operator()(Follower* follower) const {
     delete follower;
 }
 
-FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId) {
+FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket) {
     Descriptor wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wake.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     const std::lock_guard lock(feed.mutex);
-    FollowerHandle follower(new Follower{feed, std::move(wake)});
+    FollowerHandle follower(new Follower{feed, std::move(wake), socket});
     follower->told = feed.bytesAdded;
     placeAtEnd(*follower);
     const auto revision =

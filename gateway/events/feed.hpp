@@ -49,8 +49,10 @@ struct FollowerClose {
 using FollowerHandle = std::unique_ptr<Follower, FollowerClose>;
 
 /// Begins to follow, with what comes from now on, or behind the event that `lastEventId` names. When
-/// it names none that can be gone on from, an event "reset" comes first. The feed outlives it.
-FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId);
+/// it names none that can be gone on from, an event "reset" comes first. When the client is dropped
+/// its `socket` is shut down, so that whoever writes to it stops; -1 for none. The feed, and the
+/// socket, outlive it.
+FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket);
 
 /// Gives what is there for the client, at most `most` bytes of it, as text/event-stream.
 Taken Feed_take(Follower& follower, std::size_t most, std::string& text);
