@@ -1,4 +1,5 @@
 // Stands in for the operations that are not there yet.
+// clang-format off
 #include "gateway/operations/body.hpp"
 #include "gateway/operations/devices.hpp"
 #include "gateway/operations/installations.hpp"
@@ -8,6 +9,7 @@
 #include "lib/base/json.hpp"
 #include "lib/catalogue/arguments.hpp"
 #include <algorithm>
+#pragma GCC diagnostic ignored "-Wmisleading-indentation"
 namespace avoip::gw {
 static const Problem kNot{503, "This build reaches no devices."};
 Body::Body(const cJSON* object, std::string path) : object_(object), path_(std::move(path)) {}

@@ -14,9 +14,8 @@ bool isReading(const Endpoint& endpoint) {
 }
 
 void identifyToken(Gateway& gateway, const std::string& authorization, Caller& caller) {
-    const bool bearer =
-        authorization.size() > kBearer.size() &&
-        ::strncasecmp(authorization.c_str(), kBearer.data(), kBearer.size()) == 0;
+    const bool bearer = authorization.size() > kBearer.size() &&
+                        ::strncasecmp(authorization.c_str(), kBearer.data(), kBearer.size()) == 0;
     const auto token =
         bearer ? Store_token(gateway.store, Token_secret(authorization.substr(kBearer.size())))
                : std::nullopt;
@@ -64,7 +63,8 @@ void checkCsrf(Gateway& gateway, const Endpoint& endpoint, const Credentials& cr
     if (isReading(endpoint) || endpoint.name == "logIn") {
         return;
     }
-    const auto session = Sessions_find(gateway.sessions, credentials.session_cookie, gateway.clock());
+    const auto session =
+        Sessions_find(gateway.sessions, credentials.session_cookie, gateway.clock());
     if (!session || !Secret_equal(credentials.csrf_token.value_or(""), session->csrf_token)) {
         throw Problem{403, "With the cookie, X-CSRF-Token must hold the session's csrf_token."};
     }
@@ -97,9 +97,9 @@ Caller Access_check(Gateway& gateway, const Endpoint& endpoint, const Credential
                                                      : "This needs a log-in or a token."};
     }
     if (caller.role < neededFor(endpoint.access)) {
-        throw Problem{403, "This needs the role " + std::string(Role_name(neededFor(endpoint.access))) +
-                               "; \"" + *caller.name + "\" is " +
-                               std::string(Role_name(caller.role)) + "."};
+        throw Problem{403, "This needs the role " +
+                               std::string(Role_name(neededFor(endpoint.access))) + "; \"" +
+                               *caller.name + "\" is " + std::string(Role_name(caller.role)) + "."};
     }
     return caller;
 }

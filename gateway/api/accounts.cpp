@@ -91,10 +91,9 @@ std::string sessionJson(const std::string& user, Role role, const std::optional<
 /// The header that gives the browser its cookie, or takes it away.
 std::pair<std::string, std::string> cookieHeader(const Call& call, const std::string& cookie) {
     const auto life = std::chrono::seconds(kSessionLife).count();
-    return {"Set-Cookie", "avoip_session=" + cookie +
-                              "; Path=/; HttpOnly; SameSite=Strict; Max-Age=" +
-                              std::to_string(cookie.empty() ? 0 : life) +
-                              (call.secure ? "; Secure" : "")};
+    return {"Set-Cookie",
+            "avoip_session=" + cookie + "; Path=/; HttpOnly; SameSite=Strict; Max-Age=" +
+                std::to_string(cookie.empty() ? 0 : life) + (call.secure ? "; Secure" : "")};
 }
 
 /// The user, when the password is right. Throws 401, or 429 after too many wrong ones.
@@ -114,9 +113,10 @@ Account authenticate(Gateway& gateway, const Call& call, const std::string& name
 
 /// Whoever is logged in; throws 401.
 Session sessionOf(Gateway& gateway, const Call& call) {
-    const auto session = call.caller.session.empty()
-                             ? std::nullopt
-                             : Sessions_find(gateway.sessions, call.caller.session, gateway.clock());
+    const auto session =
+        call.caller.session.empty()
+            ? std::nullopt
+            : Sessions_find(gateway.sessions, call.caller.session, gateway.clock());
     if (!session) {
         throw Problem{401, "Nobody is logged in."};
     }

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "gateway/operations/outcome.hpp"
 #include "gateway/base/role.hpp"
+#include "gateway/operations/outcome.hpp"
 #include "gateway/store/images.hpp"
 
 namespace avoip::gw {

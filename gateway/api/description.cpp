@@ -22,10 +22,10 @@ void addReference(cJSON* parent, std::string_view schema) {
 
 /// The content of one media type: a schema, or bytes.
 void addContent(cJSON* parent, std::string_view type, std::string_view schema) {
-    cJSON* const media = Json_addObject(Json_find(parent, "content") == nullptr
-                                            ? Json_addObject(parent, "content")
-                                            : Json_find(parent, "content"),
-                                        type);
+    cJSON* const media =
+        Json_addObject(Json_find(parent, "content") == nullptr ? Json_addObject(parent, "content")
+                                                               : Json_find(parent, "content"),
+                       type);
     if (!schema.empty()) {
         addReference(media, schema);
     }

@@ -60,9 +60,9 @@ std::vector<std::string> partsOf(const std::vector<std::string_view>& row,
 void checkQuery(const Call& call) {
     const std::string_view known = call.endpoint->query;
     for (const auto& [name, value] : call.query) {
-        const bool found = !name.empty() && name.find(' ') == std::string::npos &&
-                           std::string(" ").append(known).append(" ").find(" " + name + " ") !=
-                               std::string::npos;
+        const bool found =
+            !name.empty() && name.find(' ') == std::string::npos &&
+            std::string(" ").append(known).append(" ").find(" " + name + " ") != std::string::npos;
         if (!found) {
             throw Problem{422, "There is no parameter \"" + name + "\" here.", name};
         }
@@ -72,8 +72,8 @@ void checkQuery(const Call& call) {
 /// Who did what, with which result; nothing when it changed nothing.
 void writeLog(Gateway& gateway, const Call& call, const Response& response) {
     const bool sent = response.status == 502 || response.status == 504;
-    const bool refusedLogIn = call.endpoint->name == "logIn" &&
-                              (response.status == 401 || response.status == 429);
+    const bool refusedLogIn =
+        call.endpoint->name == "logIn" && (response.status == 401 || response.status == 429);
     if (call.endpoint->action.empty() || (response.status >= 300 && !sent && !refusedLogIn)) {
         return;
     }
@@ -82,7 +82,7 @@ void writeLog(Gateway& gateway, const Call& call, const Response& response) {
     entry.user = call.caller.name;
     entry.address = call.caller.address;
     entry.action = call.endpoint->action;
-    entry.target = !call.target.empty()  ? call.target
+    entry.target = !call.target.empty() ? call.target
                    : call.parts.empty() ? ""
                                         : call.parts.front();
     entry.detail = call.detail.substr(0, kLogDetailMax);
@@ -145,7 +145,8 @@ Response Endpoint_call(Gateway& gateway, Call& call) {
         writeLog(gateway, call, response);
         return response;
     } catch (const StoreError& error) {
-        return Response_problem({error.full ? 507 : 500, "It could not be kept: " + error.text + "."});
+        return Response_problem(
+            {error.full ? 507 : 500, "It could not be kept: " + error.text + "."});
     } catch (const std::exception& error) {
         return Response_problem({500, std::string("Something went wrong: ") + error.what() + "."});
     }

@@ -41,8 +41,7 @@ Response change(Gateway& gateway, const Call& call, Settings settings) {
 }  // namespace
 
 Response system(Gateway& gateway, Call& /*call*/) {
-    return Response_json(
-        gateway.state.with([](const State& state) { return System_json(state); }));
+    return Response_json(gateway.state.with([](const State& state) { return System_json(state); }));
 }
 
 Response devices(Gateway& gateway, Call& call) {

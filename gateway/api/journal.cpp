@@ -39,11 +39,9 @@ void Journal_write(Store& store, SharedState& state, std::span<LogEntry> entries
 }
 
 Journal::Journal(Store& store, SharedState& state, Clock clock, int keep_days)
-    : store_(store),
-      state_(state),
-      clock_(std::move(clock)),
-      keep_(keep_days),
-      thread_([this] { work(); }) {}
+    : store_(store), state_(state), clock_(std::move(clock)), keep_(keep_days), thread_([this] {
+          work();
+      }) {}
 
 Journal::~Journal() {
     {

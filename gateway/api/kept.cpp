@@ -101,8 +101,8 @@ Response putPreset(Gateway& gateway, Call& call) {
         body.blame("routes", "Either routes or capture has to be there.");
     }
     check(body);
-    made.routes = routes != nullptr ? take(RouteTable_read(routes, "routes."))
-                                    : capture(gateway, wish);
+    made.routes =
+        routes != nullptr ? take(RouteTable_read(routes, "routes.")) : capture(gateway, wish);
     const std::lock_guard lock(gateway.keeping);
     made.updated_at = gateway.clock();
     return keep(gateway, kPresetKind, made.name, made, Preset_json(made));
@@ -115,8 +115,8 @@ Response removePreset(Gateway& gateway, Call& call) {
 Response recallPreset(Gateway& gateway, Call& call) {
     Body_parse(call.body, true);
     const Preset recalled = find(gateway, &State::presets, kPresetKind, call.parts.at(0));
-    return Response_json(RouteResults_json(
-        take(Routes_recall(gateway.operations, actorOf(call), recalled.routes))));
+    return Response_json(
+        RouteResults_json(take(Routes_recall(gateway.operations, actorOf(call), recalled.routes))));
 }
 
 Response locks(Gateway& gateway, Call& /*call*/) {

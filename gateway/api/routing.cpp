@@ -33,8 +33,7 @@ std::string wallText(Gateway& gateway, const std::string& name) {
 }  // namespace
 
 Response routes(Gateway& gateway, Call& /*call*/) {
-    return Response_json(
-        gateway.state.with([](const State& state) { return Routes_text(state); }));
+    return Response_json(gateway.state.with([](const State& state) { return Routes_text(state); }));
 }
 
 Response setRoute(Gateway& gateway, Call& call) {

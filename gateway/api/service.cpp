@@ -24,10 +24,10 @@ std::int64_t numberOf(const Call& call, std::string_view name, std::int64_t most
     const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
     if (read.ec != std::errc{} || read.ptr != text.data() + text.size() || number < 1 ||
         number > most) {
-        throw Problem{422,
-                      std::string(name) + " must be a whole number from 1 to " +
-                          std::to_string(most) + ".",
-                      std::string(name)};
+        throw Problem{
+            422,
+            std::string(name) + " must be a whole number from 1 to " + std::to_string(most) + ".",
+            std::string(name)};
     }
     return number;
 }

@@ -12,9 +12,10 @@ constexpr std::size_t kSecretBytes = 32;
 constexpr std::size_t kAddressesMax = 10'000;
 
 void forgetOldest(Attempts& attempts) {
-    const auto oldest = std::min_element(
-        attempts.wrong.begin(), attempts.wrong.end(),
-        [](const auto& left, const auto& right) { return left.second.back() < right.second.back(); });
+    const auto oldest = std::min_element(attempts.wrong.begin(), attempts.wrong.end(),
+                                         [](const auto& left, const auto& right) {
+                                             return left.second.back() < right.second.back();
+                                         });
     attempts.wrong.erase(oldest);
 }
 
@@ -52,9 +53,8 @@ void Sessions_end(Sessions& sessions, std::string_view cookie) {
 void Sessions_endOf(Sessions& sessions, std::string_view user, std::string_view cookie) {
     const std::string kept = Secret_sha256(cookie);
     const std::lock_guard lock(sessions.mutex);
-    std::erase_if(sessions.open, [&](const auto& each) {
-        return each.second.user == user && each.first != kept;
-    });
+    std::erase_if(sessions.open,
+                  [&](const auto& each) { return each.second.user == user && each.first != kept; });
 }
 
 int Attempts_begin(Attempts& attempts, const std::string& address, Time now) {

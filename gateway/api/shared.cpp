@@ -40,8 +40,7 @@ std::optional<bool> flag(const Call& call, std::string_view name) {
 std::string collection(Gateway& gateway, std::string_view name,
                        const std::vector<std::string>& rows) {
     std::string text = gateway.state.with([](const State& state) {
-        return "{\"epoch\":\"" + state.epoch +
-               "\",\"revision\":" + std::to_string(state.revision);
+        return "{\"epoch\":\"" + state.epoch + "\",\"revision\":" + std::to_string(state.revision);
     });
     text.append(",\"").append(name).append("\":[");
     for (const std::string& row : rows) {

@@ -1,11 +1,11 @@
 #include "gateway/config/config.hpp"
 
+#include <toml++/toml.h>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <toml++/toml.h>
 #include <variant>
 
 namespace avoip::gw {
@@ -22,8 +22,8 @@ std::string anyText(const std::string& /*text*/) {
 
 std::string siteProblem(const std::string& text) {
     constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789-";
-    const bool fine = !text.empty() && text.size() <= 32 &&
-                      text.find_first_not_of(kLetters) == std::string::npos;
+    const bool fine =
+        !text.empty() && text.size() <= 32 && text.find_first_not_of(kLetters) == std::string::npos;
     return fine ? "" : "must be 1 to 32 of the characters a-z, 0-9 and \"-\"";
 }
 
@@ -33,7 +33,8 @@ std::string notEmpty(const std::string& text) {
 
 std::string consoleProblem(const std::string& text) {
     const std::size_t colon = text.rfind(':');
-    const bool fine = colon != std::string::npos && colon > 0 && Listen_port(text.substr(colon + 1));
+    const bool fine =
+        colon != std::string::npos && colon > 0 && Listen_port(text.substr(colon + 1));
     return fine ? "" : "must be an address and a port, such as 127.0.0.1:6888";
 }
 
@@ -111,7 +112,8 @@ std::vector<Key> keys(Config& config) {
         {"mqtt", "ca_file", TextKey{&config.mqtt.ca_file}},
         {"mqtt", "prefix", TextKey{&config.mqtt.prefix, topicProblem}},
         {"mqtt", "home_assistant", BoolKey{&config.mqtt.home_assistant}},
-        {"mqtt", "home_assistant_prefix", TextKey{&config.mqtt.home_assistant_prefix, topicProblem}},
+        {"mqtt", "home_assistant_prefix",
+         TextKey{&config.mqtt.home_assistant_prefix, topicProblem}},
         {"mqtt", "role", TextKey{&config.mqtt.role, roleProblem}},
         {"log", "keep_days", NumberKey{&config.log.keep_days, 1, 36500}},
     };

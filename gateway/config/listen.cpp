@@ -43,8 +43,7 @@ std::optional<Listen> Listen_parse(std::string_view text) {
     }
     const auto port = Listen_port(text.substr(colon + 1));
     std::string address(text.substr(0, colon));
-    const bool bracketed =
-        address.size() > 2 && address.front() == '[' && address.back() == ']';
+    const bool bracketed = address.size() > 2 && address.front() == '[' && address.back() == ']';
     if (bracketed) {
         address = address.substr(1, address.size() - 2);
     }

@@ -76,8 +76,8 @@ void tidy(Feed& feed) {
         }
         needed = follower->dropped ? needed : std::min(needed, follower->next);
     }
-    while (feed.first < needed && (feed.kept.size() > kKeptEvents ||
-                                   feed.bytesAdded - feed.bytesBefore > kKeptBytes)) {
+    while (feed.first < needed &&
+           (feed.kept.size() > kKeptEvents || feed.bytesAdded - feed.bytesBefore > kKeptBytes)) {
         feed.forgotten = feed.kept.front().revision;
         feed.bytesBefore += feed.kept.front().text.size();
         feed.kept.pop_front();

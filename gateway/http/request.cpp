@@ -145,17 +145,17 @@ void checkBody(Request& request, MHD_Connection* connection) {
     request.has_body = size > 0 || header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING);
     request.limit = kind == BodyKind::kImage ? kImageBodyMax : kBodyMax;
     if (size > request.limit) {
-        throw Problem{413, "The body may have " + std::to_string(request.limit) + " bytes at most."};
+        throw Problem{413,
+                      "The body may have " + std::to_string(request.limit) + " bytes at most."};
     }
     const std::string type = header(connection, MHD_HTTP_HEADER_CONTENT_TYPE).value_or("");
     const bool isBytes = equalLetters(mediaType(type), kBytes);
     const bool isJson = equalLetters(mediaType(type), kJson);
-    request.call.body_is_bytes =
-        isBytes && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
+    request.call.body_is_bytes = isBytes && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
     const bool fits = request.call.body_is_bytes || (isJson && kind != BodyKind::kImage);
     if (!fits && request.has_body) {
-        throw Problem{415, "The body must be " + std::string(kind == BodyKind::kImage ? kBytes : kJson) +
-                               "."};
+        throw Problem{415, "The body must be " +
+                               std::string(kind == BodyKind::kImage ? kBytes : kJson) + "."};
     }
 }
 
@@ -175,7 +175,8 @@ void begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Connection*
     const MHD_ConnectionInfo* const size =
         ::MHD_get_connection_info(connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE);
     if (size != nullptr && size->header_size > kHeadersMax) {
-        throw Problem{431, "The headers may have " + std::to_string(kHeadersMax) + " bytes at most."};
+        throw Problem{431,
+                      "The headers may have " + std::to_string(kHeadersMax) + " bytes at most."};
     }
     Call& call = request.call;
     const std::string_view target = request.target;
@@ -223,11 +224,8 @@ void Request_begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Con
     }
 }
 
-bool Request_isComplete(const Request& request, MHD_Connection* connection) {
-    if (!request.has_body) {
-        return true;
-    }
-    if (!request.refusal) {
+bool Request_isHeldBack(const Request& request, MHD_Connection* connection) {
+    if (!request.has_body || !request.refusal) {
         return false;
     }
     if (header(connection, MHD_HTTP_HEADER_EXPECT)) {

@@ -45,9 +45,9 @@ struct Request {
 void Request_begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Connection* connection,
                    std::string_view method);
 
-/// Whether the answer can be given without waiting for the body: there is none, or whoever sends it
-/// waits to be told to.
-bool Request_isComplete(const Request& request, MHD_Connection* connection);
+/// Whether the request is refused and its answer must not wait for the body, which whoever sends it
+/// holds back.
+bool Request_isHeldBack(const Request& request, MHD_Connection* connection);
 
 /// Takes a part of the body. kEnough: it is so much too much that the connection has to end.
 Fed Request_feed(Request& request, std::string_view part);

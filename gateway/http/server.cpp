@@ -160,7 +160,8 @@ MHD_Result onRequest(void* closure, MHD_Connection* connection, const char* /*ur
             return refuseConnection(connection);
         }
         Request_begin(request, listener.server.gateway, listener.ends, connection, method);
-        return Request_isComplete(request, connection)
+        // The library keeps a connection open only when the answer comes with the next call.
+        return Request_isHeldBack(request, connection)
                    ? answer(listener.server, request, connection)
                    : MHD_YES;
     }
@@ -219,8 +220,8 @@ void start(Listener& listener, const Listen& where, const Config& config) {
     }
     Descriptor socket = Sockets_listen(where);
     listener.daemon.reset(::MHD_start_daemon(
-        flags, 0, nullptr, nullptr, onRequest, &listener,  // no policy of addresses
-        MHD_OPTION_LISTEN_SOCKET, socket.get(),            //
+        flags, 0, nullptr, nullptr, onRequest, &listener,            // no policy of addresses
+        MHD_OPTION_LISTEN_SOCKET, socket.get(),                      //
         MHD_OPTION_CONNECTION_LIMIT, kConnectionsMax + kRefusedMax,  //
         MHD_OPTION_CONNECTION_TIMEOUT, kIdle_s,                      //
         MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory,       //

@@ -76,8 +76,8 @@ void giveToGroup(const Listen& listen) {
         fail(listen);
     }
     const group* const entry = ::getgrnam(kGroup);
-    if (entry != nullptr && ::chown(listen.address.c_str(), static_cast<uid_t>(-1),
-                                    entry->gr_gid) != 0) {
+    if (entry != nullptr &&
+        ::chown(listen.address.c_str(), static_cast<uid_t>(-1), entry->gr_gid) != 0) {
         // Whoever is not in the group may not give to it; the socket stays the own group's.
         errno = 0;
     }

@@ -117,9 +117,8 @@ int Accounts_run(const Options& options, const std::string& data) {
         if (result == AccountResult::kDone) {
             return 0;
         }
-        std::cerr << "avoipgw: there is "
-                  << (result == AccountResult::kTaken ? "a " : "no ") << what << " \""
-                  << options.name << "\""
+        std::cerr << "avoipgw: there is " << (result == AccountResult::kTaken ? "a " : "no ")
+                  << what << " \"" << options.name << "\""
                   << (result == AccountResult::kTaken ? " already" : "") << "\n";
     } catch (const StoreError& error) {
         std::cerr << "avoipgw: " << error.text << "\n";

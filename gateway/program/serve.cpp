@@ -20,9 +20,8 @@ namespace {
 /// Everything is refused that would let the first who comes do what they like.
 void checkReach(const Config& config, Store& store) {
     const bool beyond =
-        std::any_of(config.http.listen.begin(), config.http.listen.end(), [](const auto& text) {
-            return !Listen_isLoopback(*Listen_parse(text));
-        });
+        std::any_of(config.http.listen.begin(), config.http.listen.end(),
+                    [](const auto& text) { return !Listen_isLoopback(*Listen_parse(text)); });
     if (beyond && !config.http.open && !Store_hasUsers(store)) {
         throw std::runtime_error(
             "there is no user yet, and http.listen reaches beyond this machine; make one first:\n"
@@ -126,8 +125,8 @@ void serve(const Config& config, const std::string& data) {
     Installations installations(
         operations, {std::chrono::seconds(config.firmware.return_s), config.firmware.parallel});
     installations.restore(keptJobs(*store));
-    Gateway gateway{config,  data,       AVOIP_VERSION, state,    *store, *feed,
-                    metrics, operations, installations, Time_now};
+    Gateway gateway{config, data,    AVOIP_VERSION, state,         *store,
+                    *feed,  metrics, operations,    installations, Time_now};
     const ServerHandle server = Server_open(gateway);
     std::cerr << "avoipgw: serving on";
     for (const std::string& text : config.http.listen) {

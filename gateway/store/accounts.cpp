@@ -41,7 +41,8 @@ void put(Database& database, AccountKind kind, const Account& account) {
 
 std::vector<Account> Store_accounts(Store& store, AccountKind kind) {
     const std::lock_guard lock(store.reading);
-    Statement read(store.reader, "SELECT name, role, secret FROM account WHERE kind=? ORDER BY name");
+    Statement read(store.reader,
+                   "SELECT name, role, secret FROM account WHERE kind=? ORDER BY name");
     read.bind(number(kind));
     std::vector<Account> accounts;
     while (read.step()) {
@@ -64,7 +65,8 @@ std::optional<Account> Store_user(Store& store, std::string_view name) {
 
 std::optional<Account> Store_token(Store& store, std::string_view secret) {
     const std::lock_guard lock(store.reading);
-    Statement read(store.reader, "SELECT name, role, secret FROM account WHERE kind=? AND secret=?");
+    Statement read(store.reader,
+                   "SELECT name, role, secret FROM account WHERE kind=? AND secret=?");
     return read.bind(number(AccountKind::kToken)).bind(secret).step()
                ? std::optional(accountAt(read))
                : std::nullopt;
@@ -90,9 +92,8 @@ AccountResult Store_addAccount(Store& store, AccountKind kind, const Account& ac
     Statement count(store.writer, "SELECT count(*) FROM account");
     count.step();
     if (count.number(0) >= kAccountsMax) {
-        throw StoreError{"there may be " + std::to_string(kAccountsMax) +
-                             " users and tokens at most",
-                         true};
+        throw StoreError{
+            "there may be " + std::to_string(kAccountsMax) + " users and tokens at most", true};
     }
     put(store.writer, kind, account);
     transaction.commit();

@@ -33,7 +33,9 @@ std::string typeOf(const std::string& name) {
 }
 
 ImageFacts imageOf(const Json& facts) {
-    const auto text = [&facts](const char* key) { return Json_text(facts.get(), key).value_or(""); };
+    const auto text = [&facts](const char* key) {
+        return Json_text(facts.get(), key).value_or("");
+    };
     return {text("id"),
             text("name"),
             text("type"),

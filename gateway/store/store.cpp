@@ -135,9 +135,9 @@ std::vector<LogEntry> Store_readLog(Store& store, std::int64_t before, int limit
     read.bind(before).bind(std::int64_t{limit});
     std::vector<LogEntry> entries;
     while (read.step()) {
-        entries.push_back({read.number(0), Time(std::chrono::milliseconds(read.number(1))), read.optionalText(2),
-                           read.optionalText(3), read.text(4), read.optionalText(5),
-                           read.optionalText(6), read.text(7)});
+        entries.push_back({read.number(0), Time(std::chrono::milliseconds(read.number(1))),
+                           read.optionalText(2), read.optionalText(3), read.text(4),
+                           read.optionalText(5), read.optionalText(6), read.text(7)});
     }
     return entries;
 }
@@ -146,7 +146,8 @@ void Store_trimLog(Store& store, Time oldest) {
     const std::lock_guard lock(store.writing);
     Transaction transaction(store.writer);
     Statement(store.writer, "DELETE FROM log WHERE time < ?")
-        .bind(std::int64_t{oldest.time_since_epoch().count()}).run();
+        .bind(std::int64_t{oldest.time_since_epoch().count()})
+        .run();
     Statement(store.writer, "DELETE FROM log WHERE id <= (SELECT max(id) FROM log) - ?")
         .bind(std::int64_t{kLogMax})
         .run();
