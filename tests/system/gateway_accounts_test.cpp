@@ -144,14 +144,14 @@ INSTANTIATE_TEST_SUITE_P(
     Table, GatewayConfiguration,
     testing::Values(Mistake{"unknown_key", "[poll]\nevery_s = 1\n",
                             "3:1: unknown key poll.every_s"},
-                    Mistake{"unknown_table", "[poll2]\nevery_s = 1\n", "2:1: unknown key poll2"},
+                    Mistake{"unknown_table", "[poll2]\nevery_s = 1\n", "2:2: unknown key poll2"},
                     Mistake{"wrong_type", "[poll]\ndevices_s = \"1\"\n",
                             "3:13: poll.devices_s must be a whole number from 1 to 86400"},
                     Mistake{"half_of_tls", "[http]\ntls_key = \"k\"\n",
                             "3:11: http.tls_key needs http.tls_certificate beside it"},
                     Mistake{"site", "site = \"A\"\n",
                             "2:8: site must be 1 to 32 of the characters a-z, 0-9 and \"-\""}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& each) { return each.param.name; });
 
 TEST_F(GatewayAccounts, of_a_configuration_that_is_not_there_are_none) {
     bed::DaemonOptions chosen = options();

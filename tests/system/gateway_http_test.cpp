@@ -1,4 +1,5 @@
 // The gateway's HTTP face, beside what devices say.
+#include "bed/wait.hpp"
 #include "gateway_bed.hpp"
 
 namespace {
@@ -89,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"unknown_parameter", "GET", "/api/v1/devices?sort=id", "", {}, 422, "sort"},
         Refusal{"bad_filter", "GET", "/api/v1/devices?type=tv", "", {}, 422, "type"},
         Refusal{"daemon_away", "GET", "/healthz/ready", "", {}, 503}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& each) { return each.param.name; });
 
 class GatewayHttp : public GatewayBed {};
 
