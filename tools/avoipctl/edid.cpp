@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "avoipctl/table.hpp"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

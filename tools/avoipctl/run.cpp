@@ -7,7 +7,7 @@
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
 #include "lib/base/json.hpp"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {
