@@ -40,6 +40,9 @@ HOUSES = (
      ("src/protocol/",), ("src/console/", "src/netif/"), ("src/base/", "src/base64.")),
     (("lib/client/",), ("lib/catalogue/", "lib/frontend/", "lib/image/", "lib/wire/"),
      ("lib/base/",)),
+    (("gateway/main.cpp",), ("gateway/http/", "gateway/config/"), ("gateway/operations/",),
+     ("gateway/asking/", "gateway/store/", "gateway/events/", "gateway/metrics/"),
+     ("gateway/planner/",), ("gateway/state/",)),
 )
 
 # Which houses stand beside each other; a house includes of the others what `may` names.
