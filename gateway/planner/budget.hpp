@@ -15,8 +15,6 @@
 
 namespace avoip::gw {
 
-using Span = std::chrono::microseconds;
-
 struct Taken {
     Moment from = {};
     Moment to = {};

@@ -17,6 +17,7 @@ using Clock = std::function<Time()>;
 
 /// A moment of the clock that never jumps, for waits and for what time costs.
 using Moment = std::chrono::steady_clock::time_point;
+using Span = std::chrono::microseconds;
 
 /// The clock of this machine.
 Time Time_now();
