@@ -4,20 +4,17 @@
 // at the moment that is given. The functions may be called from any number of threads at once.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "gateway/state/time.hpp"
 #include "lib/client/confirm.hpp"
 #include "lib/client/reading.hpp"
 #include "lib/client/reply.hpp"
 
 namespace avoip::gw {
-
-/// A moment of the monotonic clock.
-using Moment = std::chrono::steady_clock::time_point;
 
 /// How an ask ends, in the words of lib/client, with these meanings here:
 ///   kNoTurn    another front end has had the turn all the time, or too many commands wait

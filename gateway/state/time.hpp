@@ -15,6 +15,10 @@ using Time = std::chrono::sys_time<std::chrono::milliseconds>;
 /// What gives the time to those who need it by themselves.
 using Clock = std::function<Time()>;
 
+/// A moment of the clock that never jumps, for waits and for what time costs.
+using Moment = std::chrono::steady_clock::time_point;
+using Span = std::chrono::microseconds;
+
 /// The clock of this machine.
 Time Time_now();
 

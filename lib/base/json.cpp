@@ -147,7 +147,8 @@ void Json_addTextOrNull(cJSON* parent, std::string_view key, std::string_view va
 }
 
 void Json_addWhole(cJSON* parent, std::string_view key, std::int64_t value) {
-    cJSON_AddNumberToObject(parent, std::string(key).c_str(), static_cast<double>(value));
+    // The library itself prints fifteen digits of a number.
+    Json_addPrinted(parent, key, std::to_string(value));
 }
 
 void Json_addTruth(cJSON* parent, std::string_view key, bool value) {

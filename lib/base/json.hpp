@@ -91,7 +91,6 @@ cJSON* Json_addArray(cJSON* parent, std::string_view key);
 void Json_addText(cJSON* parent, std::string_view key, std::string_view value);
 /// An empty text becomes null.
 void Json_addTextOrNull(cJSON* parent, std::string_view key, std::string_view value);
-/// Exact up to 2^53.
 void Json_addWhole(cJSON* parent, std::string_view key, std::int64_t value);
 void Json_addTruth(cJSON* parent, std::string_view key, bool value);
 void Json_addNull(cJSON* parent, std::string_view key);

@@ -26,19 +26,14 @@ std::string macDigits(std::string_view text) {
     return digits;
 }
 
-/// Which kind of device is asked: as it was listed, or else as the commands take it to be.
+/// Which kind of device is asked: as it calls itself, or else as the commands take it to be.
 DeviceKind kindOf(const Fleet& fleet, std::span<const Request> reads) {
     const DeviceFacts* const facts = Fleet_find(fleet, deviceOf(reads));
-    if (facts != nullptr) {
-        return facts->kind;
-    }
+    DeviceKind kind = facts == nullptr ? DeviceKind::kAny : facts->kind;
     for (const Request& read : reads) {
-        if (const DeviceKind kind = read.command->arguments.front().device;
-            kind != DeviceKind::kAny) {
-            return kind;
-        }
+        kind = kind == DeviceKind::kAny ? read.command->arguments.front().device : kind;
     }
-    return DeviceKind::kAny;
+    return kind;
 }
 
 /// Whether the command can close a batch: the device takes it, and there is something to compare its

@@ -49,7 +49,15 @@ inline std::string route(const std::string& key, const std::string& decoder,
     return ",\"" + key + R"(":[{"rxid":")" + decoder + R"(","txid":")" + encoder + "\"}]";
 }
 
-/// A network with two encoders and two decoders, as the daemon would tell of it.
+inline std::string decoderParams(const std::string& decoder) {
+    return success("config get rx params",
+                   R"(,"rxparamsinfo":[{"alias":"A","deviceid":")" + decoder +
+                       R"(","luma":"50","contrast":"50","hue":"50","saturation":"50",)"
+                       R"("videoformat":"0","videoresstatus":"","hdcpstatus":""}])");
+}
+
+/// A network with two encoders and two decoders, as the daemon would tell of it. The second decoder
+/// does not say what it shows.
 inline std::optional<std::string> smallNetwork(const std::string& line) {
     const std::string encoders = device("tx01") + "," + device("tx02");
     const std::string decoders = device("rx01") + "," + device("rx02");
@@ -62,6 +70,9 @@ inline std::optional<std::string> smallNetwork(const std::string& line) {
     }
     if (name == "config get decoders") {
         return success(name, ",\"devicelist\":[" + decoders + "]");
+    }
+    if (name == "config get rx params rx01" || name == "config get rx params rx02") {
+        return decoderParams(name.substr(name.size() - 4));
     }
     if (name == "matrix get rx01") {
         return success("matrix get", route("rxsource", "rx01", "tx02"));

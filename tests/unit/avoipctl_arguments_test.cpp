@@ -1,8 +1,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "lib/catalogue/arguments.hpp"
 #include "gtest/gtest.h"
+#include "lib/catalogue/arguments.hpp"
 
 namespace avoip::ctl {
 namespace {

@@ -4,13 +4,13 @@
 #include <set>
 #include <string>
 
-#include "lib/client/answer.hpp"
-#include "lib/catalogue/arguments.hpp"
-#include "avoipctl/subcommand.hpp"
-#include "lib/catalogue/catalogue.hpp"
 #include "avoipctl/command_table.hpp"
+#include "avoipctl/subcommand.hpp"
 #include "dispatch/command_table.hpp"
 #include "gtest/gtest.h"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
+#include "lib/client/answer.hpp"
 #include "lib/frontend/avoip_frontend.h"
 
 namespace avoip::ctl {
@@ -108,6 +108,70 @@ TEST(Catalogue, finds_the_command_that_a_console_text_begins_with) {
     EXPECT_EQ(Catalogue_findText("config get devices!"), &command("devices", ""));
     EXPECT_EQ(Catalogue_findText("config get"), nullptr);
     EXPECT_EQ(Catalogue_find("matrix", "send"), nullptr);
+}
+
+TEST(Catalogue, takes_a_line_for_what_the_daemon_takes_it_for) {
+    EXPECT_EQ(Catalogue_commandOf("config get devices!"), &command("devices", ""));
+    EXPECT_EQ(Catalogue_commandOf("  matrix get rx01!"), &command("matrix", "get"));
+    EXPECT_EQ(Catalogue_commandOf("matrix getrx01!"), &command("matrix", "get"));
+    EXPECT_EQ(Catalogue_commandOf("device all reboot now!"), &command("device", "reboot-all"));
+    EXPECT_EQ(Catalogue_commandOf("config get devices !"), nullptr);
+    EXPECT_EQ(Catalogue_commandOf("config get devices"), nullptr);
+    EXPECT_EQ(Catalogue_commandOf("vw add get rx01!"), nullptr);
+    EXPECT_EQ(Catalogue_commandOf("   "), nullptr);
+}
+
+TEST(Catalogue, knows_the_names_of_answers_to_any_line_as_the_daemon_gives_them) {
+    for (const CommandRow& row : CommandTable_rows()) {
+        const std::string line = std::string(row.text) + (row.text.ends_with('!') ? "" : " x!");
+        EXPECT_EQ(Catalogue_answerNames(line).failure, row.reportedName) << line;
+        EXPECT_EQ(CommandTable_find(line), &row) << line;
+    }
+    EXPECT_EQ(Catalogue_answerNames("matrix set a b!").success, "matrix sets");
+    EXPECT_EQ(Catalogue_answerNames("config set net paramx!").failure, "config set net params");
+    EXPECT_EQ(Catalogue_answerNames("hello!").failure, "hello!");
+    EXPECT_EQ(Catalogue_answerNames(" config get devices !").failure, "config get devices !");
+}
+
+TEST(Catalogue, reads_changes_back_by_what_the_other_command_says) {
+    for (const Command& each : Catalogue_commands()) {
+        const AskedBack& back = each.asked_back;
+        if (back.text.empty()) {
+            EXPECT_TRUE(back.expected.empty()) << each.text;
+            continue;
+        }
+        EXPECT_EQ(each.exchange.kind, ExchangeKind::kSending) << each.text;
+        const Command* const asked = Catalogue_findText(back.text);
+        ASSERT_NE(asked, nullptr) << each.text;
+        EXPECT_EQ(asked->text, back.text);
+        EXPECT_FALSE(asked->shape.key.empty()) << each.text;
+        ASSERT_LT(back.device, static_cast<int>(each.arguments.size())) << each.text;
+        EXPECT_FALSE(back.expected.empty()) << each.text;
+        for (const Expectation& expected : back.expected) {
+            EXPECT_EQ(std::ranges::count(asked->shape.members, expected.member, &Member::key), 1)
+                << each.text << ": " << expected.member;
+            EXPECT_LT(expected.argument, static_cast<int>(each.arguments.size())) << each.text;
+            EXPECT_TRUE(expected.argument == kNothing || expected.argument != back.device)
+                << each.text;
+        }
+    }
+}
+
+TEST(Catalogue, names_the_device_in_every_answer_with_data) {
+    for (const Command& each : Catalogue_commands()) {
+        EXPECT_EQ(each.shape.key.empty(), each.shape.device.empty()) << each.text;
+        EXPECT_EQ(each.shape.key.empty(), each.exchange.kind == ExchangeKind::kSending ||
+                                              each.exchange.kind == ExchangeKind::kUpdating)
+            << each.text;
+        if (!each.shape.key.empty()) {
+            EXPECT_EQ(std::ranges::count(each.shape.members, each.shape.device, &Member::key), 1)
+                << each.text;
+        }
+        // A read is of one device, which it names first.
+        EXPECT_EQ(each.exchange.kind == ExchangeKind::kReading,
+                  !each.shape.key.empty() && each.arguments.size() == 1)
+            << each.text;
+    }
 }
 
 TEST(ConsoleText, is_the_command_and_its_values_and_an_exclamation_mark) {

@@ -111,13 +111,13 @@ TEST(LibJson, values_of_all_kinds_are_added) {
     const Json root = Json_newObject();
     Json_addTextOrNull(root.get(), "text", "a");
     Json_addTextOrNull(root.get(), "none", "");
-    Json_addWhole(root.get(), "whole", -9007199254740992);
+    Json_addWhole(root.get(), "whole", -9223372036854775807);
     Json_addTruth(root.get(), "right", true);
     Json_addTruth(root.get(), "wrong", false);
     Json_addNull(root.get(), "null");
     Json_addPrinted(root.get(), "printed", R"([{"a":1}])");
     EXPECT_EQ(Json_print(root.get()),
-              R"({"text":"a","none":null,"whole":-9007199254740992,"right":true,"wrong":false,)"
+              R"({"text":"a","none":null,"whole":-9223372036854775807,"right":true,"wrong":false,)"
               R"("null":null,"printed":[{"a":1}]})");
 }
 

@@ -1,7 +1,9 @@
 // An update beside others: when it lets them have their turns, and how it learns of its end.
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <fstream>
@@ -64,12 +66,10 @@ class ClientUpdate : public FrontEnd {
         return avoip::Notes_parse(text);
     }
 
-    /// How long it takes to get an answer beside the update.
-    static Clock::duration askBeside(const std::string& line, const char* name) {
+    /// Gets an answer beside the update.
+    static void askBeside(const std::string& line, const char* name) {
         Asker asker;
-        const auto begin = Clock::now();
         EXPECT_EQ(asker.askNamed(line, name), AVOIP_OK) << asker.error();
-        return Clock::now() - begin;
     }
 
     std::atomic<bool> done = false;
@@ -110,25 +110,33 @@ TEST_F(ClientUpdate, gives_the_answer_that_comes_at_once) {
 TEST_F(ClientUpdate, lets_others_have_their_turn_when_its_upload_has_begun) {
     const bed::UploadPort port("127.0.0.2");
     avoip::Descriptor connection;
-    std::atomic<bool> asked = false;
+    std::atomic<bool> begun = false;
     bed::StandIn daemon(Busy(done, [&] {
-        std::this_thread::sleep_for(300ms);
         connection = upload("127.0.0.2");
-        asked = true;
+        begun = true;
     }));
-    std::optional<Reply> reply;
-    std::jthread updating([&] { reply = update(); });
-    bed::awaitCondition("the upload to begin", [&] { return asked.load(); });
-    // Well before the three seconds that it would be kept without.
-    EXPECT_LT(askBeside("matrix get RX-1!", "matrix get RX-1!"), 2s);
-    ASSERT_EQ(notes().owed_count, 1U);
-    EXPECT_STREQ(notes().owed[0].names[0].data(), kUpdate);
-    EXPECT_EQ(notes().owed[0].shared_until_ms, 0);
-    done = true;
-    updating.join();
-    EXPECT_EQ(reply->end, End::kSuccess) << reply->reason;
-    EXPECT_EQ(reply->json, answer(kUpdate));
-    EXPECT_EQ(notes().owed_count, 0U);
+    // The shortest of a few: a busy machine may hold one up.
+    auto shortest = Clock::duration::max();
+    for (int i = 0; i < 5 && shortest > 1s; ++i) {
+        done = false;
+        begun = false;
+        std::optional<Reply> reply;
+        std::jthread updating([&] { reply = update(); });
+        bed::awaitCondition("the upload to begin", [&] { return begun.load(); });
+        const auto begin = Clock::now();
+        askBeside("matrix get RX-1!", "matrix get RX-1!");
+        shortest = std::min(shortest, Clock::now() - begin);
+        ASSERT_EQ(notes().owed_count, 1U);
+        EXPECT_STREQ(notes().owed[0].names[0].data(), kUpdate);
+        EXPECT_EQ(notes().owed[0].shared_until_ms, 0);
+        done = true;
+        updating.join();
+        EXPECT_EQ(reply->end, End::kSuccess) << reply->reason;
+        EXPECT_EQ(reply->json, answer(kUpdate));
+        EXPECT_EQ(notes().owed_count, 0U);
+    }
+    // Without the connection it would be three seconds.
+    EXPECT_LT(shortest, 1s);
 }
 
 TEST_F(ClientUpdate, keeps_its_turn_beside_uploads_that_are_not_its_own) {
@@ -137,25 +145,29 @@ TEST_F(ClientUpdate, keeps_its_turn_beside_uploads_that_are_not_its_own) {
     // One to the same device stood before, and one to another device comes now.
     const avoip::Descriptor before = upload("127.0.0.2");
     avoip::Descriptor other;
-    std::atomic<bool> asked = false;
+    std::atomic<bool> begun = false;
     bed::StandIn daemon(Busy(done, [&] {
         other = upload("127.0.0.3");
-        asked = true;
+        begun = true;
     }));
+    const auto begin = Clock::now();
     std::jthread updating([&] { update(); });
-    bed::awaitCondition("the update to be sent", [&] { return asked.load(); });
-    EXPECT_GT(askBeside("x!", "x!"), 2s);
+    bed::awaitCondition("the upload to begin", [&] { return begun.load(); });
+    askBeside("x!", "x!");
+    EXPECT_GE(Clock::now() - begin, 3s);
     done = true;
 }
 
 TEST_F(ClientUpdate, keeps_its_turn_for_three_seconds_at_most) {
     std::atomic<bool> asked = false;
     bed::StandIn daemon(Busy(done, [&] { asked = true; }));
+    const auto begin = Clock::now();
     std::jthread updating([&] { update(); });
     bed::awaitCondition("the update to be sent", [&] { return asked.load(); });
-    const auto waited = askBeside("matrix get RX-1!", "matrix get RX-1!");
-    EXPECT_GT(waited, 2s);
-    EXPECT_LT(waited, 10s);
+    askBeside("matrix get RX-1!", "matrix get RX-1!");
+    EXPECT_GE(Clock::now() - begin, 3s);
+    // The update goes on.
+    EXPECT_EQ(notes().owed_count, 1U);
     done = true;
 }
 
@@ -179,7 +191,6 @@ TEST_F(ClientUpdate, knows_by_a_marker_that_it_is_over_when_its_answer_was_overw
 
 TEST_F(ClientUpdate, takes_no_answer_for_its_own_while_another_with_its_name_is_owed) {
     const std::int64_t later = avoip::BootClock_ms() + 600'000;
-    bed::StandIn* standIn = nullptr;
     bed::StandIn daemon([&](const std::string& line) {
         if (isUpdate(line)) {
             std::this_thread::sleep_for(3500ms);
@@ -187,7 +198,6 @@ TEST_F(ClientUpdate, takes_no_answer_for_its_own_while_another_with_its_name_is_
         }
         return answer(line, "failure");
     });
-    standIn = &daemon;
     std::ofstream(lockFile) << "avoip 1\ndaemon " << avoip::Sockets_listener(AVOIP_CONSOLE_PORT)
                             << "\nowed " << later << " 0 1 1 " << kUpdate << "\nend\n";
     EXPECT_EQ(update().end, End::kOverwritten);
