@@ -138,7 +138,7 @@ Response putLock(Gateway& gateway, Call& call) {
     made.since = gateway.clock();
     gateway.state.with([&made](const State& state) {
         if (const auto problem =
-                Problem_ofDevice(state, made.decoder, DeviceKind::kDecoder, "decoder")) {
+                Problem_ofDevice(state, made.decoder, DeviceKind::kDecoder, "id")) {
             throw *problem;
         }
         const auto held = state.locks.find(made.decoder);

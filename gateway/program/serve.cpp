@@ -7,6 +7,7 @@
 
 #include "gateway/api/gateway.hpp"
 #include "gateway/api/journal.hpp"
+#include "gateway/asking/room.hpp"
 #include "gateway/base/secret.hpp"
 #include "gateway/http/server.hpp"
 #include "gateway/http/sockets.hpp"
@@ -89,6 +90,28 @@ Keeping keepingIn(Store& store) {
     };
 }
 
+/// "address:port", which the configuration has checked.
+ConsoleAddress consoleOf(const Config& config) {
+    const std::string& text = config.console.address;
+    const std::size_t colon = text.rfind(':');
+    return {text.substr(0, colon), *Listen_port(text.substr(colon + 1))};
+}
+
+RoomOptions roomOptions(const Config& config, Metrics& metrics) {
+    RoomOptions options;
+    options.console = consoleOf(config);
+    options.polling.devices = std::chrono::seconds(config.poll.devices_s);
+    options.polling.routes = std::chrono::seconds(config.poll.routes_s);
+    options.watch = {
+        [&metrics](std::string_view command, std::string_view result, double seconds) {
+            Metrics_countCommand(metrics, command, result, seconds);
+        },
+        [&metrics](double seconds) { Metrics_countTurn(metrics, seconds); },
+        [&metrics](double seconds) { Metrics_pollRound(metrics, seconds); },
+    };
+    return options;
+}
+
 void awaitSignal() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -119,9 +142,9 @@ void serve(const Config& config, const std::string& data) {
         };
     });
     Metrics metrics;
-    const Asking asking = {};
+    AskingRoom room(roomOptions(config, metrics), state);
     const Keeping keeping = keepingIn(*store);
-    Operations operations{state, asking, keeping, Time_now};
+    Operations operations{state, room.asking(), keeping, Time_now};
     Installations installations(
         operations, {std::chrono::seconds(config.firmware.return_s), config.firmware.parallel});
     installations.restore(keptJobs(*store));
@@ -134,6 +157,7 @@ void serve(const Config& config, const std::string& data) {
     }
     std::cerr << std::endl;
     awaitSignal();
+    room.stop();
 }
 
 }  // namespace
