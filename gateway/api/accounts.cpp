@@ -74,7 +74,7 @@ void check(AccountResult result, std::string_view what, const std::string& name)
     }
 }
 
-std::string sessionJson(const std::string& user, Role role, const std::optional<Session>& session) {
+std::string sessionJson(const std::string& user, Role role, const std::optional<UserSession>& session) {
     const Json json = Json_newObject();
     Json_addText(json.get(), "user", user);
     Json_addText(json.get(), "role", Role_name(role));
@@ -112,7 +112,7 @@ Account authenticate(Gateway& gateway, const Call& call, const std::string& name
 }
 
 /// Whoever is logged in; throws 401.
-Session sessionOf(Gateway& gateway, const Call& call) {
+UserSession sessionOf(Gateway& gateway, const Call& call) {
     const auto session =
         call.caller.session.empty()
             ? std::nullopt
@@ -147,7 +147,7 @@ Response logIn(Gateway& gateway, Call& call) {
 
 Response session(Gateway& gateway, Call& call) {
     if (!call.caller.session.empty()) {
-        const Session found = sessionOf(gateway, call);
+        const UserSession found = sessionOf(gateway, call);
         return Response_json(sessionJson(found.user, call.caller.role, found));
     }
     // Of a token it is told whose it is; nobody is logged in where no log-in is needed.
@@ -158,7 +158,7 @@ Response session(Gateway& gateway, Call& call) {
 }
 
 Response logOut(Gateway& gateway, Call& call) {
-    const Session ended = sessionOf(gateway, call);
+    const UserSession ended = sessionOf(gateway, call);
     Sessions_end(gateway.sessions, call.caller.session);
     call.target = ended.user;
     Response response = Response_empty();
@@ -168,7 +168,7 @@ Response logOut(Gateway& gateway, Call& call) {
 
 Response changePassword(Gateway& gateway, Call& call) {
     constexpr std::string_view kMembers[] = {"old", "new"};
-    const Session own = sessionOf(gateway, call);
+    const UserSession own = sessionOf(gateway, call);
     const Json tree = Body_parse(call.body);
     Body body(tree.get());
     body.only(kMembers);

@@ -35,7 +35,7 @@ std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now
     return cookie;
 }
 
-std::optional<Session> Sessions_find(Sessions& sessions, std::string_view cookie, Time now) {
+std::optional<UserSession> Sessions_find(Sessions& sessions, std::string_view cookie, Time now) {
     const std::string key = Secret_sha256(cookie);
     const std::lock_guard lock(sessions.mutex);
     const auto found = sessions.open.find(key);

@@ -18,7 +18,7 @@ inline constexpr auto kSessionLife = std::chrono::hours(24 * 7);
 /// The oldest ends when there are more.
 inline constexpr std::size_t kSessionsMax = 1024;
 
-struct Session {
+struct UserSession {
     std::string user;
     std::string csrf_token;
     Time expires_at;
@@ -27,13 +27,13 @@ struct Session {
 struct Sessions {
     std::mutex mutex;
     /// By the SHA-256 of the cookie.
-    std::map<std::string, Session, std::less<>> open;
+    std::map<std::string, UserSession, std::less<>> open;
 };
 
 /// Begins a session; gives its cookie.
 std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now);
 
-std::optional<Session> Sessions_find(Sessions& sessions, std::string_view cookie, Time now);
+std::optional<UserSession> Sessions_find(Sessions& sessions, std::string_view cookie, Time now);
 
 /// Ends the session of a cookie.
 void Sessions_end(Sessions& sessions, std::string_view cookie);

@@ -185,13 +185,13 @@ FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEve
     return follower;
 }
 
-Taken Feed_take(Follower& follower, std::size_t most, std::string& text) {
+Fetched Feed_take(Follower& follower, std::size_t most, std::string& text) {
     Feed& feed = follower.feed;
     std::uint64_t count = 0;
     static_cast<void>(::read(follower.wake.get(), &count, sizeof count) == sizeof count);
     const std::lock_guard lock(feed.mutex);
     if (follower.dropped || feed.stopped) {
-        return follower.dropped ? Taken::kDropped : Taken::kStopped;
+        return follower.dropped ? Fetched::kDropped : Fetched::kStopped;
     }
     while (follower.pending.size() < most && follower.next < feed.first + feed.kept.size()) {
         const Event& event = feed.kept[follower.next - feed.first];
@@ -205,7 +205,7 @@ Taken Feed_take(Follower& follower, std::size_t most, std::string& text) {
     if (more) {
         wakeUp(follower);
     }
-    return text.empty() ? Taken::kNothingYet : Taken::kText;
+    return text.empty() ? Fetched::kNothingYet : Fetched::kText;
 }
 
 int Feed_descriptor(const Follower& follower) {

@@ -40,7 +40,7 @@ void Feed_stop(Feed& feed);
 std::size_t Feed_clients(const Feed& feed);
 
 /// What a client gets from Feed_take().
-enum class Taken { kText, kNothingYet, kDropped, kStopped };
+enum class Fetched { kText, kNothingYet, kDropped, kStopped };
 
 struct Follower;
 struct FollowerClose {
@@ -55,7 +55,7 @@ using FollowerHandle = std::unique_ptr<Follower, FollowerClose>;
 FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket);
 
 /// Gives what is there for the client, at most `most` bytes of it, as text/event-stream.
-Taken Feed_take(Follower& follower, std::size_t most, std::string& text);
+Fetched Feed_take(Follower& follower, std::size_t most, std::string& text);
 
 /// A descriptor that is readable when there may be something to take. Stays the follower's.
 int Feed_descriptor(const Follower& follower);

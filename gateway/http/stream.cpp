@@ -51,11 +51,11 @@ ssize_t read(void* closure, std::uint64_t /*position*/, char* buffer, std::size_
     const auto until = steady_clock::now() + kQuietMax;
     while (true) {
         std::string text;
-        const Taken taken = Feed_take(*stream.follower, most, text);
-        if (taken == Taken::kText) {
+        const Fetched taken = Feed_take(*stream.follower, most, text);
+        if (taken == Fetched::kText) {
             return put(buffer, text);
         }
-        if (taken != Taken::kNothingYet || !await(stream, until)) {
+        if (taken != Fetched::kNothingYet || !await(stream, until)) {
             return MHD_CONTENT_READER_END_OF_STREAM;
         }
         if (steady_clock::now() >= until) {
