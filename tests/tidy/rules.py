@@ -40,9 +40,11 @@ HOUSES = (
      ("src/protocol/",), ("src/console/", "src/netif/"), ("src/base/", "src/base64.")),
     (("lib/client/",), ("lib/catalogue/", "lib/frontend/", "lib/image/", "lib/wire/"),
      ("lib/base/",)),
-    (("gateway/main.cpp",), ("gateway/http/", "gateway/config/"), ("gateway/operations/",),
-     ("gateway/asking/", "gateway/store/", "gateway/events/", "gateway/metrics/"),
-     ("gateway/planner/",), ("gateway/state/",)),
+    (("gateway/main.cpp",), ("gateway/program/",), ("gateway/http/",), ("gateway/api/",),
+     ("gateway/operations/",),
+     ("gateway/asking/", "gateway/store/", "gateway/events/", "gateway/metrics/",
+      "gateway/config/"),
+     ("gateway/planner/",), ("gateway/state/",), ("gateway/base/",)),
 )
 
 # Which houses stand beside each other; a house includes of the others what `may` names.
