@@ -33,8 +33,9 @@ struct Asking {
     std::function<std::vector<Verdict>(const std::vector<Request>& changes, Moment until)> confirm;
 
     /// Has the daemon update one device, on a connection of its own, and waits for the end of that.
-    /// `begun` is called when the opening discovery is over. kOverwritten: the daemon is done, and
-    /// what came of it only the version of the device tells.
+    /// `begun` is called when the command was sent and its opening discovery is over; where it is
+    /// not, nothing was sent. kOverwritten: the daemon is done, and what came of it only the version
+    /// of the device tells.
     std::function<Reply(const Request& update, const std::string& address,
                         const std::function<void()>& begun)>
         update;

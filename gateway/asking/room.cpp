@@ -19,7 +19,7 @@ constexpr int kMostSenders = 256;
 
 /// How long the answer to a one-way command may take, which the daemon gives at once, and after which
 /// time it is asked whether it was overwritten.
-constexpr std::chrono::milliseconds kSendAnswer = 3s;
+constexpr std::chrono::milliseconds kSendAnswer = 2s;
 constexpr std::chrono::milliseconds kSendMarker = 100ms;
 
 /// How often a read for somebody is begun at most.

@@ -167,8 +167,8 @@ Reply Update_run(Line& line, Reads& reads, const Request& update, const std::str
               began + std::chrono::milliseconds(update.command->exchange.timeout_ms)};
     work.ticket.upload_to = Uploads_address(address);
     Reply reply = openAmongReads(work, reads);
-    begun();
     if (reply.succeeded()) {
+        begun();
         reply = finish(work, awaitEnd(work, stop), stop);
         line.desk.withdraw(work.ticket);
     }

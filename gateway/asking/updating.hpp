@@ -15,7 +15,7 @@
 namespace avoip::gw {
 
 /// Updates the device at this address, and waits for the end of that, or for `stop`. `begun` is
-/// called when the opening discovery is over. End::kOverwritten: the daemon is done.
+/// called when the command was sent and its opening discovery is over. End::kOverwritten: the daemon is done.
 Reply Update_run(Line& line, Reads& reads, const Request& update, const std::string& address,
                  const std::function<void()>& begun, const std::stop_token& stop);
 

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "gateway/operations/outcome.hpp"
@@ -39,10 +40,20 @@ class Body {
 
     /// Finds fault with a member, unless something is wrong already.
     void blame(std::string_view key, std::string detail);
-    /// Takes a problem of a body within this one over.
-    void take(const Body& inner);
+    /// Takes the problem of something within this one over, if there is one.
+    void take(const std::optional<Problem>& problem);
+    template <class Value>
+    void take(const Outcome<Value>& inner) {
+        take(inner.succeeded() ? std::nullopt : std::optional(inner.problem()));
+    }
 
     [[nodiscard]] const std::optional<Problem>& problem() const { return problem_; }
+
+    /// What was read, unless there is a problem.
+    template <class Value>
+    [[nodiscard]] Outcome<Value> outcome(Value value) const {
+        return problem_ ? Outcome<Value>(*problem_) : Outcome<Value>(std::move(value));
+    }
 
   private:
     const cJSON* find(std::string_view key);
@@ -52,7 +63,10 @@ class Body {
     std::optional<Problem> problem_ = {};
 };
 
-/// Reads {DECODER:ID|null,...} for each kind that `routes` holds, and nothing else.
+/// Reads {DECODER:ID|null,...}.
+Outcome<ByName<std::string>> RouteMap_read(const cJSON* decoders, const std::string& path);
+
+/// Reads {"video":{DECODER:ID|null,...},"serial":{...},"ir":{...}}, each of which may be missing.
 Outcome<RouteTable> RouteTable_read(const cJSON* routes, const std::string& path = {});
 
 }  // namespace avoip::gw

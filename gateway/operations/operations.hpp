@@ -8,6 +8,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -39,10 +40,12 @@ struct Operations {
     const Asking& asking;
     const Keeping& keeping;
     Clock clock;
+    std::timed_mutex changing = {};  ///< settings that are read first and sent back then
+    std::mutex walls_changing = {};  ///< no decoder may get into two walls
 };
 
 /// How long a change waits for its turn.
-inline constexpr std::chrono::milliseconds kTurnPatience{4'000};
+inline constexpr std::chrono::milliseconds kTurnPatience{3'500};
 
 /// The problem that such an end of an ask is; `reply` is no success.
 Problem Problem_of(const Reply& reply);
@@ -61,5 +64,12 @@ std::optional<Problem> Problem_ofDevice(const State& state, const std::string& i
 /// none.
 std::optional<Problem> Problem_ofLocks(const State& state, const Actor& actor,
                                        const std::set<std::string>& decoders);
+
+/// Whether the daemon has carried a one-way command out, as far as it says so: where its answer was
+/// overwritten, it is done with it at least.
+bool Reply_isSent(const Reply& reply);
+
+/// Sends a one-way command, as soon as it has its turn.
+Outcome<Done> Operations_send(const Operations& operations, const Request& command);
 
 }  // namespace avoip::gw

@@ -4,22 +4,16 @@
 
 namespace avoip::gw {
 
-namespace {
-
-constexpr std::array<std::string_view, kRouteKinds> kKindNames{"video", "serial", "ir"};
-
-}  // namespace
-
 std::string_view RouteKind_name(RouteKind kind) {
-    return kKindNames.at(static_cast<std::size_t>(kind));
+    return kRouteKindNames.at(static_cast<std::size_t>(kind));
 }
 
 std::optional<RouteKind> RouteKind_find(std::string_view name) {
-    const auto* const found = std::ranges::find(kKindNames, name);
-    if (found == kKindNames.end()) {
+    const auto* const found = std::ranges::find(kRouteKindNames, name);
+    if (found == kRouteKindNames.end()) {
         return std::nullopt;
     }
-    return static_cast<RouteKind>(found - kKindNames.begin());
+    return static_cast<RouteKind>(found - kRouteKindNames.begin());
 }
 
 std::string_view DeviceType_name(DeviceType type) {

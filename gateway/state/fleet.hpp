@@ -46,6 +46,8 @@ enum class RouteKind { kVideo, kSerial, kIr };
 inline constexpr std::size_t kRouteKinds = 3;
 inline constexpr std::array kAllRouteKinds{RouteKind::kVideo, RouteKind::kSerial, RouteKind::kIr};
 
+inline constexpr std::array<std::string_view, kRouteKinds> kRouteKindNames{"video", "serial", "ir"};
+
 /// "video", "serial" or "ir", and back.
 std::string_view RouteKind_name(RouteKind kind);
 std::optional<RouteKind> RouteKind_find(std::string_view name);

@@ -18,8 +18,11 @@
 
 namespace avoip::gw {
 
+template <class Resource>
+using ByName = std::map<std::string, Resource, std::less<>>;
+
 /// Routes that are wanted: for each kind, by decoder, the encoder; empty for none.
-using RouteTable = std::array<std::map<std::string, std::string, std::less<>>, kRouteKinds>;
+using RouteTable = std::array<ByName<std::string>, kRouteKinds>;
 
 struct Preset {
     std::string name = {};

@@ -92,9 +92,6 @@ struct SharedText {
     std::shared_ptr<const std::string> text = {};
 };
 
-template <class Resource>
-using ByName = std::map<std::string, Resource, std::less<>>;
-
 struct State {
     std::string site = "main";
     std::string version = {};  ///< the program's own
