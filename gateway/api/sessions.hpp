@@ -22,6 +22,7 @@ struct UserSession {
     std::string user;
     std::string csrf_token;
     Time expires_at;
+    bool operator==(const UserSession&) const = default;
 };
 
 struct Sessions {
