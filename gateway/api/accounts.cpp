@@ -74,7 +74,8 @@ void check(AccountResult result, std::string_view what, const std::string& name)
     }
 }
 
-std::string sessionJson(const std::string& user, Role role, const std::optional<UserSession>& session) {
+std::string sessionJson(const std::string& user, Role role,
+                        const std::optional<UserSession>& session) {
     const Json json = Json_newObject();
     Json_addText(json.get(), "user", user);
     Json_addText(json.get(), "role", Role_name(role));

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <exception>
 
+#include "gateway/api/handlers.hpp"
 #include "gateway/api/journal.hpp"
+#include "gateway/api/json_body.hpp"
 #include "gateway/base/text.hpp"
 
 namespace avoip::gw {
@@ -69,6 +71,16 @@ void checkQuery(const Call& call) {
     }
 }
 
+/// A call without a body takes an empty object for none.
+void checkNoBody(const Call& call) {
+    if (call.endpoint->body == BodyKind::kNone && !call.body.empty()) {
+        const Json tree = Body_parse(call.body);
+        Body body(tree.get());
+        body.only({});
+        handlers::check(body);
+    }
+}
+
 /// Who did what, with which result; nothing when it changed nothing.
 void writeLog(Gateway& gateway, const Call& call, const Response& response) {
     const bool sent = response.status == 502 || response.status == 504;
@@ -93,6 +105,7 @@ void writeLog(Gateway& gateway, const Call& call, const Response& response) {
 Response handled(Gateway& gateway, Call& call) {
     try {
         checkQuery(call);
+        checkNoBody(call);
         return call.endpoint->handle(gateway, call);
     } catch (const Problem& problem) {
         return Response_problem(problem);

@@ -113,7 +113,6 @@ Response removePreset(Gateway& gateway, Call& call) {
 }
 
 Response recallPreset(Gateway& gateway, Call& call) {
-    Body_parse(call.body, true);
     const Preset recalled = find(gateway, &State::presets, kPresetKind, call.parts.at(0));
     return Response_json(
         RouteResults_json(take(Routes_recall(gateway.operations, actorOf(call), recalled.routes))));

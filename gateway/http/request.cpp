@@ -216,6 +216,8 @@ void Request_begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Con
         request.refusal = problem;
     } catch (const StoreError& error) {
         request.refusal = Problem{error.full ? 507 : 500, error.text + "."};
+    } catch (const TooManyUploads&) {
+        request.refusal = Problem{503, "Other images are on their way in.", "", 10};
     }
     if (request.refusal) {
         const auto length = header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH);

@@ -156,6 +156,9 @@ void serve(const Config& config, const std::string& data) {
         std::cerr << " " << text;
     }
     std::cerr << std::endl;
+    if (!config.mqtt.broker.empty()) {
+        std::cerr << "avoipgw: this version connects to no broker; [mqtt] is passed over\n";
+    }
     awaitSignal();
     room.stop();
 }

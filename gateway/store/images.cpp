@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -20,6 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kUnfinished = "upload-";
+
+std::atomic<int> uploads = 0;
 
 [[noreturn]] void failWith(const std::string& path) {
     throw StoreError{path + ": " + std::generic_category().message(errno),
@@ -133,6 +136,17 @@ std::vector<std::string> Image_surplus(Store& store, const std::string& data, in
         }
     }
     return surplus;
+}
+
+ImageUpload::Place::Place() {
+    if (++uploads > kUploadsMax) {
+        --uploads;
+        throw TooManyUploads{};
+    }
+}
+
+ImageUpload::Place::~Place() {
+    --uploads;
 }
 
 ImageUpload::ImageUpload(const std::string& data)

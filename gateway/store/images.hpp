@@ -48,10 +48,15 @@ std::vector<ImageFacts> Image_list(Store& store);
 /// Removes the facts and the file; gives whether there were any.
 bool Image_remove(Store& store, const std::string& data, std::string_view id);
 
+/// So many images may come in at once.
+inline constexpr int kUploadsMax = 4;
+/// Thrown when there are more.
+struct TooManyUploads {};
+
 /// An image as it comes in. What has not been kept when the object goes is removed.
 class ImageUpload {
   public:
-    /// Begins a file. Throws StoreError.
+    /// Begins a file. Throws StoreError, or TooManyUploads.
     explicit ImageUpload(const std::string& data);
     ~ImageUpload();
     ImageUpload(const ImageUpload&) = delete;
@@ -67,6 +72,15 @@ class ImageUpload {
     bool keep(Store& store, const ImageFacts& image);
 
   private:
+    /// One of the images that come in.
+    struct Place {
+        Place();
+        ~Place();
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+    };
+
+    Place place_;
     std::string data_;
     std::string path_;
     Descriptor file_;
