@@ -80,6 +80,6 @@ class GatewayBed : public testing::Test {
     }
 
     const std::string folder = makeFolder();
-    const bed::Namespaces namespaces{bed::Control::kAbsent};
+    bed::Namespaces namespaces{bed::Control::kAbsent};
     std::unique_ptr<bed::Daemon> gateway;
 };
