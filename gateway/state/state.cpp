@@ -111,7 +111,28 @@ void tellOf(State& state, const Device& before, const Device& after, bool known)
     }
 }
 
+void removeDevice(State& state, const std::string& id) {
+    state.devices.erase(id);
+    for (ByName<Route>& routes : state.routes) {
+        routes.erase(id);
+    }
+    publish(state, ChangeKind::kDeviceRemoved, id, [&] { return Deleted_json("id", id); });
+}
+
+/// Makes room for another device, at the cost of the one that was not heard for the longest time.
+void makeRoom(State& state) {
+    if (state.devices.size() < kMostDevices) {
+        return;
+    }
+    const auto oldest = std::ranges::min_element(
+        state.devices, {}, [](const auto& entry) { return entry.second.last_seen; });
+    removeDevice(state, std::string(oldest->first));
+}
+
 void learnDevice(State& state, const Heard& heard, Time now, bool missing) {
+    if (!state.devices.contains(heard.report->id)) {
+        makeRoom(state);
+    }
     const auto [place, added] = state.devices.try_emplace(heard.report->id);
     Device& device = place->second;
     const Device before = device;
@@ -260,13 +281,7 @@ bool State_forget(State& state, std::string_view id) {
     if (found == state.devices.end() || found->second.online) {
         return false;
     }
-    const std::string forgotten = found->first;
-    state.devices.erase(found);
-    for (ByName<Route>& routes : state.routes) {
-        routes.erase(forgotten);
-    }
-    publish(state, ChangeKind::kDeviceRemoved, forgotten,
-            [&] { return Deleted_json("id", forgotten); });
+    removeDevice(state, std::string(found->first));
     publishCounts(state);
     return true;
 }

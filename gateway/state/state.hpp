@@ -92,6 +92,10 @@ struct SharedText {
     std::shared_ptr<const std::string> text = {};
 };
 
+/// More devices are not known at the same time: whoever lets more identities appear than any site has
+/// makes those forgotten that were not heard for the longest time.
+inline constexpr std::size_t kMostDevices = 4'096;
+
 struct State {
     std::string site = "main";
     std::string version = {};  ///< the program's own
