@@ -32,9 +32,9 @@ const bench::FloorWork kSingleReply{
 
 /// What one server needed, round by round; the latencies are of single commands.
 struct Cost {
-    std::vector<double> cpuUs;
-    std::vector<double> p50Us;
-    std::vector<double> p99Us;
+    std::vector<double> cpu_us;
+    std::vector<double> p50_us;
+    std::vector<double> p99_us;
 };
 
 void expect(bool kept, const std::string& what) {
@@ -43,21 +43,21 @@ void expect(bool kept, const std::string& what) {
     }
 }
 
-/// Asks kCommands times on one connection. `deviceTimeUs` says what of the last command's latency
+/// Asks kCommands times on one connection. `deviceTime_us` says what of the last command's latency
 /// was the device's.
 void askOnOneConnection(const bench::Server& server, const std::string& line, Cost& cost,
-                        const std::function<double()>& deviceTimeUs) {
+                        const std::function<double()>& deviceTime_us) {
     bed::Console console = server.connect();
-    server.askUs(console, line);
-    std::vector<double> latenciesUs;
-    const double before = bench::cpuUs(server.pid());
+    server.ask_us(console, line);
+    std::vector<double> latencies_us;
+    const double before = bench::cpu_us(server.pid());
     for (std::size_t i = 0; i < kCommands; ++i) {
-        const double latencyUs = server.askUs(console, line);
-        latenciesUs.push_back(latencyUs - deviceTimeUs());
+        const double latency_us = server.ask_us(console, line);
+        latencies_us.push_back(latency_us - deviceTime_us());
     }
-    cost.cpuUs.push_back((bench::cpuUs(server.pid()) - before) / kCommands);
-    cost.p50Us.push_back(bench::percentile(latenciesUs, 0.5));
-    cost.p99Us.push_back(bench::percentile(latenciesUs, 0.99));
+    cost.cpu_us.push_back((bench::cpu_us(server.pid()) - before) / kCommands);
+    cost.p50_us.push_back(bench::percentile(latencies_us, 0.5));
+    cost.p99_us.push_back(bench::percentile(latencies_us, 0.99));
 }
 
 void printCost(const std::string& command, const Cost& daemon, const Cost& floor,
@@ -69,9 +69,9 @@ void printCost(const std::string& command, const Cost& daemon, const Cost& floor
                         bench::number(bench::median(bare), 1) + " us", bench::number(ratio, 2),
                         hasGoal ? bench::atMost(kGoal, ratio) : "");
     };
-    row(command + ": processor time", daemon.cpuUs, floor.cpuUs, !latencyHasGoal);
-    row(command + ": " + latency + ", p50", daemon.p50Us, floor.p50Us, latencyHasGoal);
-    row(command + ": " + latency + ", p99", daemon.p99Us, floor.p99Us, false);
+    row(command + ": processor time", daemon.cpu_us, floor.cpu_us, !latencyHasGoal);
+    row(command + ": " + latency + ", p50", daemon.p50_us, floor.p50_us, latencyHasGoal);
+    row(command + ": " + latency + ", p99", daemon.p99_us, floor.p99_us, false);
 }
 
 void oneConnection(const bed::Namespaces& namespaces) {
@@ -104,14 +104,14 @@ double askOnManyConnections(const bench::Server& server) {
     for (std::size_t i = 0; i < kConnections; ++i) {
         consoles.push_back(server.connect());
     }
-    const double begin = bench::nowUs();
+    const double begin = bench::now_us();
     for (bed::Console& console : consoles) {
         console.send(lines);
     }
     for (bed::Console& console : consoles) {
         console.awaitClosed();
     }
-    return kConnections * kCommands * 1e6 / (bench::nowUs() - begin);
+    return kConnections * kCommands * 1e6 / (bench::now_us() - begin);
 }
 
 void eightConnections(const bed::Namespaces& namespaces) {
@@ -146,7 +146,7 @@ void singleReply(const bed::Namespaces& namespaces) {
         for (const auto& [server, cost] :
              {std::pair{&daemon, &daemonCost}, std::pair{&floor, &floorCost}}) {
             askOnOneConnection(*server, bench::kSingleReplyLine, *cost,
-                               [&devices] { return devices.ownTimeUs(); });
+                               [&devices] { return devices.ownTime_us(); });
             expect(server->answer() == kSingleReply.answer, "a wrong answer to a single reply");
         }
     }

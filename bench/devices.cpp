@@ -46,10 +46,10 @@ void Responder::answerAll(const std::stop_token& stop) {
         socklen_t size = sizeof asker;
         ::recvfrom(socket_.get(), request.data(), request.size(), 0,
                    reinterpret_cast<sockaddr*>(&asker), &size);
-        const double begin = nowUs();
+        const double begin = now_us();
         bed::sendBurst(socket_, asker, replies_);
-        lastSentUs_ = nowUs();
-        ownTimeUs_ = lastSentUs_ - begin;
+        lastSent_us_ = now_us();
+        ownTime_us_ = lastSent_us_ - begin;
     }
 }
 
@@ -61,7 +61,7 @@ std::string routeReply() {
 std::vector<std::string> deviceReplies(int count) {
     std::vector<std::string> replies;
     for (int i = 0; i < count; ++i) {
-        replies.push_back(deviceReply("TX-" + std::to_string(10'000 + i)));
+        replies.push_back(bed::deviceReply("TX-" + std::to_string(10'000 + i)));
     }
     return replies;
 }

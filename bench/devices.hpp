@@ -29,18 +29,18 @@ class Responder {
   public:
     Responder(const bed::Namespaces& namespaces, std::vector<std::string> replies);
 
-    /// When the last reply to the last request was on its way, on the clock of nowUs().
-    double lastSentUs() const { return lastSentUs_.load(); }
+    /// When the last reply to the last request was on its way, on the clock of now_us().
+    double lastSent_us() const { return lastSent_us_.load(); }
     /// What the devices took for the last request themselves, from its receipt to the last reply.
-    double ownTimeUs() const { return ownTimeUs_.load(); }
+    double ownTime_us() const { return ownTime_us_.load(); }
 
   private:
     void answerAll(const std::stop_token& stop);
 
     avoip::Descriptor socket_;
     std::vector<std::string> replies_;
-    std::atomic<double> lastSentUs_{0};
-    std::atomic<double> ownTimeUs_{0};
+    std::atomic<double> lastSent_us_{0};
+    std::atomic<double> ownTime_us_{0};
     std::jthread thread_;
 };
 

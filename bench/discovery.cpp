@@ -31,8 +31,8 @@ const bench::FloorWork kWork{
 };
 
 struct Cost {
-    std::vector<double> cpuUs;
-    std::vector<double> beyondUs;
+    std::vector<double> cpu_us;
+    std::vector<double> beyond_us;
     std::size_t listed = 0;
 };
 
@@ -46,15 +46,15 @@ std::size_t countOf(const std::string& text, const std::string& what) {
 }
 
 /// @param mark       what the answer holds once for each device
-/// @param silenceUs  how long this server waits for more
+/// @param silence_us  how long this server waits for more
 void discover(const bench::Server& server, const bench::Responder& devices, const char* mark,
-              double silenceUs, Cost& cost) {
+              double silence_us, Cost& cost) {
     bed::Console console = server.connect();
-    const double before = bench::cpuUs(server.pid());
+    const double before = bench::cpu_us(server.pid());
     server.askPatiently(console, kLine);
-    const double answeredUs = bench::nowUs();
-    cost.cpuUs.push_back(bench::cpuUs(server.pid()) - before);
-    cost.beyondUs.push_back(answeredUs - devices.lastSentUs() - silenceUs);
+    const double answered_us = bench::now_us();
+    cost.cpu_us.push_back(bench::cpu_us(server.pid()) - before);
+    cost.beyond_us.push_back(answered_us - devices.lastSent_us() - silence_us);
     cost.listed += countOf(server.answer(), mark);
 }
 
@@ -66,19 +66,19 @@ void printFleet(int size, const Cost& daemon, const Cost& floor, std::FILE* plot
     bench::printRow(fleet + ": replies lost of " + std::to_string(sent), lost(daemon), lost(floor),
                     "", bench::goal("none", daemon.listed == sent));
     const auto each = [size](const Cost& cost) {
-        return bench::number(bench::median(cost.cpuUs) / size, 1) + " us";
+        return bench::number(bench::median(cost.cpu_us) / size, 1) + " us";
     };
     bench::printRow(fleet + ": processor time per reply", each(daemon), each(floor),
-                    bench::number(bench::medianRatio(daemon.cpuUs, floor.cpuUs), 2));
+                    bench::number(bench::medianRatio(daemon.cpu_us, floor.cpu_us), 2));
     const auto beyond = [](const Cost& cost) {
-        return bench::number(bench::median(cost.beyondUs) / 1000, 2) + " ms";
+        return bench::number(bench::median(cost.beyond_us) / 1000, 2) + " ms";
     };
     const char* const end = size < kRoom ? ": time beyond the silence" : ": time to the answer";
     bench::printRow(fleet + end, beyond(daemon), beyond(floor),
-                    bench::number(bench::medianRatio(daemon.beyondUs, floor.beyondUs), 2));
+                    bench::number(bench::medianRatio(daemon.beyond_us, floor.beyond_us), 2));
     if (plot != nullptr) {
-        std::fprintf(plot, "%d %.3f %.3f\n", size, bench::median(daemon.cpuUs) / 1000,
-                     bench::median(floor.cpuUs) / 1000);
+        std::fprintf(plot, "%d %.3f %.3f\n", size, bench::median(daemon.cpu_us) / 1000,
+                     bench::median(floor.cpu_us) / 1000);
     }
 }
 

@@ -74,9 +74,9 @@ void post(const Floor& floor, std::string_view answer) {
 }
 
 /// The next reply; 0 when there is none in time.
-std::size_t takeReply(const Floor& floor, char* buffer, std::size_t room, int timeoutMs) {
+std::size_t takeReply(const Floor& floor, char* buffer, std::size_t room, int timeout_ms) {
     pollfd entry{floor.devices, POLLIN, 0};
-    if (::poll(&entry, 1, timeoutMs) <= 0) {
+    if (::poll(&entry, 1, timeout_ms) <= 0) {
         return 0;
     }
     const ssize_t got = ::recv(floor.devices, buffer, room, 0);
@@ -127,8 +127,8 @@ int run(Floor floor, int port, key_t key) {
     }
     floor.segment = static_cast<char*>(memory);
     floor.devices = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const int queueBytes = 4 * 1024 * 1024;
-    ::setsockopt(floor.devices, SOL_SOCKET, SO_RCVBUFFORCE, &queueBytes, sizeof queueBytes);
+    const int queue_bytes = 4 * 1024 * 1024;
+    ::setsockopt(floor.devices, SOL_SOCKET, SO_RCVBUFFORCE, &queue_bytes, sizeof queue_bytes);
 
     const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int on = 1;

@@ -14,7 +14,7 @@ namespace bench {
 
 namespace {
 
-double readUs(clockid_t clock) {
+double read_us(clockid_t clock) {
     timespec time{};
     if (::clock_gettime(clock, &time) != 0) {
         bed::throwSystemError("a clock cannot be read");
@@ -24,17 +24,17 @@ double readUs(clockid_t clock) {
 
 }  // namespace
 
-double nowUs() {
-    return readUs(CLOCK_MONOTONIC);
+double now_us() {
+    return read_us(CLOCK_MONOTONIC);
 }
 
-double cpuUs(pid_t process) {
+double cpu_us(pid_t process) {
     clockid_t clock{};
     errno = ::clock_getcpuclockid(process, &clock);
     if (errno != 0) {
         bed::throwSystemError("no processor clock of process " + std::to_string(process));
     }
-    return readUs(clock);
+    return read_us(clock);
 }
 
 double percentile(std::vector<double> values, double share) {

@@ -1,5 +1,5 @@
 // What all benchmarks share: clocks, the summary of many values, and the rows of the one table that
-// scripts/bench prints.
+// scripts/measure bench prints.
 #pragma once
 
 #include <sys/types.h>
@@ -10,11 +10,11 @@
 namespace bench {
 
 /// The monotonic clock, in microseconds.
-double nowUs();
+double now_us();
 
 /// The processor time that a running process has used so far, all its threads, user and system, in
 /// microseconds.
-double cpuUs(pid_t process);
+double cpu_us(pid_t process);
 
 /// The value below which `share` (0 to 1) of the values lie; of at least one value.
 double percentile(std::vector<double> values, double share);

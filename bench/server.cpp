@@ -46,15 +46,15 @@ template <typename Pause>
 double timeAnswer(bed::Segment& segment, bed::Console& console, const std::string& line,
                   const Pause& pause) {
     segment.clear();
-    const double begin = nowUs();
+    const double begin = now_us();
     console.send(line);
     while (!segment.hasAnswer()) {
         pause();
-        if (nowUs() - begin > kPatienceUs) {
+        if (now_us() - begin > kPatienceUs) {
             throw bed::Error("no answer to " + line);
         }
     }
-    return nowUs() - begin;
+    return now_us() - begin;
 }
 
 }  // namespace
@@ -87,7 +87,7 @@ void Server::interrupt() {
     program_.awaitExit();
 }
 
-double Server::askUs(bed::Console& console, const std::string& line) const {
+double Server::ask_us(bed::Console& console, const std::string& line) const {
     return timeAnswer(*segment_, console, line, [] { ::sched_yield(); });
 }
 

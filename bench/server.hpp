@@ -38,7 +38,7 @@ class Server {
     explicit Server(const FloorWork& work);
 
     pid_t pid() const { return program_.pid(); }
-    std::size_t residentKiB() const { return program_.residentKiB(); }
+    std::size_t resident_kib() const { return program_.resident_kib(); }
 
     /// Interrupts the program, and the tool that it runs under, and waits for their end.
     void interrupt();
@@ -49,7 +49,7 @@ class Server {
     /// Clears the prefix, sends the line in one piece, and spins until the answer stands.
     /// @return the time from there, the writing included, in microseconds: while a line is written
     ///         the server may be at work on it already
-    double askUs(bed::Console& console, const std::string& line) const;
+    double ask_us(bed::Console& console, const std::string& line) const;
     /// The same without a busy processor, for answers that take long: it looks every 50 us.
     void askPatiently(bed::Console& console, const std::string& line) const;
 

@@ -39,22 +39,22 @@ pid_t start(const char* program) {
 }
 
 /// The connection is known to be accepted when its thread has read a line and ended it.
-double daemonMs() {
-    const double begin = bench::nowUs();
+double daemon_ms() {
+    const double begin = bench::now_us();
     const pid_t process = start(bench::daemonPath().c_str());
     bed::Console console;
     console.send("exit!");
     console.awaitClosed();
-    const double ended = bench::nowUs();
+    const double ended = bench::now_us();
     ::kill(process, SIGKILL);
     ::waitpid(process, nullptr, 0);
     return (ended - begin) / 1000;
 }
 
-double emptyMs() {
-    const double begin = bench::nowUs();
+double empty_ms() {
+    const double begin = bench::now_us();
     ::waitpid(start(EMPTY_PATH), nullptr, 0);
-    return (bench::nowUs() - begin) / 1000;
+    return (bench::now_us() - begin) / 1000;
 }
 
 void measure() {
@@ -63,8 +63,8 @@ void measure() {
     std::vector<double> empty;
     std::vector<double> beyond;
     for (int round = 0; round < kRounds; ++round) {
-        daemon.push_back(daemonMs());
-        empty.push_back(emptyMs());
+        daemon.push_back(daemon_ms());
+        empty.push_back(empty_ms());
         beyond.push_back(daemon.back() - empty.back());
     }
     const double medianBeyond = bench::median(beyond);

@@ -70,8 +70,8 @@ avoip::Descriptor tryToConnect() {
     return socket;
 }
 
-// The floor: the next piece of the stream, until there is none; one send for each; and the wait for
-// the reply.
+/// The floor: the next piece of the stream, until there is none; one send for each; and the wait
+/// for the reply.
 void sendBare(const std::function<std::string_view()>& nextPiece) {
     const avoip::Descriptor socket = tryToConnect();
     for (std::string_view piece = nextPiece(); !piece.empty();) {
@@ -123,9 +123,9 @@ void uploadByDaemon(const bed::ImageFile& image) {
 }
 
 double rateOf(const std::function<void()>& act) {
-    const double begin = bench::nowUs();
+    const double begin = bench::now_us();
     act();
-    return kMebibytes * 1e6 / (bench::nowUs() - begin);
+    return kMebibytes * 1e6 / (bench::now_us() - begin);
 }
 
 struct Contender {

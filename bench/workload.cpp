@@ -1,5 +1,5 @@
 // Runs the daemon under a tool that looks at it (strace, perf, valgrind) and gives it work, COUNT
-// commands of one kind; scripts/profile runs this.
+// commands of one kind; scripts/measure profile runs this.
 //
 //   workload one-way|single-reply|discovery COUNT /PATH/TO/TOOL [ARGUMENT]...
 //

@@ -18,6 +18,9 @@ static_assert(kAnswerCapacity == kAnswerBufferSize);
 
 namespace {
 
+/// For `strings`: the daemon takes no arguments and says its version nowhere else.
+[[gnu::used]] constexpr char kVersion[] = "avoipd " AVOIP_VERSION;
+
 constexpr const char* kControlInterface = "eth0.2";
 constexpr const char* kIdentityName = "Control";
 constexpr const char* kDeviceGroup = "239.255.255.250";

@@ -17,8 +17,8 @@ namespace avoip::gw {
 
 /// Who calls.
 struct Caller {
-    /// The user's or token's name; "local" on loopback without any user; nothing where reading needs
-    /// no log-in.
+    /// The user's or token's name; "local" on loopback without any user; nothing where reading
+    /// needs no log-in.
     std::optional<std::string> name = {};
     Role role = Role::kViewer;
     std::string address = {};

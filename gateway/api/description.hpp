@@ -1,5 +1,5 @@
-// The description of the API (OpenAPI 3.1), made of the rows of endpoint.hpp and of the schemas that
-// stand in schemas.json.
+// The description of the API (OpenAPI 3.1), made of the rows of endpoint.hpp and of the schemas
+// that stand in schemas.json.
 #pragma once
 
 #include <string>

@@ -72,8 +72,8 @@ Match Endpoint_match(std::string_view method, std::string_view path);
 /// Decodes "%XX", and "+" as a blank in a query. Nothing when a "%" has no two digits behind it.
 std::optional<std::string> Url_decode(std::string_view text, bool isQuery);
 
-/// Makes the call, which the caller may make, and gives its response, whatever happens. What changes
-/// something is logged.
+/// Makes the call, which the caller may make, and gives its response, whatever happens. What
+/// changes something is logged.
 Response Endpoint_call(Gateway& gateway, Call& call);
 
 }  // namespace avoip::gw

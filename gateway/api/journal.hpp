@@ -19,8 +19,9 @@ std::string LogEntry_json(const LogEntry& entry);
 /// Stores entries, and tells of them as events. Throws StoreError.
 void Journal_write(Store& store, SharedState& state, std::span<LogEntry> entries);
 
-/// Writes entries that come from where nobody may wait, many at a time, on a thread of its own. When
-/// the disk is full they are lost; so are the oldest that wait when there are more than kWaitingMax.
+/// Writes entries that come from where nobody may wait, many at a time, on a thread of its own.
+/// When the disk is full they are lost; so are the oldest that wait when there are more than
+/// kWaitingMax.
 class Journal {
   public:
     static constexpr std::size_t kWaitingMax = 10'000;

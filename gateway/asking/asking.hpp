@@ -1,7 +1,7 @@
 // What the rest of the gateway asks of the one room that talks to the daemon, and what it is told.
 //
-// Operations stand on these functions, so that tests can put a model in their place. Every wait ends
-// at the moment that is given. The functions may be called from any number of threads at once.
+// Operations stand on these functions, so that tests can put a model in their place. Every wait
+// ends at the moment that is given. The functions may be called from any number of threads at once.
 #pragma once
 
 #include <functional>
@@ -34,8 +34,8 @@ struct Asking {
 
     /// Has the daemon update one device, on a connection of its own, and waits for the end of that.
     /// `begun` is called when the command was sent and its opening discovery is over; where it is
-    /// not, nothing was sent. kOverwritten: the daemon is done, and what came of it only the version
-    /// of the device tells.
+    /// not, nothing was sent. kOverwritten: the daemon is done, and what came of it only the
+    /// version of the device tells.
     std::function<Reply(const Request& update, const std::string& address,
                         const std::function<void()>& begun)>
         update;

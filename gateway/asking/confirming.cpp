@@ -115,8 +115,8 @@ void listDevice(Confirming& confirming, const DeviceWatch& watch, Session& sessi
     }
 }
 
-/// After a look: the second look at what agrees comes soon, what does not is given some time, as long
-/// as there is any.
+/// After a look: the second look at what agrees comes soon, what does not is given some time, as
+/// long as there is any.
 void plan(Confirming& confirming, DeviceWatch& watch, Moment now) {
     const bool patience = now <= *watch.first_look + kPatience;
     watch.next_look = now;

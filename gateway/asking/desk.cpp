@@ -103,7 +103,8 @@ avoip_result Desk::enter(Moment until, bool passes, Reason& reason) {
     return result;
 }
 
-/// Takes the turn. What stands in the segment then is handed out, and nothing stands there any more.
+/// Takes the turn. What stands in the segment then is handed out, and nothing stands there any
+/// more.
 avoip_result Desk::take(Lock& held, Moment until, Reason& reason) {
     taking_ = true;
     held.unlock();

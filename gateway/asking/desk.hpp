@@ -1,11 +1,13 @@
-// The desk: the turn, the answer segment and the notes, for all connections of this process at once.
+// The desk: the turn, the answer segment and the notes, for all connections of this process at
+// once.
 //
-// Other front ends see one more front end: it takes its turn, leaves notes of what is owed to it, and
-// waits for what is owed to others. Within the process several questions may be under way in one turn
-// - a read that waits for its device, a one-way command that passes it, the updates of devices - and
-// one thread reads the segment and hands each answer out by the name that it carries. An answer that
-// was overwritten by another is found missing by a marker: a line that no command matches, which the
-// daemon answers when it is done with what came before it on the same connection.
+// Other front ends see one more front end: it takes its turn, leaves notes of what is owed to it,
+// and waits for what is owed to others. Within the process several questions may be under way in
+// one turn
+// - a read that waits for its device, a one-way command that passes it, the updates of devices -
+// and one thread reads the segment and hands each answer out by the name that it carries. An answer
+// that was overwritten by another is found missing by a marker: a line that no command matches,
+// which the daemon answers when it is done with what came before it on the same connection.
 //
 // A question is put with a Ticket, which the asker keeps until it is withdrawn.
 #pragma once
@@ -53,9 +55,10 @@ class Desk {
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;
 
-    /// Takes the turn until `until`, or joins those of this process who have it: who `passes` always,
-    /// others only while that keeps nobody else from the turn for long. Gives AVOIP_OK, or, with a
-    /// reason, what Turn::take() and Segment::attach() give. Who has been let in leaves again.
+    /// Takes the turn until `until`, or joins those of this process who have it: who `passes`
+    /// always, others only while that keeps nobody else from the turn for long. Gives AVOIP_OK, or,
+    /// with a reason, what Turn::take() and Segment::attach() give. Who has been let in leaves
+    /// again.
     avoip_result enter(Moment until, bool passes, Reason& reason);
     void leave();
 
@@ -64,10 +67,10 @@ class Desk {
     void setClean(bool clean);
 
     /// In a turn: puts a question on a connection that stands, as soon as nothing stands in its way
-    /// and what this process has under way is done or takes its time. Gives AVOIP_OK; AVOIP_TIME_OUT
-    /// or, when it is owed to another front end, AVOIP_NO_TURN when the daemon owed an answer until
-    /// `until`; AVOIP_NO_DAEMON when it could not be sent; all but the first with a reason, and
-    /// nothing is under way then.
+    /// and what this process has under way is done or takes its time. Gives AVOIP_OK;
+    /// AVOIP_TIME_OUT or, when it is owed to another front end, AVOIP_NO_TURN when the daemon owed
+    /// an answer until `until`; AVOIP_NO_DAEMON when it could not be sent; all but the first with a
+    /// reason, and nothing is under way then.
     avoip_result put(Ticket& ticket, Connection& connection, Moment until, Reason& reason);
 
     /// Sends a marker behind the question; false when the connection takes nothing.

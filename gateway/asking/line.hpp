@@ -1,6 +1,6 @@
-// A connection to the console, and one question after the other on it. Commands on one connection run
-// one after the other in the daemon, so each line has one purpose: what reads, one-way commands, one
-// installation.
+// A connection to the console, and one question after the other on it. Commands on one connection
+// run one after the other in the daemon, so each line has one purpose: what reads, one-way
+// commands, one installation.
 //
 // A line keeps its connection for as long as it stands. Where an answer is missing on it, it is
 // ended: what the daemon does behind that would wait for what it is still at work on.
@@ -37,9 +37,9 @@ struct Line {
 /// Connects the line, unless its connection stands. A success, or End::kNoDaemon with the reason.
 Reply Line_connect(Line& line, Moment until);
 
-/// Takes the turn for the line, which is connected before unless its connection stands: a daemon that
-/// is not there keeps nobody from the turn. A success when the turn is taken, and has to be left;
-/// else End::kNoDaemon or End::kNoTurn with the reason.
+/// Takes the turn for the line, which is connected before unless its connection stands: a daemon
+/// that is not there keeps nobody from the turn. A success when the turn is taken, and has to be
+/// left; else End::kNoDaemon or End::kNoTurn with the reason.
 Reply Line_enter(Line& line, Moment until, bool passes);
 
 /// How long a question may take.

@@ -78,8 +78,8 @@ void Reads::listSoon() {
     changed_.notify_all();
 }
 
-/// Asks on the line that reads. A device that is silent is told from one that refuses: to the daemon
-/// both are failures.
+/// Asks on the line that reads. A device that is silent is told from one that refuses: to the
+/// daemon both are failures.
 Reply Reads::ask(const Request& request) {
     session_.last = request.command;
     session_.silent = false;

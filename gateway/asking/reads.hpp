@@ -1,6 +1,6 @@
-// The thread that reads: everything that takes replies of devices out of the daemon's one socket goes
-// through here, one after the other - what somebody wants to know, changes that are asked back, the
-// opening discoveries of updates, and, when nobody wants anything, polls.
+// The thread that reads: everything that takes replies of devices out of the daemon's one socket
+// goes through here, one after the other - what somebody wants to know, changes that are asked
+// back, the opening discoveries of updates, and, when nobody wants anything, polls.
 #pragma once
 
 #include <atomic>

@@ -17,8 +17,8 @@ using Steady = std::chrono::steady_clock;
 /// More one-way commands do not wait.
 constexpr int kMostSenders = 256;
 
-/// How long the answer to a one-way command may take, which the daemon gives at once, and after which
-/// time it is asked whether it was overwritten.
+/// How long the answer to a one-way command may take, which the daemon gives at once, and after
+/// which time it is asked whether it was overwritten.
 constexpr std::chrono::milliseconds kSendAnswer = 2s;
 constexpr std::chrono::milliseconds kSendMarker = 100ms;
 
@@ -121,8 +121,8 @@ void AskingRoom::note(const NamedQuestion& named, const Reply& reply, Span took)
     noteHealth(named, reply);
 }
 
-/// What an answer, or none, says about the daemon. Whether it can reach devices only a listing says;
-/// where something else speaks against it, one is wanted.
+/// What an answer, or none, says about the daemon. Whether it can reach devices only a listing
+/// says; where something else speaks against it, one is wanted.
 void AskingRoom::noteHealth(const NamedQuestion& named, const Reply& reply) {
     const bool listing =
         named.command != nullptr && named.command->exchange.kind == ExchangeKind::kListing;

@@ -1,5 +1,6 @@
 // The room itself: the desk, the thread that reads, the line of one-way commands and the lines of
-// updates, and what they have in common. It begins to poll when it is made, and ends with the object.
+// updates, and what they have in common. It begins to poll when it is made, and ends with the
+// object.
 #pragma once
 
 #include <atomic>

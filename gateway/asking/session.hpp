@@ -2,7 +2,8 @@
 // batches do not say - which question it was that failed, and whether the device was silent or said
 // something else.
 //
-// Pure, like the reader: everything outside is behind its Ask, whose maker keeps `last` and `silent`.
+// Pure, like the reader: everything outside is behind its Ask, whose maker keeps `last` and
+// `silent`.
 #pragma once
 
 #include <optional>

@@ -1,8 +1,8 @@
 // The configuration: a TOML file in which every key is optional, with its defaults.
 //
-// Reading it checks everything that can be told from the file alone: unknown keys, types, ranges and
-// forms. What the machine then makes of it (a port that is taken, a folder that cannot be made) is
-// found out by whoever uses it.
+// Reading it checks everything that can be told from the file alone: unknown keys, types, ranges
+// and forms. What the machine then makes of it (a port that is taken, a folder that cannot be made)
+// is found out by whoever uses it.
 #pragma once
 
 #include <optional>
@@ -62,7 +62,8 @@ struct ConfigError {
 /// Reads the text of a configuration; `name` is what errors call it. Throws ConfigError.
 Config Config_parse(std::string_view text, const std::string& name);
 
-/// Reads the file, or the default one, which may be missing, when none is named. Throws ConfigError.
+/// Reads the file, or the default one, which may be missing, when none is named. Throws
+/// ConfigError.
 Config Config_read(const std::optional<std::string>& file);
 
 /// The whole configuration as a file that reads as the same.

@@ -1,9 +1,9 @@
 // The events that clients follow, in the order of their revisions.
 //
-// The last ones are kept so that a client can go on where it stopped. Each client has a place of its
-// own among them and takes from there at its own speed; nobody waits for anybody. A client whose new
-// events, those that came while it follows, add up to more than kBacklogMax is dropped. What it asked
-// to be told again does not count, and is kept until it has taken it.
+// The last ones are kept so that a client can go on where it stopped. Each client has a place of
+// its own among them and takes from there at its own speed; nobody waits for anybody. A client
+// whose new events, those that came while it follows, add up to more than kBacklogMax is dropped.
+// What it asked to be told again does not count, and is kept until it has taken it.
 //
 // May be called from any thread.
 #pragma once
@@ -48,10 +48,10 @@ struct FollowerClose {
 };
 using FollowerHandle = std::unique_ptr<Follower, FollowerClose>;
 
-/// Begins to follow, with what comes from now on, or behind the event that `lastEventId` names. When
-/// it names none that can be gone on from, an event "reset" comes first. When the client is dropped
-/// its `socket` is shut down, so that whoever writes to it stops; -1 for none. The feed, and the
-/// socket, outlive it.
+/// Begins to follow, with what comes from now on, or behind the event that `lastEventId` names.
+/// When it names none that can be gone on from, an event "reset" comes first. When the client is
+/// dropped its `socket` is shut down, so that whoever writes to it stops; -1 for none. The feed,
+/// and the socket, outlive it.
 FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket);
 
 /// Gives what is there for the client, at most `most` bytes of it, as text/event-stream.

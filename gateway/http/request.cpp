@@ -233,8 +233,8 @@ bool Request_isHeldBack(const Request& request, MHD_Connection* connection) {
     if (header(connection, MHD_HTTP_HEADER_EXPECT)) {
         return true;
     }
-    // A sender that has not begun is answered at once. One that sends already is listened to: if the
-    // connection ended before, it would see that instead of the answer.
+    // A sender that has not begun is answered at once. One that sends already is listened to: if
+    // the connection ended before, it would see that instead of the answer.
     const MHD_ConnectionInfo* const info =
         ::MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
     pollfd socket{info->connect_fd, POLLIN, 0};

@@ -13,8 +13,9 @@ struct SocketError {
     std::string text;
 };
 
-/// A socket that listens there. One of a path gets the permissions 0660, and the group "avoip" where
-/// the system lets us; a path that nobody listens on any more is taken over. Throws SocketError.
+/// A socket that listens there. One of a path gets the permissions 0660, and the group "avoip"
+/// where the system lets us; a path that nobody listens on any more is taken over. Throws
+/// SocketError.
 Descriptor Sockets_listen(const Listen& listen);
 
 }  // namespace avoip::gw

@@ -1,5 +1,5 @@
-// Bodies of requests: JSON objects whose members are all known and of the right kind, or the problem
-// that names the first which is not.
+// Bodies of requests: JSON objects whose members are all known and of the right kind, or the
+// problem that names the first which is not.
 #pragma once
 
 #include <cstdint>

@@ -161,7 +161,8 @@ void Installations::Work::change(const std::string& id, const std::function<void
         return;
     }
     act(*job);
-    // Progress that cannot be kept is shown all the same: after a restart the job has failed anyway.
+    // Progress that cannot be kept is shown all the same: after a restart the job has failed
+    // anyway.
     operations.keeping.job(*job);
     operations.state.with([&](State& state) { State_put(state, *job); });
 }

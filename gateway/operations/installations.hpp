@@ -1,7 +1,7 @@
 // Installation jobs: an image onto devices, a few at a time.
 //
-// Each device is a task: the daemon uploads, then the device has to come back with the version of the
-// image. The opening discoveries of uploads go one after the other, the uploads side by side.
+// Each device is a task: the daemon uploads, then the device has to come back with the version of
+// the image. The opening discoveries of uploads go one after the other, the uploads side by side.
 #pragma once
 
 #include <chrono>
@@ -30,8 +30,8 @@ struct InstallationOptions {
 class Installations {
   public:
     Installations(Operations& operations, InstallationOptions options);
-    /// What is in progress ends as soon as it can; what it was about stays in the store as it is, and
-    /// is made a failure by restore().
+    /// What is in progress ends as soon as it can; what it was about stays in the store as it is,
+    /// and is made a failure by restore().
     ~Installations();
     Installations(const Installations&) = delete;
     Installations& operator=(const Installations&) = delete;

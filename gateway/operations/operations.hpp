@@ -1,8 +1,8 @@
 // What operations work with, and who wants them.
 //
-// An operation is what a person or a program wants done: a route, a recall, a wall. It checks what it
-// is given, looks whether a lock stands in the way, asks, and says what came of it. Roles are looked
-// at before: whoever calls an operation is allowed to.
+// An operation is what a person or a program wants done: a route, a recall, a wall. It checks what
+// it is given, looks whether a lock stands in the way, asks, and says what came of it. Roles are
+// looked at before: whoever calls an operation is allowed to.
 //
 // Operations may run on any number of threads at once; each returns when its time is up.
 #pragma once
@@ -26,8 +26,8 @@ struct Actor {
     bool overrides = false;  ///< an admin's word against the locks of others
 };
 
-/// Keeps what people want kept. Each gives nothing when it is kept, so that a loss of power takes it
-/// away no more, else the problem; the state is changed only then.
+/// Keeps what people want kept. Each gives nothing when it is kept, so that a loss of power takes
+/// it away no more, else the problem; the state is changed only then.
 struct Keeping {
     std::function<std::optional<Problem>(const Wall& wall)> wall;
     std::function<std::optional<Problem>(const std::string& name)> wall_removed;
@@ -55,13 +55,13 @@ Problem Problem_of(const Reply& reply);
 std::optional<Problem> Problem_ofValue(const Argument& argument, const std::string& value,
                                        const std::string& field);
 
-/// A known device of one of these kinds: nothing when it is one; else 422 for an id that the console
-/// cannot carry, 404 for one that is not known, 422 for one of the other kind.
+/// A known device of one of these kinds: nothing when it is one; else 422 for an id that the
+/// console cannot carry, 404 for one that is not known, 422 for one of the other kind.
 std::optional<Problem> Problem_ofDevice(const State& state, const std::string& id,
                                         DeviceKind wanted, const std::string& field);
 
-/// The problem that the locks on these decoders are for the actor, naming each; nothing when there is
-/// none.
+/// The problem that the locks on these decoders are for the actor, naming each; nothing when there
+/// is none.
 std::optional<Problem> Problem_ofLocks(const State& state, const Actor& actor,
                                        const std::set<std::string>& decoders);
 

@@ -128,8 +128,8 @@ Reply sendOne(const Operations& operations, const Sending& sending, Moment until
     return reply;
 }
 
-/// Sends everything. The problem when nothing could be sent, because there was nobody to send it to;
-/// what comes behind a daemon that is gone is not tried.
+/// Sends everything. The problem when nothing could be sent, because there was nobody to send it
+/// to; what comes behind a daemon that is gone is not tried.
 std::optional<Problem> sendAll(const Operations& operations, const std::vector<Sending>& sendings,
                                Moment until, std::vector<RouteResult>& results) {
     bool any = false;

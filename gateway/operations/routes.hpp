@@ -25,8 +25,8 @@ struct RouteResult {
     std::string problem = {};  ///< why it is not ok; empty when it is
 };
 
-/// Many routes in one go. `all` routes one encoder to all decoders of a kind, or clears them with an
-/// empty text; nothing is wanted for that kind in the table then.
+/// Many routes in one go. `all` routes one encoder to all decoders of a kind, or clears them with
+/// an empty text; nothing is wanted for that kind in the table then.
 struct RouteOrder {
     RouteTable routes = {};
     std::array<std::optional<std::string>, kRouteKinds> all = {};
@@ -41,8 +41,8 @@ Outcome<std::string> RouteWish_readEncoder(const cJSON* body);
 /// Sets or clears one route, within six seconds.
 Outcome<RouteResult> Routes_set(Operations& operations, const Actor& actor, const RouteWish& wish);
 
-/// Sets many routes, within six seconds and 50 ms for each. Nothing is sent when an id is unknown or
-/// a lock stands in the way.
+/// Sets many routes, within six seconds and 50 ms for each. Nothing is sent when an id is unknown
+/// or a lock stands in the way.
 Outcome<std::vector<RouteResult>> Routes_setMany(Operations& operations, const Actor& actor,
                                                  const RouteOrder& order);
 

@@ -1,9 +1,9 @@
 // How much of the turn something may take: so much over any stretch of time of a given length.
 //
-// Whoever is about to take it for at most `need` asks whether there is room. Where nobody ever takes
-// it for longer than he has asked for, no stretch of `window` holds more than `limit`: the stretches
-// that could are those that end while it is taken, and what they hold is at most what the stretch
-// before held, and `need`.
+// Whoever is about to take it for at most `need` asks whether there is room. Where nobody ever
+// takes it for longer than he has asked for, no stretch of `window` holds more than `limit`: the
+// stretches that could are those that end while it is taken, and what they hold is at most what the
+// stretch before held, and `need`.
 //
 // Pure: time comes in as an argument, and never goes back.
 #pragma once

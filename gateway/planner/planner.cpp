@@ -15,8 +15,8 @@ constexpr Span kListingLeast = 800ms;
 /// What the poll of a decoder may take at least; one that was never read may take as long as any.
 constexpr Span kPollLeast = 200ms;
 
-/// What a poll takes at most. Of the account of silent devices so much is left to those that are not
-/// known to be silent.
+/// What a poll takes at most. Of the account of silent devices so much is left to those that are
+/// not known to be silent.
 constexpr Span kSurprise = kLongestPoll + kLongestQuestion;
 
 constexpr Span kLongestPause = 10min;
@@ -206,7 +206,8 @@ Poll Planner_next(const Planner& planner, Moment now, bool clean, bool bold) {
     const Poll routes = nextRoutes(planner, now, bold);
     const bool wanted = routes.kind == PollKind::kRoutes && !clean;
     const Moment room = Budget_roomAt(planner.polling, now, expectedListing(planner));
-    // While a listing is due, decoders wait for it: otherwise they would take all the room there is.
+    // While a listing is due, decoders wait for it: otherwise they would take all the room there
+    // is.
     if (wanted || planner.listing_due <= now) {
         return room <= now ? Poll{PollKind::kListing, now, {}, {}, expectedListing(planner)}
                            : nothingUntil(room);

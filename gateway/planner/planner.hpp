@@ -1,15 +1,15 @@
 // What to ask next of a fleet that nobody asks for anything, and when.
 //
-// The devices are listed every so often, and the routes of each decoder are read every so often; both
-// are aims, which give way to two bounds. Polling a fleet that answers takes the turn for at most a
-// fifth of any ten seconds. Devices that do not answer take it for at most a quarter of any minute on
-// top of that; what an answering one takes beyond what was to be expected of it is put to that
-// account too, and one that needs more than a second counts as silent.
+// The devices are listed every so often, and the routes of each decoder are read every so often;
+// both are aims, which give way to two bounds. Polling a fleet that answers takes the turn for at
+// most a fifth of any ten seconds. Devices that do not answer take it for at most a quarter of any
+// minute on top of that; what an answering one takes beyond what was to be expected of it is put to
+// that account too, and one that needs more than a second counts as silent.
 //
 // A read that brings nothing sets the decoder back: it is read again when a listing has heard it,
 // and, if it goes on so, after pauses that double up to ten minutes. Each kind of route stands for
-// itself, since there are decoders without serial port or infrared: kinds that have answered the last
-// time are read together, any other by itself.
+// itself, since there are decoders without serial port or infrared: kinds that have answered the
+// last time are read together, any other by itself.
 //
 // Pure: time comes in as an argument, and never goes back. Not for two threads at once.
 #pragma once
@@ -93,7 +93,8 @@ struct Planner {
     Moment listing_due = {};
     Span listing_cost{0};
     Moment not_before = {};  ///< the next read: others shall have the turn between two
-    /// Decoders that answer and that the round over all routes has yet to read; since when it goes on.
+    /// Decoders that answer and that the round over all routes has yet to read; since when it goes
+    /// on.
     std::set<std::string, std::less<>> round = {};
     Moment round_began = {};
 };

@@ -13,8 +13,8 @@ class SharedState {
   public:
     explicit SharedState(State state) : state_(std::move(state)) {}
 
-    /// Calls `act` with the state, and gives what it gives. Nothing in it may wait, and nothing that
-    /// it gives may point into the state.
+    /// Calls `act` with the state, and gives what it gives. Nothing in it may wait, and nothing
+    /// that it gives may point into the state.
     template <class Act>
     auto with(Act act) {
         const std::scoped_lock held(mutex_);

@@ -2,8 +2,8 @@
 //
 // What devices said, what people keep, and how the daemon does stand here, and nowhere else; the
 // resources of the API are read out of it (json.hpp). Each change counts the revision up by one and
-// is told, with the resource as it is then, to `changed`, in the order of the revisions. What devices
-// and the daemon did by themselves is told to `happened` for the log.
+// is told, with the resource as it is then, to `changed`, in the order of the revisions. What
+// devices and the daemon did by themselves is told to `happened` for the log.
 //
 // That something was heard or seen once more is no change: the moment is taken over, and `reading`
 // counts it, by which texts that were made of the state are known to be old.
@@ -92,8 +92,8 @@ struct SharedText {
     std::shared_ptr<const std::string> text = {};
 };
 
-/// More devices are not known at the same time: whoever lets more identities appear than any site has
-/// makes those forgotten that were not heard for the longest time.
+/// More devices are not known at the same time: whoever lets more identities appear than any site
+/// has makes those forgotten that were not heard for the longest time.
 inline constexpr std::size_t kMostDevices = 4'096;
 
 struct State {

@@ -3,8 +3,8 @@
 //
 // One SQLite database in the data folder. What a call has returned from is on the disk: a process
 // that is killed, or a machine that loses its power, loses nothing of it. When there is no room the
-// call throws StoreError and has changed nothing. All functions may be called from any thread; reads
-// do not wait for writes. Another process may change the users and tokens at any time.
+// call throws StoreError and has changed nothing. All functions may be called from any thread;
+// reads do not wait for writes. Another process may change the users and tokens at any time.
 #pragma once
 
 #include <cstdint>

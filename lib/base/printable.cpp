@@ -46,8 +46,8 @@ Character takeCharacter(std::string_view& text) {
     return {valid ? code : kNoCharacter, bytes, valid};
 }
 
-/// Control characters, those that embed or override a direction, and the two separators that begin a
-/// line.
+/// Control characters, those that embed or override a direction, and the two separators that begin
+/// a line.
 bool isUnfit(std::uint32_t code) {
     return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x61C || code == 0x200E ||
            code == 0x200F || (code >= 0x2028 && code <= 0x202E) ||

@@ -1,6 +1,6 @@
 // Texts from devices, made fit to be shown. A device shall neither steer the terminal nor turn the
-// order of what stands beside its text: control characters, and characters that change the direction
-// of writing, are never shown as they are.
+// order of what stands beside its text: control characters, and characters that change the
+// direction of writing, are never shown as they are.
 #pragma once
 
 #include <string>

@@ -1,12 +1,14 @@
 #include "lib/catalogue/catalogue.hpp"
 
 #include <algorithm>
-#include <limits>
 
+#include "lib/catalogue/rows.hpp"
 #include "lib/catalogue/shapes.hpp"
 
 namespace avoip {
 namespace {
+
+using namespace rows;
 
 // How long to wait. The daemon sends at once where nothing is read back, collects until 500 ms
 // pass without a reply, and waits 3 s (5 s for an EDID) for a single reply, anew for each datagram
@@ -18,130 +20,6 @@ constexpr Exchange kReading{ExchangeKind::kReading, 15'000};
 constexpr Exchange kReadingEdid{ExchangeKind::kReading, 20'000};
 constexpr Exchange kUpdating{ExchangeKind::kUpdating, 600'000};
 constexpr Exchange kUpdatingAll{ExchangeKind::kUpdating, 3'600'000};
-
-constexpr int kIntMin = std::numeric_limits<int>::min();
-constexpr int kIntMax = std::numeric_limits<int>::max();
-
-// The daemon's room for an EDID is 384 bytes, for serial data 511 whole bytes.
-constexpr int kEdidDigits = 768;
-constexpr int kDataDigits = 1022;
-
-using enum ArgumentKind;
-
-constexpr Argument of(DeviceKind device, Argument argument) {
-    argument.device = device;
-    return argument;
-}
-
-constexpr Argument kDevice{"device", kLastIdentity, "identity of the device", "TX-0001"};
-constexpr Argument kFirstDevice{"device", kIdentity, "identity of the device", "TX-0001"};
-constexpr Argument kEncoder =
-    of(DeviceKind::kEncoder, {"encoder", kLastIdentity, "identity of the encoder", "TX-0001"});
-constexpr Argument kFirstEncoder =
-    of(DeviceKind::kEncoder, {"encoder", kIdentity, "identity of the encoder", "TX-0001"});
-constexpr Argument kDecoder =
-    of(DeviceKind::kDecoder, {"decoder", kLastIdentity, "identity of the decoder", "RX-0001"});
-constexpr Argument kFirstDecoder =
-    of(DeviceKind::kDecoder, {"decoder", kIdentity, "identity of the decoder", "RX-0001"});
-constexpr Argument kEdid{"edid", kHex, "the EDID", "00FFFFFFFFFFFF00", 0, kEdidDigits};
-constexpr Argument kImage{"image", kPath, "firmware image on the daemon's machine",
-                          "/srv/firmware/image.bin"};
-
-constexpr Argument kDeviceOnly[] = {kDevice};
-constexpr Argument kEncoderOnly[] = {kEncoder};
-constexpr Argument kDecoderOnly[] = {kDecoder};
-constexpr Argument kRoute[] = {kFirstEncoder, kDecoder};
-constexpr Argument kImageOnly[] = {kImage};
-constexpr Argument kEncoderImage[] = {kFirstEncoder, kImage};
-constexpr Argument kDecoderImage[] = {kFirstDecoder, kImage};
-constexpr Argument kEdidOnly[] = {kEdid};
-constexpr Argument kEncoderEdid[] = {kFirstEncoder, kEdid};
-
-constexpr Argument kAliasSet[] = {
-    kFirstDevice,
-    {"alias", kAlias, "the name, blanks allowed", "Meeting room 2"},
-};
-
-constexpr Argument kEncoderSet[] = {
-    kFirstEncoder,
-    {"enctype", kChoice, "video codec", "H264", 0, 0, "H264 H265"},
-    {"encres", kWord, "video resolution, as the encoder calls it", "1920x1080"},
-    {"fps", kNumber, "frames a second", "30", 1, 30},
-    {"ratecontrol", kChoice, "rate control", "CBR", 0, 0, "CBR VBR"},
-    {"bitrate", kNumber, "video bit rate", "4000", 32, 20480},
-    {"audioinput", kWord, "audio input, as the encoder calls it", "HDMI"},
-    {"audiocodec", kWord, "audio codec, as the encoder calls it", "AAC"},
-    {"audiofreq", kWord, "audio sample rate, as the encoder calls it", "48000"},
-    {"audiobitrate", kWord, "audio bit rate, as the encoder calls it", "128"},
-};
-
-constexpr Argument kDecoderSet[] = {
-    kFirstDecoder,
-    {"luma", kNumber, "brightness", "50", 0, 100},
-    {"contrast", kNumber, "contrast", "50", 0, 100},
-    {"hue", kNumber, "hue", "50", 0, 100},
-    {"saturation", kNumber, "saturation", "50", 0, 100},
-    {"videoformat", kNumber, "video format", "0", 0, 2},
-};
-
-constexpr Argument kNetSet[] = {
-    kFirstDevice,
-    {"hdcpserver", kWord, "HDCP server, as the device calls it", "0"},
-    {"static", kWord, "static address, as the device calls it", "1"},
-    {"address", kAddress, "IPv4 address", "10.77.1.7"},
-    {"netmask", kAddress, "IPv4 netmask", "255.255.0.0"},
-    {"gateway", kAddress, "IPv4 gateway", "10.77.0.1"},
-};
-
-constexpr Argument kSerialSet[] = {
-    kFirstDevice,
-    {"baudrate", kNumber, "baud rate", "115200", 1, 100'000'000},
-    {"databits", kNumber, "data bits", "8", 5, 9},
-    {"parity", kWord, "parity, as the device calls it", "none"},
-    {"stopbits", kWord, "stop bits, as the device calls it", "1"},
-};
-
-constexpr Argument kSerialData[] = {
-    kFirstDevice,
-    {"data", kHex, "the bytes to send", "48656C6C6F", 0, kDataDigits},
-};
-
-// Column before row: so does the console.
-constexpr Argument kWallSet[] = {
-    {"width", kNumber, "width of the whole wall", "3840", kIntMin, kIntMax},
-    {"height", kNumber, "height of the whole wall", "2160", kIntMin, kIntMax},
-    {"horcut", kNumber, "horizontal cut", "0", kIntMin, kIntMax},
-    {"vercut", kNumber, "vertical cut", "0", kIntMin, kIntMax},
-    {"column", kNumber, "column of this decoder's tile", "1", kIntMin, kIntMax},
-    {"row", kNumber, "row of this decoder's tile", "0", kIntMin, kIntMax},
-    {"x", kNumber, "horizontal offset", "1920", kIntMin, kIntMax},
-    {"y", kNumber, "vertical offset", "0", kIntMin, kIntMax},
-    kFirstEncoder,
-    kDecoder,
-};
-
-// What is asked back after a change, and what it must then say: a member of what the other command
-// reads, and the argument whose value it must have.
-constexpr Expectation kAliasIs[] = {{"alias", 1}};
-constexpr Expectation kAliasIsGone[] = {{"alias", kNothing}};
-constexpr Expectation kEncoderIs[] = {
-    {"enctype", 1},    {"encres", 2},     {"fps", 3},       {"ratecontrol", 4},  {"bitrate", 5},
-    {"audioinput", 6}, {"audiocodec", 7}, {"audiofreq", 8}, {"audiobitrate", 9},
-};
-constexpr Expectation kDecoderIs[] = {
-    {"luma", 1}, {"contrast", 2}, {"hue", 3}, {"saturation", 4}, {"videoformat", 5},
-};
-constexpr Expectation kNetIs[] = {
-    {"hdcpserver", 1}, {"static", 2}, {"devaddr", 3}, {"devnetmask", 4}, {"devgateway", 5},
-};
-constexpr Expectation kSerialIs[] = {
-    {"baudrate", 1},
-    {"databits", 2},
-    {"parity", 3},
-    {"stopbits", 4},
-};
-constexpr Expectation kRouteIs[] = {{"txid", 0}};
-constexpr Expectation kRouteIsGone[] = {{"txid", kNothing}};
 
 constexpr Group kGroups[] = {
     {"alias", "Name devices"},

@@ -76,7 +76,8 @@ enum class Witness {
 inline constexpr int kNothing = -1;
 inline constexpr int kEveryDecoder = -1;
 
-/// A member of what is read back must have the value of an argument of the change, or must be empty.
+/// A member of what is read back must have the value of an argument of the change, or must be
+/// empty.
 struct Expectation {
     std::string_view member;
     int argument;  ///< kNothing: empty
@@ -99,8 +100,8 @@ struct Command {
     Shape shape = {};
     Exchange exchange;
     DeviceKind lists = DeviceKind::kAny;  ///< of a listing: which devices it is about
-    std::string_view success_name = {};  ///< "cmd" of the success answer, empty when it is `text`
-    std::string_view failure_name = {};  ///< "cmd" of the failure answer, empty when it is `text`
+    std::string_view success_name = {};   ///< "cmd" of the success answer, empty when it is `text`
+    std::string_view failure_name = {};   ///< "cmd" of the failure answer, empty when it is `text`
     Witness witness = Witness::kNothing;
     AskedBack asked_back = {};
 };
@@ -124,9 +125,9 @@ const Command* Catalogue_find(std::string_view group, std::string_view action);
 /// there is none.
 const Command* Catalogue_findText(std::string_view line);
 
-/// The command that the daemon takes this line for; null when it takes it for none of the catalogue.
-/// Blanks at the front do not matter to it; behind a command without arguments that only reads, any
-/// letter does.
+/// The command that the daemon takes this line for; null when it takes it for none of the
+/// catalogue. Blanks at the front do not matter to it; behind a command without arguments that only
+/// reads, any letter does.
 const Command* Catalogue_commandOf(std::string_view line);
 
 /// The command that lists all devices.

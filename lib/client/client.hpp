@@ -3,11 +3,11 @@
 //
 // It is lib/frontend with the catalogue's knowledge: values are checked before anything is sent, an
 // answer counts only under a name that its command answers with, and what is read from devices is
-// verified (reading.hpp). One connection is kept for as long as it stands; the turn is taken for one
-// command, or for one batch of reads, and left behind it.
+// verified (reading.hpp). One connection is kept for as long as it stands; the turn is taken for
+// one command, or for one batch of reads, and left behind it.
 //
-// Not for two threads at once. Every wait ends with its time-out: each question's own, or the one in
-// the options instead.
+// Not for two threads at once. Every wait ends with its time-out: each question's own, or the one
+// in the options instead.
 #pragma once
 
 #include <cstdint>
@@ -39,15 +39,15 @@ struct Client {
     Reader reader = {};
 };
 
-/// Carries out a command of the catalogue. What reads from a device is verified; of an update nobody
-/// is told that it has begun (Client_update() tells it).
+/// Carries out a command of the catalogue. What reads from a device is verified; of an update
+/// nobody is told that it has begun (Client_update() tells it).
 Reply Client_run(Client& client, const Request& request);
 
 /// Reads of one device, verified together: see Reader_read().
 Batch Client_read(Client& client, std::span<const Request> reads);
 
-/// Asks back what has become of a change that succeeded. A device that says otherwise is asked again
-/// for two seconds.
+/// Asks back what has become of a change that succeeded. A device that says otherwise is asked
+/// again for two seconds.
 Confirmation Client_confirm(Client& client, const Request& change);
 
 /// Sends any console text. The answer is what the daemon posts under the names that this text is

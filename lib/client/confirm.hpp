@@ -1,8 +1,8 @@
-// What became of a change. That the daemon answers success says that a request left the machine, not
-// that a device obeyed; so the device is asked back where the protocol can ask it.
+// What became of a change. That the daemon answers success says that a request left the machine,
+// not that a device obeyed; so the device is asked back where the protocol can ask it.
 //
-// What is confirmed was read twice in succession, in two batches that closed well on their own: what
-// one batch cannot see (reading.hpp) would have to happen twice in a row, to the same effect.
+// What is confirmed was read twice in succession, in two batches that closed well on their own:
+// what one batch cannot see (reading.hpp) would have to happen twice in a row, to the same effect.
 //
 // Pure, like reading.hpp; time is behind `again`.
 #pragma once
@@ -32,8 +32,8 @@ struct Confirmation {
 Confirmation Reader_confirm(Reader& reader, const Request& change,
                             const std::function<bool()>& again);
 
-/// What differs in a row that a device was asked for, by the command that asks the change back, from
-/// what the change should have made of it; empty when nothing does.
+/// What differs in a row that a device was asked for, by the command that asks the change back,
+/// from what the change should have made of it; empty when nothing does.
 std::string Confirm_difference(const Row& row, const Request& change);
 
 }  // namespace avoip

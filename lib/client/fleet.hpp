@@ -18,8 +18,8 @@ struct DeviceFacts {
 /// By their identities.
 using Fleet = std::map<std::string, DeviceFacts, std::less<>>;
 
-/// Takes over what the success answer to a listing command says: the devices that it lists, and that
-/// there are no others of their kind.
+/// Takes over what the success answer to a listing command says: the devices that it lists, and
+/// that there are no others of their kind.
 void Fleet_learn(Fleet& fleet, const Command& listing, const Answer& answer);
 
 /// What is known of a device; null when it was not listed.

@@ -15,7 +15,7 @@ constexpr int kUnknownTextMs = 5'000;
 /// How long an update takes replies of devices at most, until it knows them all.
 constexpr int kDiscoveryOfUpdateMs = 3'000;
 
-int sharedMs(const Command* command) {
+int shared_ms(const Command* command) {
     if (command == nullptr || command->exchange.kind == ExchangeKind::kSending) {
         return 0;
     }
@@ -23,7 +23,7 @@ int sharedMs(const Command* command) {
                                                              : command->exchange.timeout_ms;
 }
 
-int usualTimeoutMs(const Command* command) {
+int usualTimeout_ms(const Command* command) {
     return command == nullptr ? kUnknownTextMs : command->exchange.timeout_ms;
 }
 
@@ -41,10 +41,10 @@ NamedQuestion::NamedQuestion(std::string console_text)
     question.command = text.c_str();
     question.names[0] = success.c_str();
     question.names[1] = failure.c_str();
-    question.linger_ms = usualTimeoutMs(command);
-    question.shared_ms = sharedMs(command);
+    question.linger_ms = usualTimeout_ms(command);
+    question.shared_ms = shared_ms(command);
     const bool update = command != nullptr && command->exchange.kind == ExchangeKind::kUpdating;
-    question.marker_after_ms = update ? 0 : usualTimeoutMs(command) / 2;
+    question.marker_after_ms = update ? 0 : usualTimeout_ms(command) / 2;
     question.beside_namesakes = update;
 }
 
@@ -110,7 +110,7 @@ Reply Request_check(const Request& request) {
 
 int Client_timeout_ms(const Client& client, const NamedQuestion& named) {
     return client.options.timeout_ms > 0 ? client.options.timeout_ms
-                                         : usualTimeoutMs(named.command);
+                                         : usualTimeout_ms(named.command);
 }
 
 avoip_result Client_enter(Client& client, int timeout_ms) {

@@ -31,8 +31,8 @@ Reply Request_check(const Request& request);
 /// How the asking ended that gave `result`. With AVOIP_OK the answer tells.
 End Reply_end(avoip_result result);
 
-/// Takes an answer into the reply to the question that it answers. `room` is the longest answer that
-/// the segment has room for.
+/// Takes an answer into the reply to the question that it answers. `room` is the longest answer
+/// that the segment has room for.
 void Reply_takeAnswer(Reply& reply, const NamedQuestion& named, std::string json, std::size_t room);
 
 /// How long to wait for the answer to this question.
@@ -45,9 +45,10 @@ avoip_result Client_enter(Client& client, int timeout_ms);
 /// Leaves the turn, and says in the lock file what the reader knows.
 void Client_leave(Client& client);
 
-/// The reply to a question that ended with `result`; an answer, where there is one, is taken over and
-/// released. After an end on which the daemon may still be at work the connection is ended: commands
-/// on one connection run one after the other, and the next one shall not queue up behind that.
+/// The reply to a question that ended with `result`; an answer, where there is one, is taken over
+/// and released. After an end on which the daemon may still be at work the connection is ended:
+/// commands on one connection run one after the other, and the next one shall not queue up behind
+/// that.
 Reply Client_reply(Client& client, const NamedQuestion& named, avoip_result result, char* answer);
 
 /// Asks within the turn.

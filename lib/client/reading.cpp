@@ -36,8 +36,8 @@ DeviceKind kindOf(const Fleet& fleet, std::span<const Request> reads) {
     return kind;
 }
 
-/// Whether the command can close a batch: the device takes it, and there is something to compare its
-/// answer with.
+/// Whether the command can close a batch: the device takes it, and there is something to compare
+/// its answer with.
 bool canClose(const Command& command, const Fleet& fleet, std::span<const Request> reads) {
     const DeviceKind taken =
         command.arguments.empty() ? DeviceKind::kAny : command.arguments.front().device;
@@ -121,8 +121,8 @@ void askReads(Reader& reader, std::span<const Request> reads, Batch& batch) {
     }
 }
 
-/// Asks the closing question of a batch whose reads have succeeded; unless it closes well, they have
-/// not.
+/// Asks the closing question of a batch whose reads have succeeded; unless it closes well, they
+/// have not.
 void close(Reader& reader, const std::optional<Request>& closing, const std::string& device,
            Batch& batch) {
     Reply closed{End::kUnverified};

@@ -17,8 +17,9 @@
 //   - Where a read or the closing question fails, everything that the batch has read counts for
 //     nothing, a listing empties the socket, and it is asked again, a few times at most.
 //
-// What this cannot see is two faults that undo each other within one batch: a reply that comes twice,
-// and a later one of the same batch that gets lost. confirm.hpp asks twice.
+// What this cannot see is two faults that undo each other: a reply that comes a second time when
+// its batch has closed already, and the reply to the same question to the next device that gets
+// lost. confirm.hpp asks twice.
 //
 // Pure: everything outside is behind the Ask. Not for two threads at once.
 #pragma once
@@ -34,8 +35,8 @@ namespace avoip {
 
 struct Reader {
     Ask ask;
-    /// Whether nothing waits in the daemon's socket, as far as anybody knows. Whoever asks something
-    /// that reads without going through here sets it to false before that.
+    /// Whether nothing waits in the daemon's socket, as far as anybody knows. Whoever asks
+    /// something that reads without going through here sets it to false before that.
     bool clean = false;
     Fleet fleet = {};
     /// How often a batch is asked at most. One fault needs two rounds as a rule and three at most.
@@ -47,15 +48,16 @@ struct Reader {
 struct Batch {
     /// kSuccess when the batch closed well. Else what went wrong last.
     Reply outcome;
-    /// The replies in the order of the reads, all of them successes; none when it did not close well.
+    /// The replies in the order of the reads, all of them successes; none when it did not close
+    /// well.
     std::vector<Reply> replies = {};
 };
 
 /// Asks a listing command, and learns from its success answer.
 Reply Reader_list(Reader& reader, const Command& listing);
 
-/// Learns from the success answer to a listing command: which devices there are, and that the socket
-/// is empty.
+/// Learns from the success answer to a listing command: which devices there are, and that the
+/// socket is empty.
 void Reader_learn(Reader& reader, const Command& listing, const Answer& answer);
 
 /// Asks reads (commands of ExchangeKind::kReading) of one device, no two of them the same command.

@@ -14,13 +14,13 @@ constexpr std::size_t kShortestCut = kNameMax - 3;
 /// Takes one character off the front of a text that is escaped as JSON wants it. The daemon escapes
 /// nothing above 0x7F.
 char takeCharacter(std::string_view& text) {
-    const char first = text.front();
-    text.remove_prefix(1);
-    if (first != '\\' || text.empty()) {
-        return first;
+    const std::string_view beginning = text.substr(0, 2);
+    if (beginning.size() < 2 || beginning[0] != '\\') {
+        text.remove_prefix(1);
+        return beginning[0];
     }
-    const char second = text.front();
-    text.remove_prefix(1);
+    const char second = beginning[1];
+    text.remove_prefix(2);
     constexpr std::string_view kLetters = "bfnrt";
     constexpr std::string_view kMeanings = "\b\f\n\r\t";
     if (const std::size_t place = kLetters.find(second); place != std::string_view::npos) {

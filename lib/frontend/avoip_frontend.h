@@ -102,8 +102,8 @@ avoip_frontend* avoip_frontend_open(const char* host, uint16_t port);
  * Sends `command` and waits for its answer. The first ask connects; later ones use the same
  * connection and make a new one when the daemon has ended it. A refused connection is tried again
  * for two seconds; what was sent is never sent again. The segment is attached anew for each ask, so
- * a daemon that was started again, with a new segment, is no matter. Any answer counts, but one that
- * is noted as owed to somebody else.
+ * a daemon that was started again, with a new segment, is no matter. Any answer counts, but one
+ * that is noted as owed to somebody else.
  * @param command    the text with exactly one "!", at its end; see avoip_frontend_refusal().
  * @param timeout_ms how long to wait in all, the turn included, in milliseconds; at least 1.
  * @param answer     receives the answer, NUL-terminated, to be released with free(); NULL when the
@@ -114,8 +114,8 @@ avoip_result avoip_frontend_ask(avoip_frontend* frontend, const char* command, i
                                 char** answer);
 
 /**
- * The same, and only an answer counts whose "cmd" is `name` or `other_name`. Others are thrown away,
- * and the waiting goes on.
+ * The same, and only an answer counts whose "cmd" is `name` or `other_name`. Others are thrown
+ * away, and the waiting goes on.
  * @param name       what success answers to this command carry, or NULL for avoip_frontend_ask().
  * @param other_name what failure answers carry, if that is another name, or NULL.
  */

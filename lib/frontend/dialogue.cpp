@@ -91,7 +91,8 @@ Look lookForAnswer(Dialogue& dialogue, const Question& question, const Marker& m
         return Look::kNoMemory;
     }
     const AnswerName name = Answer_name(taken);
-    // What carries no name at all is no answer of a daemon that works: that is for the asker to see.
+    // What carries no name at all is no answer of a daemon that works: that is for the asker to
+    // see.
     Look look = Look::kAnswer;
     if (marker.isSent() && AnswerName_fits(name.text, marker.line)) {
         look = Look::kMarker;
@@ -113,8 +114,8 @@ Deadline markerDue(const Question& question) {
     return question.marker_after_ms > 0 ? Deadline_in(question.marker_after_ms) : kNever;
 }
 
-/// Waits for the answer, without a thought for the note. Asks with the marker when it is due, unless
-/// that is done already.
+/// Waits for the answer, without a thought for the note. Asks with the marker when it is due,
+/// unless that is done already.
 avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, Marker& marker,
                          Deadline deadline, char** answer) {
     const Deadline marker_due = markerDue(question);

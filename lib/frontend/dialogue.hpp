@@ -35,15 +35,16 @@ avoip_result Dialogue_begin(Dialogue& dialogue, const char* host, std::uint16_t 
 /// AVOIP_NO_DAEMON when it could not be sent; the last two with a reason.
 avoip_result Dialogue_put(Dialogue& dialogue, const Question& question, Deadline deadline);
 
-/// Waits for the answer to the question that was put last, and takes its note back when it has come.
-/// Gives AVOIP_OK with the answer, to be released with free(); else, with a reason, AVOIP_TIME_OUT,
-/// AVOIP_NO_DAEMON, AVOIP_OVERWRITTEN or AVOIP_NO_MEMORY. `timeout_ms` is for the reason's words.
+/// Waits for the answer to the question that was put last, and takes its note back when it has
+/// come. Gives AVOIP_OK with the answer, to be released with free(); else, with a reason,
+/// AVOIP_TIME_OUT, AVOIP_NO_DAEMON, AVOIP_OVERWRITTEN or AVOIP_NO_MEMORY. `timeout_ms` is for the
+/// reason's words.
 avoip_result Dialogue_await(Dialogue& dialogue, const Question& question, int timeout_ms,
                             Deadline deadline, char** answer);
 
-/// Asks with a marker, whether the daemon is done with the question that was put last. Gives AVOIP_OK
-/// with its answer, which was not seen before; AVOIP_OVERWRITTEN when it is done and its answer is
-/// not to be seen; AVOIP_TIME_OUT when it is at work until `deadline`; AVOIP_NO_DAEMON or
+/// Asks with a marker, whether the daemon is done with the question that was put last. Gives
+/// AVOIP_OK with its answer, which was not seen before; AVOIP_OVERWRITTEN when it is done and its
+/// answer is not to be seen; AVOIP_TIME_OUT when it is at work until `deadline`; AVOIP_NO_DAEMON or
 /// AVOIP_NO_MEMORY with a reason. The note stays.
 avoip_result Dialogue_probe(Dialogue& dialogue, const Question& question, Deadline deadline,
                             char** answer);

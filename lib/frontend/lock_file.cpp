@@ -76,8 +76,8 @@ int openOrMake(const char* path, const SegmentFacts& segment) {
     return -1;
 }
 
-/// Why the open file must not be used, null when it may. Whoever holds the lock of a stranger's file
-/// would take turns with nobody, and notes of a stranger are no notes.
+/// Why the open file must not be used, null when it may. Whoever holds the lock of a stranger's
+/// file would take turns with nobody, and notes of a stranger are no notes.
 const char* problemOf(int descriptor, const SegmentFacts& segment) {
     struct stat facts {};
     if (::fstat(descriptor, &facts) != 0) {

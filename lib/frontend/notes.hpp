@@ -55,8 +55,8 @@ struct Notes {
 /// The notes in `text`; empty ones when it is none.
 Notes Notes_parse(std::string_view text);
 
-/// Writes the text of the notes and a NUL into `text`, which has room for kNotesMax bytes, and gives
-/// its length.
+/// Writes the text of the notes and a NUL into `text`, which has room for kNotesMax bytes, and
+/// gives its length.
 std::size_t Notes_print(const Notes& notes, char* text);
 
 /// Sets a name, cut to kNameMax bytes.

@@ -43,8 +43,8 @@ OwedAnswer Question_note(const Question& question, int number);
 /// Numbers of this process's questions and markers, each used once.
 int Question_nextNumber();
 
-/// A line that no command matches. The daemon answers it with its own text, when it is done with the
-/// lines before it.
+/// A line that no command matches. The daemon answers it with its own text, when it is done with
+/// the lines before it.
 struct Marker {
     char line[64] = "";
     [[nodiscard]] bool isSent() const { return line[0] != '\0'; }

@@ -1,5 +1,5 @@
-// The address behind a host's name, within a time that the caller gives: a name server that does not
-// answer keeps the system's own look-up waiting for as long as the system likes.
+// The address behind a host's name, within a time that the caller gives: a name server that does
+// not answer keeps the system's own look-up waiting for as long as the system likes.
 #pragma once
 
 #include <netinet/in.h>

@@ -14,7 +14,7 @@
 namespace avoip {
 
 /// The longest answer: the daemon's own room for one.
-inline constexpr std::size_t kAnswerMax = 4 * 1024 * 1024;
+inline constexpr std::size_t kAnswerMax = 4'194'304;
 
 class Segment {
   public:

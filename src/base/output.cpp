@@ -33,6 +33,8 @@ void printTo(int descriptor, const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     char room[512];
+    // The callers have begun the list.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int length = std::vsnprintf(room, sizeof room, format, arguments);
     const auto size = static_cast<std::size_t>(length);
     if (length >= 0 && size < sizeof room) {

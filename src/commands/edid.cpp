@@ -110,7 +110,7 @@ std::int32_t Protocol_client_getDecodeEdid(ProtocolClient* client, const DeviceI
                                            EdidText& edid) {
     const auto read = [&edid](const JsonTree& reply) { return readEdid(reply.get(), edid); };
     return Protocol_client_singleReply(client, {.cmd = "edid get", .devices = {&device, 1}},
-                                       {.timeoutSeconds = kEdidTimeoutSeconds, .read = read});
+                                       {.timeout_s = kEdidTimeoutSeconds, .read = read});
 }
 
 std::int32_t Protocol_client_setEncodeEdid(ProtocolClient* client, const DeviceId& device,

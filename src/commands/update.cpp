@@ -139,14 +139,13 @@ std::int32_t Protocol_client_updateTx(ProtocolClient* client, const DeviceId& de
     };
     std::string trailer = "\r\n";
     trailer.append(static_cast<const char*>(data), static_cast<std::size_t>(std::max(length, 0)));
-    return Protocol_client_singleReply(
-        client,
-        {.cmd = "update tx",
-         .devices = {&device, 1},
-         .addMembers = addMembers,
-         .trailer = trailer,
-         .sizeMax = kUpdateTxSizeMax},
-        {.timeoutSeconds = kUpdateTimeoutSeconds, .read = acknowledged});
+    return Protocol_client_singleReply(client,
+                                       {.cmd = "update tx",
+                                        .devices = {&device, 1},
+                                        .addMembers = addMembers,
+                                        .trailer = trailer,
+                                        .sizeMax = kUpdateTxSizeMax},
+                                       {.timeout_s = kUpdateTimeoutSeconds, .read = acknowledged});
 }
 
 std::int32_t Protocol_client_updateRx(ProtocolClient* client, const DeviceId& device,
@@ -158,7 +157,7 @@ std::int32_t Protocol_client_updateRx(ProtocolClient* client, const DeviceId& de
     };
     return Protocol_client_singleReply(
         client, {.cmd = "update rx", .devices = {&device, 1}, .addMembers = addMembers},
-        {.timeoutSeconds = kUpdateTimeoutSeconds,
+        {.timeout_s = kUpdateTimeoutSeconds,
          .read = acknowledged,
          .unreadable = Unreadable::kEndsRequest});
 }

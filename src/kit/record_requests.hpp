@@ -37,7 +37,7 @@ std::int32_t Record_request(ProtocolClient* client, const DeviceId& device, cons
     };
     return Protocol_client_singleReply(
         client, {.cmd = cmd, .devices = {&device, 1}, .traced = traced},
-        {.timeoutSeconds = kReplyTimeoutSeconds, .read = readReply, .traced = traced});
+        {.timeout_s = kReplyTimeoutSeconds, .read = readReply, .traced = traced});
 }
 
 /// Sends one device the fields of `members` in an object under `key`, and waits for nothing.

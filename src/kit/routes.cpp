@@ -32,7 +32,7 @@ std::int32_t Route_get(ProtocolClient* client, const DeviceId& device, const Rou
                        DeviceId& txid) {
     const auto read = [&](JsonTree reply) { return readRoute(std::move(reply), query, txid); };
     return Protocol_client_singleReply(client, {.cmd = query.cmd, .devices = {&device, 1}},
-                                       {.timeoutSeconds = kReplyTimeoutSeconds, .read = read});
+                                       {.timeout_s = kReplyTimeoutSeconds, .read = read});
 }
 
 std::int32_t Route_set(ProtocolClient* client, const DeviceId& device, const char* cmd,

@@ -36,7 +36,7 @@ const char* printable(const char* name) {
     return name != nullptr ? name : "(null)";
 }
 
-// The check that most functions begin with, and their line when it fails.
+/// The check that most functions begin with, and their line when it fails.
 bool isSupported(const char* name) {
     if (Net_checkIfName(name) >= 0) {
         return true;
@@ -83,7 +83,7 @@ sockaddr socketAddress(in_addr_t address) {
     return generic;
 }
 
-// The system's answer about an interface, or nothing, after the line that says why.
+/// The system's answer about an interface, or nothing, after the line that says why.
 std::optional<ifreq> query(const char* name, unsigned long what, const char* noSocket,
                            const char* refused) {
     if (!isSupported(name)) {
@@ -114,7 +114,7 @@ struct ClosePipe {
 };
 using Pipe = std::unique_ptr<std::FILE, ClosePipe>;
 
-// Runs a command through the shell to its end; false when the shell could not be started.
+/// Runs a command through the shell to its end; false when the shell could not be started.
 bool runInShell(const std::string& command) {
     const Pipe shell(::popen(command.c_str(), "w"));
     return shell != nullptr;
@@ -128,7 +128,7 @@ bool isDefaultRoute(std::string_view line) {
     return line.starts_with("default");
 }
 
-// A route to the destination 0.0.0.0 with no mask; the entry refers to `device`.
+/// A route to the destination 0.0.0.0 with no mask; the entry refers to `device`.
 rtentry routeThrough(char* device, unsigned short flags) {
     rtentry route{};
     route.rt_dst = socketAddress(INADDR_ANY);

@@ -7,13 +7,13 @@
 #include "protocol/reply.hpp"
 
 std::int32_t Protocol_client_getDevice(ProtocolClient* client, const DeviceId* devices,
-                                       std::int32_t deviceCount, std::int32_t timeoutMs,
+                                       std::int32_t deviceCount, std::int32_t timeout_ms,
                                        std::span<DeviceRecord> records, std::uint32_t* count) {
     const auto listed = static_cast<std::size_t>(std::max(deviceCount, 0));
     const Request request{.cmd = "config get device", .devices = {devices, listed}};
     DeviceRecord record{};
     const Collection collection{
-        .idleTimeoutMs = timeoutMs,
+        .idleTimeout_ms = timeout_ms,
         .take =
             [&](JsonTree reply, std::uint32_t index) {
                 const auto read = [&](const cJSON* document) {

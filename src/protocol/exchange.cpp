@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 #include "base/output.hpp"
@@ -23,11 +24,11 @@ using ReplyBuffer = std::array<char, kReplySizeMax + 1>;
 /// that another request takes in between does not count: the wait begins anew, so that no request
 /// ever blocks in a receive. In a burst of replies none costs a wait.
 /// @return false when the time has passed, the wait failed, or the receive failed (reported)
-bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
+bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeout_ms) {
     do {
         const ClientSocket::Use use(client.socket);
         // Neither without a socket nor with a negative time-out is there anything to wait for.
-        if (use.get() < 0 || timeoutMs < 0) {
+        if (use.get() < 0 || timeout_ms < 0) {
             return false;
         }
         if (::recvfrom(use.get(), buffer.data(), kReplySizeMax, MSG_DONTWAIT, nullptr, nullptr) >=
@@ -38,7 +39,7 @@ bool takeDatagram(ProtocolClient& client, ReplyBuffer& buffer, int timeoutMs) {
             Output_systemError("devsearch_client_discover recvfrom()");
             return false;
         }
-    } while (Wait_readable(client.socket.peek(), timeoutMs) > 0);
+    } while (Wait_readable(client.socket.peek(), timeout_ms) > 0);
     return false;
 }
 
@@ -57,28 +58,48 @@ bool answers(const ReplyAck& ack, const RequestRecord& record) {
            ack.hostid() == record.hostid.view();
 }
 
+/// What a request keeps while it waits for replies.
+struct Conversation {
+    RequestRecord record;
+    ReplyBuffer buffer{};
+    ReplyAck ack{};
+};
+
+/// Sends the request.
+/// @return the operation's result where no reply is to be waited for: 0 when requests are skipped,
+///         -1 when it has failed
+std::optional<std::int32_t> begin(ProtocolClient* client, const Request& request,
+                                  RequestRecord& record) {
+    switch (Protocol_client_startRequest(client, request, record)) {
+        case Started::kSent:
+            return std::nullopt;
+        case Started::kSkipped:
+            return 0;
+        case Started::kFailed:
+            break;
+    }
+    return -1;
+}
+
 }  // namespace
 
 std::int32_t Protocol_client_oneWay(ProtocolClient* client, const Request& request) {
     RequestRecord record;
-    return Protocol_client_startRequest(client, request, record) == Started::kFailed ? -1 : 0;
+    return begin(client, request, record).value_or(0);
 }
 
 std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& request,
                                          const SingleReply& reply) {
-    RequestRecord record;
-    const Started started = Protocol_client_startRequest(client, request, record);
-    if (started != Started::kSent) {
-        return started == Started::kSkipped ? 0 : -1;
+    Conversation talk;
+    if (const auto ended = begin(client, request, talk.record)) {
+        return *ended;
     }
-    ReplyBuffer buffer{};
-    ReplyAck ack{};
-    while (takeDatagram(*client, buffer, reply.timeoutSeconds * 1000)) {
+    while (takeDatagram(*client, talk.buffer, reply.timeout_s * 1000)) {
         if (reply.traced) {
-            Output_print("recv buf: %s\n", buffer.data());
+            Output_print("recv buf: %s\n", talk.buffer.data());
         }
-        if (JsonTree document = readable(buffer, ack); document != nullptr) {
-            return answers(ack, record) ? reply.read(std::move(document)) : -1;
+        if (JsonTree document = readable(talk.buffer, talk.ack); document != nullptr) {
+            return answers(talk.ack, talk.record) ? reply.read(std::move(document)) : -1;
         }
         if (reply.unreadable == Unreadable::kEndsRequest) {
             return -1;
@@ -89,17 +110,14 @@ std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& 
 
 std::int32_t Protocol_client_collect(ProtocolClient* client, const Request& request,
                                      const Collection& collection, std::uint32_t* count) {
-    RequestRecord record;
-    const Started started = Protocol_client_startRequest(client, request, record);
-    if (started != Started::kSent) {
-        return started == Started::kSkipped ? 0 : -1;
+    Conversation talk;
+    if (const auto ended = begin(client, request, talk.record)) {
+        return *ended;
     }
-    ReplyBuffer buffer{};
-    ReplyAck ack{};
     std::uint32_t taken = 0;
-    while (takeDatagram(*client, buffer, collection.idleTimeoutMs)) {
-        JsonTree document = readable(buffer, ack);
-        if (document != nullptr && answers(ack, record) &&
+    while (takeDatagram(*client, talk.buffer, collection.idleTimeout_ms)) {
+        JsonTree document = readable(talk.buffer, talk.ack);
+        if (document != nullptr && answers(talk.ack, talk.record) &&
             collection.take(std::move(document), taken)) {
             ++taken;
         }

@@ -20,7 +20,7 @@ using ReplyReader = std::function<std::int32_t(JsonTree reply)>;
 enum class Unreadable { kIsSkipped, kEndsRequest };
 
 struct SingleReply {
-    int timeoutSeconds;
+    int timeout_s;
     ReplyReader read;
     /// Print every datagram that is received.
     bool traced = false;
@@ -39,7 +39,7 @@ std::int32_t Protocol_client_singleReply(ProtocolClient* client, const Request& 
 
 struct Collection {
     /// How long the line must be silent, in milliseconds, for the collecting to end.
-    std::int32_t idleTimeoutMs;
+    std::int32_t idleTimeout_ms;
     /// Stores a reply, which it owns, as number `index`. @return false when it is to be skipped
     /// after all: the next one then has the same number
     std::function<bool(JsonTree reply, std::uint32_t index)> take;

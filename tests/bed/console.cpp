@@ -1,5 +1,6 @@
 #include "bed/console.hpp"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -10,11 +11,11 @@ namespace bed {
 
 namespace {
 
-avoip::Descriptor tryToConnect(std::uint16_t port) {
+avoip::Descriptor tryToConnect(std::uint16_t port, const std::string& host) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ::inet_pton(AF_INET, host.c_str(), &address.sin_addr);
     avoip::Descriptor opened(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (::connect(opened.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
         return opened;
@@ -27,9 +28,9 @@ avoip::Descriptor tryToConnect(std::uint16_t port) {
 
 }  // namespace
 
-Console::Console(std::uint16_t port) {
+Console::Console(std::uint16_t port, const std::string& address) {
     awaitCondition("a listener on port " + std::to_string(port), [&] {
-        socket_ = tryToConnect(port);
+        socket_ = tryToConnect(port, address);
         return socket_.get() >= 0;
     });
 }

@@ -15,8 +15,8 @@ inline constexpr std::uint16_t kConsolePort = 6888;
 
 class Console {
   public:
-    /// Connects to 127.0.0.1, and tries again until somebody listens there.
-    explicit Console(std::uint16_t port = kConsolePort);
+    /// Connects from the side of the calling thread, and tries again until somebody listens there.
+    explicit Console(std::uint16_t port = kConsolePort, const std::string& address = "127.0.0.1");
 
     /// Sends the bytes as they are; a command brings its own "!".
     void send(std::string_view text);

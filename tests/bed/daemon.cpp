@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -16,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "bed/wait.hpp"
 
@@ -36,7 +38,7 @@ Pipe makePipe() {
     return {avoip::Descriptor(ends[0]), avoip::Descriptor(ends[1])};
 }
 
-// Pointers for execve into texts that live elsewhere.
+/// Pointers for execve into texts that live elsewhere.
 std::vector<char*> pointersInto(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     std::ranges::transform(texts, std::back_inserter(pointers),
@@ -45,7 +47,7 @@ std::vector<char*> pointersInto(std::vector<std::string>& texts) {
     return pointers;
 }
 
-// The given variables and, of the test's own, those they do not replace.
+/// The given variables and, of the test's own, those they do not replace.
 std::vector<std::string> mergedEnvironment(std::vector<std::string> given) {
     const std::size_t count = given.size();
     for (char** variable = ::environ; *variable != nullptr; ++variable) {
@@ -66,7 +68,9 @@ struct Start {
         : argumentTexts{options.program.empty() ? AVOIPD_PATH : options.program},
           limits(options.limits),
           firstDescriptor(options.firstDescriptor),
-          closed(options.closed) {
+          closed(options.closed),
+          ownSession(options.ownSession),
+          terminal(options.terminal) {
         argumentTexts.insert(argumentTexts.end(), options.arguments.begin(),
                              options.arguments.end());
         environmentTexts = mergedEnvironment(options.environment);
@@ -81,6 +85,8 @@ struct Start {
     std::vector<std::pair<int, rlim_t>> limits;
     int firstDescriptor;
     std::vector<int> closed;
+    bool ownSession;
+    int terminal;
     int standardOutput = -1;
     int standardError = -1;
     pid_t parent = ::getpid();
@@ -110,17 +116,37 @@ void takeDescriptorsBelow(int first) {
     }
 }
 
+/// Whoever runs the tests may ignore some: a shell does so for what it runs in the background.
+void takeSignalsByDefault() {
+    for (int number = 1; number < SIGRTMIN; ++number) {
+        ::signal(number, SIG_DFL);
+    }
+    sigset_t none{};
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+/// In a group of its own in any case, so that whatever it starts can be ended with it.
+void enterSession(const Start& start) {
+    if (!start.ownSession) {
+        ::setpgid(0, 0);
+    } else if (::setsid() < 0 ||
+               (start.terminal >= 0 && ::ioctl(start.terminal, TIOCSCTTY, 0) != 0)) {
+        failInChild("cannot give the program a session and a terminal");
+    }
+}
+
 [[noreturn]] void runChild(const Start& start) {
-    ::setpgid(0, 0);
+    enterSession(start);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != start.parent) {
         ::_exit(127);
     }
-    ::signal(SIGPIPE, SIG_DFL);
+    takeSignalsByDefault();
     ::dup2(start.standardOutput, STDOUT_FILENO);
     ::dup2(start.standardError, STDERR_FILENO);
     ::close(STDIN_FILENO);
-    ::open("/dev/null", O_RDONLY);
+    (void)(start.terminal >= 0 ? ::dup(start.terminal) : ::open("/dev/null", O_RDONLY));
     ::close_range(3, ~0U, 0);
     if (start.firstDescriptor > 3) {
         takeDescriptorsBelow(start.firstDescriptor);
@@ -138,7 +164,7 @@ void takeDescriptorsBelow(int first) {
     failInChild(start.arguments.front());
 }
 
-// Moves what can be read at once into the stream; false at the end of the program's output.
+/// Moves what can be read at once into the stream; false at the end of the program's output.
 bool moveInto(Stream& stream, int source) {
     std::array<char, 65536> piece;
     const ssize_t count = ::read(source, piece.data(), piece.size());
@@ -165,7 +191,7 @@ void readBoth(int outputEnd, Stream& output, int errorEnd, Stream& errors) {
     }
 }
 
-// The number behind "name:" in one of the files of /proc.
+/// The number behind "name:" in one of the files of /proc.
 std::size_t numberIn(const std::string& path, const std::string& name) {
     std::ifstream file(path);
     std::string line;
@@ -234,12 +260,38 @@ std::map<int, std::string> Daemon::descriptors() const {
     return found;
 }
 
-std::size_t Daemon::residentKiB() const {
+avoip::Descriptor Daemon::borrow(int number) const {
+    avoip::Descriptor borrowed(
+        static_cast<int>(::syscall(SYS_pidfd_getfd, process_.get(), number, 0)));
+    if (borrowed.get() < 0) {
+        throwSystemError("cannot borrow descriptor " + std::to_string(number));
+    }
+    return borrowed;
+}
+
+std::size_t Daemon::resident_kib() const {
     return numberIn(processPath("smaps_rollup"), "Rss");
 }
 
 std::size_t Daemon::threadCount() const {
-    return numberIn(processPath("status"), "Threads");
+    return statusNumber("Threads");
+}
+
+std::size_t Daemon::statusNumber(const std::string& name) const {
+    return numberIn(processPath("status"), name);
+}
+
+bool Daemon::hasControllingTerminal() const {
+    std::ifstream file(processPath("stat"));
+    std::string text;
+    std::getline(file, text);
+    // The fifth field behind the name, which may hold blanks.
+    std::istringstream fields(text.substr(text.rfind(')') + 1));
+    std::string field;
+    for (int i = 0; i < 5; ++i) {
+        fields >> field;
+    }
+    return field != "0";
 }
 
 Exit Daemon::stop(int signal) {

@@ -35,6 +35,12 @@ struct DaemonOptions {
     int firstDescriptor = 3;
     /// Descriptors that are closed when the program starts, of the three that it otherwise has.
     std::vector<int> closed;
+    /// Starts the program at the head of a session of its own, as service managers do: it could get
+    /// a controlling terminal.
+    bool ownSession = false;
+    /// With a session of its own, the terminal that controls it and is its standard input; -1 for
+    /// none. Stays the caller's.
+    int terminal = -1;
 };
 
 /// How a program ended: the exit status, or the signal that ended it.
@@ -46,8 +52,8 @@ struct Exit {
 
 class Daemon {
   public:
-    /// Starts the program. It is not ready to serve yet when this returns: await its output, or
-    /// connect a Console.
+    /// Starts the program, with all signals as they are by default. It is not ready to serve yet
+    /// when this returns: await its output, or connect a Console.
     explicit Daemon(const DaemonOptions& options = {});
 
     /// Kills the program and whatever it has started, if they still run.
@@ -67,9 +73,15 @@ class Daemon {
     bool isRunning() const;
     /// Its open descriptors: number and what it refers to, such as "socket:[4711]".
     std::map<int, std::string> descriptors() const;
+    /// One of its descriptors, as one of the test's own: for what only the system knows of it.
+    avoip::Descriptor borrow(int number) const;
     /// Its resident memory, exactly.
-    std::size_t residentKiB() const;
+    std::size_t resident_kib() const;
     std::size_t threadCount() const;
+    /// A number that the system keeps of it, by its name in /proc/PID/status.
+    std::size_t statusNumber(const std::string& name) const;
+    /// Whether a terminal controls it: one that raises signals, its hangup among them.
+    bool hasControllingTerminal() const;
 
     /// Sends it a signal, then waits for its end as awaitExit does.
     Exit stop(int signal);

@@ -21,7 +21,7 @@ sockaddr_in socketAddress(const char* address, std::uint16_t port) {
     return result;
 }
 
-// A UDP socket of the calling thread's side.
+/// A UDP socket of the calling thread's side.
 avoip::Descriptor boundSocket(const char* address, std::uint16_t port) {
     avoip::Descriptor opened(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const int yes = 1;
@@ -33,7 +33,7 @@ avoip::Descriptor boundSocket(const char* address, std::uint16_t port) {
     return opened;
 }
 
-// Whether nothing waits in any UDP socket on that port of the calling thread's side.
+/// Whether nothing waits in any UDP socket on that port of the calling thread's side.
 bool isDrained(std::uint16_t port) {
     std::ifstream table("/proc/thread-self/net/udp");
     std::string line;
@@ -80,9 +80,9 @@ avoip::Descriptor openGroupSocket(const Namespaces& namespaces) {
     });
 }
 
-avoip::Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes) {
+avoip::Descriptor openGroupSocket(const Namespaces& namespaces, int queue_bytes) {
     avoip::Descriptor opened = openGroupSocket(namespaces);
-    if (::setsockopt(opened.get(), SOL_SOCKET, SO_RCVBUFFORCE, &queueBytes, sizeof queueBytes) !=
+    if (::setsockopt(opened.get(), SOL_SOCKET, SO_RCVBUFFORCE, &queue_bytes, sizeof queue_bytes) !=
         0) {
         throwSystemError("no queue that holds a crowd of requests (run this as root)");
     }

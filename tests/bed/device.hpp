@@ -33,7 +33,7 @@ std::string replyText(std::string_view cmd, std::string_view status, std::string
 /// A socket on the device side that hears what is sent to the devices' group, and nothing else.
 avoip::Descriptor openGroupSocket(const Namespaces& namespaces);
 /// The same with a queue of so many bytes for what has not been read yet, which root alone gets.
-avoip::Descriptor openGroupSocket(const Namespaces& namespaces, int queueBytes);
+avoip::Descriptor openGroupSocket(const Namespaces& namespaces, int queue_bytes);
 
 /// Sends all texts to one address, as fast as the system takes them.
 void sendBurst(const avoip::Descriptor& socket, const sockaddr_in& to,

@@ -8,6 +8,8 @@
 
 #include "bed/device.hpp"
 
+namespace bed {
+
 inline constexpr const char* kDiscoveryCmd = "config get device";
 
 /// The keys of a device's record in the record's order.
@@ -37,5 +39,7 @@ inline std::string deviceMember(std::string_view id, std::string_view missing = 
 inline std::string deviceReply(std::string_view id, std::string_view status = "success",
                                std::string_view hostid = "001122aabbcc",
                                std::string_view cmd = kDiscoveryCmd) {
-    return bed::replyText(cmd, status, hostid, id, deviceMember(id));
+    return replyText(cmd, status, hostid, id, deviceMember(id));
 }
+
+}  // namespace bed

@@ -8,6 +8,8 @@
 
 #include "lib/frontend/avoip_frontend.h"
 
+namespace bed {
+
 class FrontEnd {
   public:
     struct Free {
@@ -36,3 +38,5 @@ class FrontEnd {
         avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT)};
     avoip_result result_ = AVOIP_OK;
 };
+
+}  // namespace bed

@@ -37,8 +37,8 @@ std::string imageBlock(const ImageFileOptions& options) {
     return block;
 }
 
-// All values of a byte, in an order that begins anew after 251 bytes, so that no two of the chunks
-// it is cut into are alike.
+/// All values of a byte, in an order that begins anew after 251 bytes, so that no two of the chunks
+/// it is cut into are alike.
 std::string filling() {
     std::string bytes;
     for (std::int64_t i = 0; i < kFilledSize; ++i) {

@@ -2,7 +2,7 @@
 //
 //     bed::Session session;
 //     session.segment.clear();
-//     session.console.send("config get devices!");
+//     session.console.send("matrix get rx01!");
 //     EXPECT_EQ(session.device.receive().text, ...);
 //     session.device.reply(bed::replyText(...));
 //     EXPECT_EQ(session.segment.awaitAnswer(), ...);
@@ -17,6 +17,8 @@
 namespace bed {
 
 struct Session {
+    explicit Session(const DaemonOptions& options = {}) : daemon(options) {}
+
     Namespaces namespaces;
     Device device{namespaces};
     Daemon daemon;

@@ -1,7 +1,7 @@
 // What every fuzz target defines, and how it says that something is wrong.
 //
-// A target is one function that is called with many inputs, by libFuzzer (scripts/fuzz) or by
-// replay.cpp (ctest). It keeps no state from one input to the next. Sanitizers watch it.
+// A target is one function that is called with many inputs, by libFuzzer (scripts/measure fuzz) or
+// by replay.cpp (ctest). It keeps no state from one input to the next. Sanitizers watch it.
 #pragma once
 
 #include <cstddef>

@@ -17,14 +17,14 @@ int look(int descriptor, short events) {
 
 }  // namespace
 
-int Wait_readable(int descriptor, int /*timeoutMs*/) {
+int Wait_readable(int descriptor, int /*timeout_ms*/) {
     return look(descriptor, POLLIN);
 }
 
-int Wait_writable(int descriptor, int /*timeoutMs*/) {
+int Wait_writable(int descriptor, int /*timeout_ms*/) {
     return look(descriptor, POLLOUT);
 }
 
-int Wait_readableOrWritable(int descriptor, int /*timeoutMs*/) {
+int Wait_readableOrWritable(int descriptor, int /*timeout_ms*/) {
     return look(descriptor, POLLIN | POLLOUT);
 }

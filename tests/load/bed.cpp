@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "bed/wait.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace load {
 
@@ -44,7 +44,7 @@ LoadBed::LoadBed(Words words, const std::string& program, const std::vector<std:
 Footprint LoadBed::footprint() const {
     std::ifstream maps("/proc/" + std::to_string(daemon.pid()) + "/maps");
     const auto mappings = std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
-    return {daemon.residentKiB(), daemon.descriptors().size(), static_cast<std::size_t>(mappings)};
+    return {daemon.resident_kib(), daemon.descriptors().size(), static_cast<std::size_t>(mappings)};
 }
 
 void LoadBed::awaitIdle() const {
@@ -60,7 +60,8 @@ std::string commandRequest(std::size_t number) {
     return families::showmeRequest(identity(number));
 }
 
-std::string askCommand(FrontEnd& frontEnd, std::size_t number, std::chrono::milliseconds patience) {
+std::string askCommand(bed::FrontEnd& frontEnd, std::size_t number,
+                       std::chrono::milliseconds patience) {
     const auto answer = frontEnd.ask(commandLine(number), patience);
     const std::string text = answer == nullptr ? frontEnd.explanation() : answer.get();
     return text == kCommandAnswer ? "" : text;

@@ -43,7 +43,7 @@ inline constexpr const char* kCommandAnswer =
     R"({"ack":{"cmd":"device showme","status":"success"}})";
 
 /// Asks for that command. @return what was wrong: another answer, or why there was none; else empty
-std::string askCommand(FrontEnd& frontEnd, std::size_t number,
+std::string askCommand(bed::FrontEnd& frontEnd, std::size_t number,
                        std::chrono::milliseconds patience = bed::kPatience);
 
 /// A finding with the time that `act` takes, and what the daemon takes up before and behind it.

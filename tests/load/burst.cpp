@@ -30,7 +30,7 @@ class Fleet {
         asker_.sin_port = htons(bed::kReplyPort);
         asker_.sin_addr.s_addr = ::inet_addr(bed::kControlAddress);
         for (std::size_t i = 0; i < kFleet; ++i) {
-            replies_.push_back(deviceReply(identity(i)));
+            replies_.push_back(bed::deviceReply(identity(i)));
         }
     }
 

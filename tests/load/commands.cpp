@@ -63,7 +63,7 @@ void sendOnAll(std::vector<bed::Console>& consoles, std::size_t each) {
 Finding oneConnection(std::size_t commands) {
     LoadBed bed;
     Ear ear(bed.namespaces, commands);
-    FrontEnd frontEnd;
+    bed::FrontEnd frontEnd;
     frontEnd.ask("hello!", bed::kPatience);
     std::size_t unanswered = 0;
     Finding finding = measure(bed, [&] {

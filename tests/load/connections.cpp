@@ -6,7 +6,7 @@
 
 #include "load/bed.hpp"
 #include "load/ear.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace load {
 
@@ -25,7 +25,7 @@ std::string leftByEach(const Finding& finding, std::size_t connections) {
     };
     std::array<char, 128> text{};
     std::snprintf(text.data(), text.size(), "%.1f KiB and %.2f mappings left by each (%zu to %zu)",
-                  each(finding.before.residentKiB, finding.after.residentKiB),
+                  each(finding.before.resident_kib, finding.after.resident_kib),
                   each(finding.before.mappings, finding.after.mappings), finding.before.mappings,
                   finding.after.mappings);
     return text.data();
@@ -33,7 +33,7 @@ std::string leftByEach(const Finding& finding, std::size_t connections) {
 
 /// Asks for one command on a connection of its own; false when it got no or another answer.
 bool isServed(std::size_t number, std::string& explanation) {
-    FrontEnd frontEnd;
+    bed::FrontEnd frontEnd;
     explanation = askCommand(frontEnd, number, kServedWithin);
     return explanation.empty();
 }

@@ -1,4 +1,5 @@
-// Measures one load figure and prints its row of the table; scripts/load builds and runs this.
+// Measures one load figure and prints its row of the table; "scripts/measure load" builds and runs
+// this.
 //
 //   load FIGURE[=COUNT]     a count in place of the figure's own, for a quick look
 //   load                    lists the figures
@@ -65,12 +66,13 @@ std::string oneLine(std::string text) {
 
 void printRow(std::string_view name, const load::Finding& finding) {
     const std::string lost = finding.lost.empty() ? "nothing" : finding.lost;
-    std::printf("| %.*s | %s | %s | %.1f s | %s KiB → %s KiB | %zu → %zu | `scripts/load %.*s` |\n",
-                static_cast<int>(name.size()), name.data(), oneLine(finding.done).c_str(),
-                oneLine(lost).c_str(), finding.seconds,
-                load::grouped(finding.before.residentKiB).c_str(),
-                load::grouped(finding.after.residentKiB).c_str(), finding.before.descriptors,
-                finding.after.descriptors, static_cast<int>(name.size()), name.data());
+    std::printf(
+        "| %.*s | %s | %s | %.1f s | %s KiB → %s KiB | %zu → %zu "
+        "| `scripts/measure load %.*s` |\n",
+        static_cast<int>(name.size()), name.data(), oneLine(finding.done).c_str(),
+        oneLine(lost).c_str(), finding.seconds, load::grouped(finding.before.resident_kib).c_str(),
+        load::grouped(finding.after.resident_kib).c_str(), finding.before.descriptors,
+        finding.after.descriptors, static_cast<int>(name.size()), name.data());
 }
 
 /// The count behind the "=", or the figure's own where there is none; 0 for one that cannot be.

@@ -1,6 +1,6 @@
 // The load figures: what the daemon bears, on the daemon as it is built for a device, in the bed's
 // private network. Each figure is one function here, and gives one row of the table that
-// scripts/load prints. They throw a bed::Error where they cannot be measured at all.
+// scripts/measure load prints. They throw a bed::Error where they cannot be measured at all.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@ namespace load {
 
 /// What the daemon takes up at one moment.
 struct Footprint {
-    std::size_t residentKiB = 0;
+    std::size_t resident_kib = 0;
     std::size_t descriptors = 0;
     std::size_t mappings = 0;
 };

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kWritersAtMost = 6;
 
 std::string halfLine(Random& random, Soak& soak) {
-    const std::string whole = oneWayLine(random, soak.number()).text;
+    const std::string whole = oneWayLine(random, soak.bed.number()).text;
     return whole.substr(0, random.between(1, whole.size() - 1));
 }
 
@@ -22,7 +22,7 @@ std::string garbage(Random& random, std::size_t size) {
 }
 
 SilentNoise::~SilentNoise() {
-    std::ranges::for_each(writers_, [&](const SlowWriter&) { soak_.countEnded(); });
+    std::ranges::for_each(writers_, [&](const SlowWriter&) { soak_.account.countEnded(); });
 }
 
 void SilentNoise::step(Random& random) {
@@ -60,7 +60,7 @@ void SilentNoise::endUnfinished(Random& random, Fault kind) {
     if (resets) {
         console.reset();
     }
-    soak_.countEnded();
+    soak_.account.countEnded();
     soak_.report.inject(kind);
 }
 
@@ -69,14 +69,14 @@ void SilentNoise::sendExit(Random& random) {
     bed::Console console;
     std::string line = halfLine(random, soak_);
     line.insert(random.below(line.size() + 1), "exit");
-    console.send(line + "!" + oneWayLine(random, soak_.number()).text);
+    console.send(line + "!" + oneWayLine(random, soak_.bed.number()).text);
     console.awaitClosed();
-    soak_.countEnded();
+    soak_.account.countEnded();
     soak_.report.inject(Fault::kExitLine);
 }
 
 void SilentNoise::beginSlowly(Random& random) {
-    Line line = oneWayLine(random, soak_.number());
+    Line line = oneWayLine(random, soak_.bed.number());
     const std::size_t until =
         random.percent(50) ? line.text.size() : random.between(1, line.text.size() - 1);
     if (writers_.size() < kWritersAtMost) {
@@ -98,7 +98,7 @@ void SilentNoise::trickle(Random& random) {
     writer->sent += size;
     if (!writer->isComplete() && writer->sent == end) {
         writers_.erase(writer);
-        soak_.countEnded();
+        soak_.account.countEnded();
         soak_.report.inject(Fault::kSlowLineLeft);
     }
 }
@@ -106,9 +106,9 @@ void SilentNoise::trickle(Random& random) {
 void SilentNoise::finishLines() {
     for (auto writer = writers_.begin(); writer != writers_.end();) {
         if (writer->isComplete() && writer->sent + 1 == writer->until) {
-            soak_.askBy(writer->line, [&] { writer->console.send("!"); });
+            soak_.judge.askBy(writer->line, [&] { writer->console.send("!"); });
             writer = writers_.erase(writer);
-            soak_.countEnded();
+            soak_.account.countEnded();
             soak_.report.inject(Fault::kSlowLine);
         } else {
             ++writer;

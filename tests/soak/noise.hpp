@@ -7,8 +7,8 @@
 #include <string>
 
 #include "bed/console.hpp"
-#include "soak/bed.hpp"
 #include "soak/random.hpp"
+#include "soak/soak.hpp"
 
 namespace soak {
 

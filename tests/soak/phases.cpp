@@ -40,39 +40,40 @@ constexpr std::array kDeck{
 /// own of those, and answers them too.
 void askLongLine(Soak& soak, Random& random) {
     const std::string filling(kLongestLine * random.between(1, 2), 'x');
-    const Line line = unknownLine(soak.number());
+    const Line line = unknownLine(soak.bed.number());
     bed::Console console;
-    soak.expectUnknown(filling);
-    soak.askBehindOthers(line, [&] { console.send(filling + line.text); });
-    soak.countEnded();
+    soak.account.expectUnknown(filling);
+    soak.judge.askBehindOthers(line, [&] { console.send(filling + line.text); });
+    soak.account.countEnded();
     soak.report.inject(Fault::kLongLine);
 }
 
 /// A line that makes no device reply.
 Line quickLine(Soak& soak, Random& random) {
-    return random.percent(80) ? oneWayLine(random, soak.number()) : unknownLine(soak.number());
+    return random.percent(80) ? oneWayLine(random, soak.bed.number())
+                              : unknownLine(soak.bed.number());
 }
 
 void askSomething(Soak& soak, Random& random) {
     const std::uint64_t choice = random.below(100);
     if (choice < 78) {
-        soak.ask(quickLine(soak, random));
+        soak.judge.ask(quickLine(soak, random));
     } else if (choice < 90) {
-        soak.askAsVisitor(quickLine(soak, random));
+        soak.judge.askAsVisitor(quickLine(soak, random));
         soak.report.inject(Fault::kVisitor);
     } else if (choice < 95) {
-        soak.ask(readingLine(random));
+        soak.judge.ask(readingLine(random));
     } else if (choice < 99) {
         askLongLine(soak, random);
     } else {
-        soak.ask(listingLine(random));
+        soak.judge.ask(listingLine(random));
     }
 }
 
 /// Commands one after the other, among connections that come and go and send what is not answered.
 void runDisturbed(Soak& soak, Random& random) {
     SilentNoise noise(soak);
-    for (std::uint64_t left = random.between(200, 500); left > 0 && soak.pause(); --left) {
+    for (std::uint64_t left = random.between(200, 500); left > 0 && soak.bed.pause(); --left) {
         if (random.percent(35)) {
             noise.step(random);
             noise.finishLines();
@@ -96,19 +97,19 @@ void giveLine(Soak& soak, Random& random, Member& member) {
     std::string bytes;
     if (choice < 70) {
         const Line line = quickLine(soak, random);
-        soak.expect(line, least);
+        soak.account.expect(line, least);
         bytes = line.text;
     } else if (choice < 82) {
         bytes = garbage(random, random.between(1, 300)) + "!";
-        soak.expectUnknown(bytes, least);
+        soak.account.expectUnknown(bytes, least);
         soak.report.inject(Fault::kCrowdGarbage);
     } else if (choice < 90) {
         bytes = std::string(kLongestLine + random.between(1, 2000), 'y') + "!";
-        soak.expectUnknown(bytes, least);
+        soak.account.expectUnknown(bytes, least);
         soak.report.inject(Fault::kCrowdLongLine);
     } else {
         const Line line = choice < 98 ? readingLine(random) : listingLine(random);
-        soak.expect(line, least);
+        soak.account.expect(line, least);
         bytes = line.text;
         member.use = std::max(member.use, choice < 98 ? Use::kReading : Use::kListing);
     }
@@ -126,7 +127,7 @@ void gather(Soak& soak, Random& random) {
     for (std::uint64_t lines = random.between(1, 3); lines > 0; --lines) {
         for (Member& member : crowd) {
             giveLine(soak, random, member);
-            soak.hear();
+            soak.account.hear();
         }
     }
     for (Member& member : crowd) {
@@ -134,31 +135,31 @@ void gather(Soak& soak, Random& random) {
             member.console.reset();
         }
         soak.report.inject(member.resets ? Fault::kCrowdReset : Fault::kCrowdLeave);
-        soak.countEnded(member.use);
+        soak.account.countEnded(member.use);
     }
 }
 
 void runCrowd(Soak& soak, Random& random) {
-    for (std::uint64_t crowds = random.between(2, 8); crowds > 0 && soak.pause(); --crowds) {
+    for (std::uint64_t crowds = random.between(2, 8); crowds > 0 && soak.bed.pause(); --crowds) {
         gather(soak, random);
-        soak.forgetAnswers();
+        soak.judge.forgetAnswers();
     }
 }
 
 /// A command waits for a device when the address goes.
 void loseAddressWhileWaiting(Soak& soak) {
-    const Line line = unansweredLine(soak.number());
+    const Line line = unansweredLine(soak.bed.number());
     bed::Console console;
     const auto begin = steady_clock::now();
-    soak.askBy(line, [&] {
+    soak.judge.askBy(line, [&] {
         console.send(line.text);
-        soak.awaitRequests();
-        soak.removeAddress();
+        soak.account.awaitRequests();
+        soak.bed.removeAddress();
     });
     if (steady_clock::now() - begin > kReplyWaitMost) {
         soak.report.notKept("a command waited too long for a reply that cannot come");
     }
-    soak.countEnded();
+    soak.account.countEnded();
     soak.report.inject(Fault::kAddressLostWaiting);
 }
 
@@ -168,24 +169,24 @@ void loseAddressWhileWaiting(Soak& soak) {
 void runWithoutAddress(Soak& soak, Random& random) {
     const bool link = random.percent(40);
     if (link) {
-        soak.linkDown();
+        soak.bed.linkDown();
         soak.report.inject(Fault::kLinkLost);
     } else if (random.percent(40)) {
         loseAddressWhileWaiting(soak);
     } else {
-        soak.removeAddress();
+        soak.bed.removeAddress();
         soak.report.inject(Fault::kAddressLost);
     }
     {
         SilentNoise noise(soak);
-        for (std::uint64_t left = random.between(4, 12); left > 0 && soak.pause(); --left) {
+        for (std::uint64_t left = random.between(4, 12); left > 0 && soak.bed.pause(); --left) {
             noise.step(random);
             askSomething(soak, random);
         }
     }
-    link ? soak.linkUp() : soak.addAddress();
+    link ? soak.bed.linkUp() : soak.bed.addAddress();
     for (int i = 0; i < 3; ++i) {
-        soak.ask(oneWayLine(random, soak.number()));
+        soak.judge.ask(oneWayLine(random, soak.bed.number()));
     }
 }
 
@@ -195,7 +196,7 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     const Line line = uploadLine(encoder, images.whole.path());
     bed::Console console;
     const auto begin = steady_clock::now();
-    soak.beginUpload(line);
+    soak.judge.beginUpload(line);
     console.send(line.text);
     console.finishSending();
     // The devices' faults may hide the device, and the command ends without an upload.
@@ -209,15 +210,15 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
     });
     {
         SilentNoise noise(soak);
-        for (std::uint64_t left = random.between(30, 80); left > 0 && soak.pause(); --left) {
+        for (std::uint64_t left = random.between(30, 80); left > 0 && soak.bed.pause(); --left) {
             noise.step(random);
-            soak.ask(quickLine(soak, random));
+            soak.judge.ask(quickLine(soak, random));
         }
     }
     const bool endedBefore = !console.hasHeardNothing();
     console.awaitClosed();
-    soak.endUpload(endedBefore);
-    soak.countEnded(Use::kListing);
+    soak.judge.endUpload(endedBefore);
+    soak.account.countEnded(Use::kListing);
     soak.printed.follow();
     if (begun) {
         soak.report.inject(Fault::kUploadStalled);
@@ -230,19 +231,19 @@ void runStalledUpload(Soak& soak, Random& random, const Images& images) {
 
 /// Uploads that take their turn: to a device that takes them, and of images that are no good.
 void runOtherUploads(Soak& soak, Random& random, const Images& images) {
-    for (std::uint64_t left = random.between(2, 4); left > 0 && soak.pause(); --left) {
+    for (std::uint64_t left = random.between(2, 4); left > 0 && soak.bed.pause(); --left) {
         const auto encoder = static_cast<int>(random.between(kStallingEncoders + 1, kEncoders));
         switch (random.below(3)) {
             case 0:
-                soak.ask(uploadLine(encoder, images.small.path()));
+                soak.judge.ask(uploadLine(encoder, images.small.path()));
                 soak.report.inject(Fault::kImageGood);
                 break;
             case 1:
-                soak.ask(uploadLine(encoder, images.bad.path()));
+                soak.judge.ask(uploadLine(encoder, images.bad.path()));
                 soak.report.inject(Fault::kImageBad);
                 break;
             default:
-                soak.ask(uploadLine(encoder, images.forDecoders.path()));
+                soak.judge.ask(uploadLine(encoder, images.forDecoders.path()));
                 soak.report.inject(Fault::kImageForOthers);
         }
     }
@@ -273,11 +274,11 @@ void runPhases(Soak& soak, std::uint64_t seed, const Images& images) {
             std::swap(deck[left - 1], deck[random.below(left)]);
         }
         for (const Phase phase : deck) {
-            if (!soak.pause()) {
+            if (!soak.bed.pause()) {
                 return;
             }
             run(phase, soak, random, images);
-            soak.settle();
+            settle(soak);
         }
     }
 }

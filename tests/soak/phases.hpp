@@ -2,8 +2,10 @@
 // accounts settled, so that nothing of it disturbs the next one.
 #pragma once
 
-#include "soak/bed.hpp"
-#include "soak/random.hpp"
+#include <cstdint>
+
+#include "bed/image_file.hpp"
+#include "soak/soak.hpp"
 
 namespace soak {
 

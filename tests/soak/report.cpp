@@ -70,7 +70,7 @@ void Report::printFaults(const DeviceFaults& devices) const {
 void Report::printNumbers(const Numbers& numbers) const {
     std::printf("\n| what | number |\n|---|---:|\n");
     std::printf("| seconds | %.0f |\n", numbers.seconds);
-    std::printf("| of them processor time: daemon, fleet and soak | %.0f |\n", numbers.cpuSeconds);
+    std::printf("| of them processor time: daemon, fleet and soak | %.0f |\n", numbers.cpu_s);
     printRow("phases", counts.phases);
     printRow("commands of front ends that take turns", counts.asked);
     printRow("right answers, one for each", counts.answered);
@@ -88,7 +88,8 @@ void Report::printNumbers(const Numbers& numbers) const {
     printRow("commands failed without an address, a descriptor each (address-query-leak)",
              counts.failedByAddress);
     std::printf("| resident memory: start, end, explained at most | %zu, %zu, %zu KiB |\n",
-                numbers.start.residentKiB, numbers.end.residentKiB, numbers.residentExplainedKiB);
+                numbers.start.resident_kib, numbers.end.resident_kib,
+                numbers.residentExplained_kib);
     std::printf("| descriptors: start, end, explained | %zu, %zu, %zu |\n",
                 numbers.start.descriptors, numbers.end.descriptors, numbers.descriptorsExplained);
     std::printf("| threads: start, end | %zu, %zu |\n", numbers.start.threads, numbers.end.threads);

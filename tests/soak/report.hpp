@@ -38,7 +38,7 @@ enum class Fault : std::uint8_t {
 };
 
 struct Process {
-    std::size_t residentKiB = 0;
+    std::size_t resident_kib = 0;
     std::size_t descriptors = 0;
     std::size_t threads = 0;
 };
@@ -76,12 +76,12 @@ class Report {
         Process start;
         Process end;
         std::size_t descriptorsExplained = 0;
-        std::size_t residentExplainedKiB = 0;
+        std::size_t residentExplained_kib = 0;
         std::uint64_t heard = 0;
         Datagrams datagrams;
         bool alive = false;
         double seconds = 0;
-        double cpuSeconds = 0;
+        double cpu_s = 0;
     };
     void printNumbers(const Numbers& numbers) const;
 

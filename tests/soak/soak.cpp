@@ -44,26 +44,74 @@
 #include <filesystem>
 #include <random>
 
-#include "soak/bed.hpp"
 #include "soak/phases.hpp"
+#include "soak/random.hpp"
+#include "soak/soak.hpp"
+
+namespace soak {
+
+void settle(Soak& soak) {
+    soak.account.awaitIdle();
+    soak.judge.ask(unknownLine(soak.bed.number()));
+    soak.judge.checkSegment();
+    soak.account.settle();
+    ++soak.report.counts.phases;
+    soak.bed.awaitShare(soak.account.shareUsed());
+}
 
 namespace {
 
+/// What every kind of command needs once is had when this is over.
+void warmUp(Soak& soak, std::uint64_t seed) {
+    Random random(seed, 0);
+    for (int i = 0; i < 3; ++i) {
+        soak.judge.ask(oneWayLine(random, soak.bed.number()));
+        soak.judge.ask(listingLine(random));
+    }
+    settle(soak);
+    soak.account.begin();
+}
+
+/// The tables. Everything must have been settled.
+void printReport(Soak& soak) {
+    bed::Daemon& daemon = soak.bed.daemon;
+    const bool alive = daemon.isRunning();
+    if (!alive) {
+        const bed::Exit exit = daemon.awaitExit();
+        soak.report.notKept("the daemon has ended, " +
+                            std::string(exit.bySignal ? "by signal " : "with exit status ") +
+                            std::to_string(exit.code) + ", having said: " + daemon.errors().all());
+    }
+    soak.report.printFaults(countDeviceFaults(soak.bed.requestLog()));
+    soak.report.printNumbers({.repliesLeft = soak.printed.repliesLeft,
+                              .start = soak.account.start(),
+                              .end = alive ? soak.bed.process() : Process{},
+                              .descriptorsExplained = soak.account.explainedDescriptors(),
+                              .residentExplained_kib = soak.account.explained_kib(),
+                              .heard = soak.account.requestsHeard(),
+                              .datagrams = countDatagrams(),
+                              .alive = alive,
+                              .seconds = soak.bed.secondsGone(),
+                              .cpu_s = soak.bed.cpu_s()});
+}
+
 /// False when a promise was not kept.
-bool run(const soak::Options& options) {
-    soak::Soak soak(options);
+bool run(const Options& options) {
+    Soak soak(options);
     try {
-        const soak::Images images;
-        soak::runPhases(soak, options.seed, images);
+        warmUp(soak, options.seed);
+        const Images images;
+        runPhases(soak, options.seed, images);
     } catch (const std::exception& problem) {
         // What stands still cannot be judged any further.
         soak.report.notKept(problem.what());
     }
-    soak.printReport();
+    printReport(soak);
     return soak.report.allKept();
 }
 
 }  // namespace
+}  // namespace soak
 
 int main(int argc, char** argv) {
     soak::Options options{.seed = std::random_device()()};
@@ -88,7 +136,7 @@ int main(int argc, char** argv) {
     std::printf("seed %llu\n", static_cast<unsigned long long>(options.seed));
     std::fflush(stdout);
     try {
-        return run(options) ? 0 : 1;
+        return soak::run(options) ? 0 : 1;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "soak: %s\n", problem.what());
         return 1;

@@ -17,7 +17,7 @@
 #include "bed/session.hpp"
 #include "bed/wait.hpp"
 #include "gtest/gtest.h"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace {
 
@@ -99,7 +99,7 @@ class AvoipctlPromptBesideStandstill : public AvoipctlBesideStandstill {
 TEST_F(AvoipctlBesideStandstill, waits_no_longer_than_its_time_for_a_front_end_that_has_the_turn) {
     bed::Daemon other(options({"--timeout", "60", "matrix", "get", "rx01"}));
     session.device.receive();
-    session.device.reply(deviceReply("rx01"));
+    session.device.reply(bed::deviceReply("rx01"));
     session.device.receive();
     const Standstill standstill(other);
     session.device.reply(bed::replyText("matrix get", "success", "001122aabbcc", "rx01",

@@ -231,6 +231,7 @@ TEST_F(AvoipctlAlone, helps_with_an_example_for_each_subcommand) {
         << outcome.output;
     EXPECT_EQ(run({"--help"}).status, 0);
     EXPECT_EQ(run({"--version"}).status, 0);
+    EXPECT_EQ(run({"--version"}).output, "avoipctl " AVOIP_VERSION "\n");
 }
 
 TEST_F(AvoipctlAndDaemon, shows_a_device_that_answered_over_the_network) {

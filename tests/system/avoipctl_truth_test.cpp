@@ -1,5 +1,5 @@
-// What avoipctl may believe, and what it says of it: beside answers that were given up, replies that
-// come late, devices that are not there, and texts that would steer the terminal.
+// What avoipctl may believe, and what it says of it: beside answers that were given up, replies
+// that come late, devices that are not there, and texts that would steer the terminal.
 #include <atomic>
 #include <chrono>
 #include <csignal>

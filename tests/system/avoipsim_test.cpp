@@ -99,12 +99,12 @@ bed::DaemonOptions fleetOptions(std::vector<std::string> arguments) {
     return options;
 }
 
-// The program on the device side.
+/// The program on the device side.
 bed::Daemon startFleet(const bed::Namespaces& namespaces, std::vector<std::string> arguments) {
     return namespaces.onDeviceSide([&] { return bed::Daemon(fleetOptions(std::move(arguments))); });
 }
 
-// The addresses 10.77.1.0 to 10.77.5.255, but not those of the cable itself.
+/// The addresses 10.77.1.0 to 10.77.5.255, but not those of the cable itself.
 void makeAddressesLocal(const bed::Namespaces& namespaces) {
     namespaces.onDeviceSide([] {
         bed::ip(
@@ -288,7 +288,7 @@ class AvoipsimUploads : public AvoipsimProcess {
         return path;
     }
 
-    // What the sender printed behind its three lines about the image, and how it ended.
+    /// What the sender printed behind its three lines about the image, and how it ended.
     std::string upload(const char* address, const std::string& image, bool wait) {
         testing::internal::CaptureStdout();
         const int result = Main_update_encoder(nullptr, address, image.c_str(), wait);

@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A UDP socket on the controller side, bound as the daemon binds its own.
+/// A UDP socket on the controller side, bound as the daemon binds its own.
 avoip::Descriptor controllerSocket() {
     avoip::Descriptor opened(::socket(AF_INET, SOCK_DGRAM, 0));
     sockaddr_in local{};
@@ -304,17 +304,19 @@ TEST(BedDaemon, begins_with_no_descriptors_but_the_standard_ones) {
     EXPECT_TRUE(program.descriptors().at(1).starts_with("pipe:"));
     EXPECT_TRUE(program.descriptors().at(2).starts_with("pipe:"));
     EXPECT_EQ(program.threadCount(), 1U);
-    EXPECT_GT(program.residentKiB(), 0U);
+    EXPECT_GT(program.resident_kib(), 0U);
 }
 
 TEST(BedDaemon, starts_with_limits_environment_and_taken_descriptors_as_asked) {
-    bed::DaemonOptions options = shell("ulimit -n; echo $COLOUR; ls /proc/$$/fd | wc -l");
+    bed::DaemonOptions options = shell(
+        "ulimit -n; echo $COLOUR; cd /proc/$$/fd; for i in 3 1099 1100; do test -e $i; echo $?; "
+        "done");
     options.environment = {"COLOUR=blue"};
     options.firstDescriptor = 1100;
     options.limits = {{RLIMIT_NOFILE, 1200}};
     bed::Daemon program(options);
     EXPECT_EQ(program.awaitExit(), bed::Exit{});
-    EXPECT_EQ(program.output().all(), "1200\nblue\n1100\n");
+    EXPECT_EQ(program.output().all(), "1200\nblue\n0\n0\n1\n");
     EXPECT_EQ(program.errors().all(), "");
 }
 
@@ -460,16 +462,14 @@ TEST(BedSegment, asking_clears_before_it_sends) {
 TEST(BedSession, carries_a_conversation_from_the_console_to_the_segment) {
     bed::Session session;
     session.segment.clear();
-    session.console.send("config get devices!");
-    EXPECT_EQ(session.device.receive().text,
-              R"({"request":{"cmd":"config get device","hostid":"001122aabbcc",)"
-              R"("device":[{"id":"All"}]}})");
-    session.device.reply(bed::replyText(
-        "config get device", "success", "001122aabbcc", "TX1",
-        R"("device":{"deviceid":"TX1","alias":"","devtype":"","devaddr":"","devnetmask":"",)"
-        R"("devgateway":"","devmac":"","status":"","version":""})"));
-    const std::string answer = session.segment.awaitAnswer();
-    EXPECT_NE(answer.find("\"TX1\""), std::string::npos) << answer;
+    session.console.send("matrix get RX1!");
+    EXPECT_EQ(
+        session.device.receive().text,
+        R"({"request":{"cmd":"matrix get","hostid":"001122aabbcc","device":[{"id":"RX1"}]}})");
+    session.device.reply(bed::replyText("matrix get", "success", "001122aabbcc", "RX1",
+                                        R"("rxsource":{"rxid":"RX1","txid":"TX1"})"));
+    EXPECT_EQ(session.segment.awaitAnswer(), R"({"ack":{"cmd":"matrix get","status":"success"},)"
+                                             R"("rxsource":[{"rxid":"RX1","txid":"TX1"}]})");
     EXPECT_TRUE(session.console.hasHeardNothing());
 }
 

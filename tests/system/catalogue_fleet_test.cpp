@@ -6,15 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "lib/client/answer.hpp"
-#include "lib/catalogue/arguments.hpp"
-#include "lib/catalogue/catalogue.hpp"
 #include "bed/console.hpp"
 #include "bed/daemon.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
 #include "gtest/gtest.h"
+#include "lib/catalogue/arguments.hpp"
+#include "lib/catalogue/catalogue.hpp"
+#include "lib/client/answer.hpp"
 
 namespace {
 

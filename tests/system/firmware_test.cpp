@@ -22,13 +22,13 @@ class Firmware : public testing::Test {
         return "update device encoder tx1 " + image.path() + "!";
     }
 
-    // Begins an upload to the one encoder; returns the device's end of it.
+    /// Begins an upload to the one encoder; returns the device's end of it.
     bed::Upload startUpload(const bed::ImageFile& image) {
         bed_.start(lineFor(image), {kDevice});
         return port_.accept();
     }
 
-    // Waits for the command to fail after the image's description and this.
+    /// Waits for the command to fail after the image's description and this.
     void expectFailure(const bed::ImageFile& image, const std::string& text) {
         EXPECT_EQ(bed_.answer(), failure("update device encoder"));
         bed_.awaitSaid(lineFor(image),
@@ -163,20 +163,6 @@ TEST_F(Firmware, two_uploads_on_two_connections_go_on_at_the_same_time) {
     bed_.segment.clear();
     decoder.send("done");
     EXPECT_EQ(bed_.answer(), success("update device decoder"));
-}
-
-// Takes five minutes: tests/system/firmware_test --gtest_also_run_disabled_tests
-// --gtest_filter='*five_minutes'. The unit tests prove the same by what is asked of the system.
-TEST_F(Firmware, DISABLED_a_reply_is_awaited_for_five_minutes) {
-    const bed::ImageFile image({.size = 1});
-    bed::Upload upload = startUpload(image);
-    upload.receive(5);
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(bed_.segment.awaitAnswer(330s), success("update device encoder"));
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 300s);
-    bed_.awaitSaid(lineFor(image), image.description() +
-                                       "select error:115 Operation now in progress"
-                                       "read \n");
 }
 
 }  // namespace

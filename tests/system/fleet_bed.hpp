@@ -47,8 +47,8 @@ class DaemonAndFleet {
         fleet_.awaitOutput("on dev0");
     }
 
-    /// Lets each decoder show the encoder with its own number, and exchange serial data with the one
-    /// behind it.
+    /// Lets each decoder show the encoder with its own number, and exchange serial data with the
+    /// one behind it.
     void route() {
         bed::Console console;
         bed::Segment segment;

@@ -1,4 +1,5 @@
-// The gateway as a process, with a data folder of the test's own and nobody at the daemon's console.
+// The gateway as a process, with a data folder of the test's own and nobody at the daemon's
+// console.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -2,30 +2,19 @@
 // is not its own, sends no byte that was never written, and keeps what it keeps on purpose and
 // nothing else.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <csignal>
-#include <filesystem>
 #include <map>
 #include <regex>
 #include <sstream>
 #include <string>
-#include <vector>
 
-#include "lib/catalogue/arguments.hpp"
-#include "lib/catalogue/catalogue.hpp"
-#include "bed/console.hpp"
-#include "bed/daemon.hpp"
-#include "bed/device.hpp"
-#include "bed/ip_tool.hpp"
-#include "bed/namespaces.hpp"
-#include "bed/segment.hpp"
-#include "bed/wait.hpp"
+#include "bed/occupant.hpp"
+#include "bed/session.hpp"
+#include "small_fleet.hpp"
 
 namespace {
-
-using namespace avoip;
 
 /// How many blocks are left under each name of memcheck.supp.
 using Kept = std::map<std::string, int>;
@@ -83,55 +72,13 @@ class Memcheck : public testing::Test {
     }
 };
 
-std::string makeFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "avoipXXXXXX").string();
-    return ::mkdtemp(pattern.data());
-}
-
-/// An encoder and a decoder, simulated, and an image that both take.
-class Fleet {
-  public:
-    explicit Fleet(const bed::Namespaces& namespaces)
-        : devices_(namespaces.onDeviceSide([] {
-              bed::ip("route add local 10.77.1.0/24 dev lo");
-              return bed::Daemon(
-                  simulator({"--encoders", "1", "--decoders", "1", "--reboot-time", "0"}));
-          })) {
-        bed::Daemon maker(simulator(
-            {"--make-image", image(), "--image-name", "TX and RX", "--image-size", "5000"}));
-        EXPECT_EQ(maker.awaitExit(), bed::Exit{});
-        devices_.awaitOutput("on dev0");
-    }
-    ~Fleet() { std::filesystem::remove_all(folder_); }
-    Fleet(const Fleet&) = delete;
-    Fleet& operator=(const Fleet&) = delete;
-
-    std::string image() const { return folder_ + "/image.bin"; }
-
-  private:
-    static bed::DaemonOptions simulator(const std::vector<std::string>& arguments) {
-        bed::DaemonOptions options;
-        options.program = AVOIPSIM_PATH;
-        options.arguments = arguments;
-        return options;
-    }
-
-    const std::string folder_ = makeFolder();
-    bed::Daemon devices_;
-};
-
 TEST_F(Memcheck, a_run_of_every_command_leaves_the_connection_and_nothing_else) {
     const bed::Namespaces namespaces;
-    const Fleet fleet(namespaces);
+    const SmallFleet fleet(namespaces);
     bed::Daemon daemon(watchedDaemon());
     bed::Console console;
     bed::Segment segment;
-    for (const Command& command : Catalogue_commands()) {
-        std::vector<std::string> values = Arguments_examples(command);
-        if (command.group == "update") {
-            values.back() = fleet.image();
-        }
-        const std::string line = Arguments_consoleText(command, values);
+    for (const std::string& line : fleet.everyCommand()) {
         EXPECT_NE(segment.ask(console, line).find(R"("status":"success")"), std::string::npos)
             << line;
     }
@@ -164,12 +111,7 @@ TEST_F(Memcheck, replies_that_lack_something_leave_their_documents) {
 
 TEST_F(Memcheck, a_client_that_is_not_created_stays) {
     const bed::Namespaces namespaces;
-    const avoip::Descriptor occupant(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(bed::kReplyPort);
-    ASSERT_EQ(::bind(occupant.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-
+    const bed::Occupant occupant(SOCK_DGRAM, bed::kReplyPort);
     bed::Daemon daemon(watchedDaemon());
     bed::Console console;
     bed::Segment segment;

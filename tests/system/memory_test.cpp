@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bed/session.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace {
 
@@ -62,13 +62,13 @@ constexpr std::size_t kConnections = 20;
 
 TEST_F(Memory, an_open_connection_holds_well_under_100_kib) {
     useLightly(console);
-    const std::size_t before = daemon.residentKiB();
+    const std::size_t before = daemon.resident_kib();
     std::vector<std::unique_ptr<bed::Console>> connections;
     for (std::size_t i = 0; i < kConnections; ++i) {
         connections.push_back(std::make_unique<bed::Console>());
         useLightly(*connections.back());
     }
-    const std::size_t each = (daemon.residentKiB() - before) / kConnections;
+    const std::size_t each = (daemon.resident_kib() - before) / kConnections;
     RecordProperty("kib_per_connection", static_cast<int>(each));
     EXPECT_LT(each, 80U);
 }

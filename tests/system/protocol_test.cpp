@@ -8,6 +8,7 @@
 #include <list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bed/device_reply.hpp"
 #include "bed/ip_tool.hpp"
@@ -79,6 +80,18 @@ class Protocol : public testing::Test {
         expectPrinted("pBuffData config get devices!\n", "");
     }
 
+    /// The answer to a listing that finds these replies in its socket when it asks: so none of
+    /// them comes after the silence that ends it, however slow the machine is.
+    std::string answerAmong(bed::Device& device, const std::vector<std::string>& replies) {
+        segment_.clear();
+        for (const std::string& reply : replies) {
+            device.reply(reply);
+        }
+        console_.send("config get devices!");
+        device.receive();
+        return segment_.awaitAnswer();
+    }
+
     /// The number under which the daemon has the socket; -1 for none.
     int numberOf(const std::string& socket) const {
         for (const auto& [number, target] : daemon_.descriptors()) {
@@ -116,7 +129,7 @@ TEST_F(OtherMac, the_host_identity_is_the_mac_address_at_the_start) {
     expectSuccess(device, "02ab0cdef099");
     bed::ip("link set eth0.2 address 02:00:00:00:00:01");
     expectSuccess(device, "02ab0cdef099");
-    device.reply(deviceReply("x", "success", "020000000001"));
+    device.reply(bed::deviceReply("x", "success", "020000000001"));
     expectSuccess(device, "02ab0cdef099");
 }
 
@@ -154,11 +167,8 @@ TEST_F(InterfaceAbsentAtStart, requests_fail_until_it_comes_and_carry_no_host_id
     namespaces_.addControlInterface();
     bed::Device device(namespaces_);
     expectSuccess(device, "");
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
-    device.reply(deviceReply("x", "success", ""));
-    EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
+    EXPECT_NE(answerAmong(device, {bed::deviceReply("x", "success", "")}).find(R"("hostid":"x")"),
+              std::string::npos);
 }
 
 TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
@@ -176,8 +186,8 @@ TEST_F(Protocol, a_send_that_fails_closes_the_socket_for_good) {
 TEST_F(Protocol, while_the_interface_is_down_requests_fail_and_cost_nothing) {
     bed::Device device(namespaces_);
     namespaces_.linkDown();
-    const std::size_t before = daemon_.descriptors().size();
     expectFailure(kDown, "");
+    const std::size_t before = daemon_.descriptors().size();
     expectFailure(kDown, "");
     EXPECT_EQ(daemon_.descriptors().size(), before);
     namespaces_.linkUp();
@@ -271,40 +281,30 @@ class HighDescriptors : public Protocol {
 TEST_F(HighDescriptors, replies_are_awaited_on_any_descriptor_number) {
     bed::Device device(namespaces_);
     EXPECT_GE(numberOf(replySocket()), 1100);
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
-    device.reply(deviceReply("x"));
-    EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
+    EXPECT_NE(answerAmong(device, {bed::deviceReply("x")}).find(R"("hostid":"x")"),
+              std::string::npos);
     expectPrinted("pBuffData config get devices!\n", "");
 }
 
 TEST_F(Protocol, a_short_reply_keeps_the_tail_of_a_longer_one_before_it) {
     bed::Device device(namespaces_);
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
     // The second one is the first part of a reply; what the first one left behind completes it.
-    const std::string whole = deviceReply("x");
+    const std::string whole = bed::deviceReply("x");
     const std::string begin = whole.substr(0, whole.size() - 30);
-    device.reply(std::string(begin.size(), '-') + whole.substr(begin.size()));
-    device.reply(begin);
-    EXPECT_NE(segment_.awaitAnswer().find(R"("hostid":"x")"), std::string::npos);
+    const std::string longer = std::string(begin.size(), '-') + whole.substr(begin.size());
+    EXPECT_NE(answerAmong(device, {longer, begin}).find(R"("hostid":"x")"), std::string::npos);
     expectPrinted("pBuffData config get devices!\ncJSON_Parse err!\n", "");
 }
 
 TEST_F(Protocol, a_datagram_is_read_to_1500_bytes) {
     bed::Device device(namespaces_);
-    segment_.clear();
-    console_.send("config get devices!");
-    device.receive();
     const std::string fits =
-        deviceReply("fits") + std::string(1500 - deviceReply("fits").size(), ' ');
-    const std::string member = deviceMember("cut") + R"(,"fill":")" + std::string(1500, 'f') + '"';
-    device.reply(bed::replyText(kDiscoveryCmd, "success", "001122aabbcc", "x", member));
-    device.reply(fits);
-    device.reply(deviceReply("long") + std::string(3000, ' '));
-    const std::string answer = segment_.awaitAnswer();
+        bed::deviceReply("fits") + std::string(1500 - bed::deviceReply("fits").size(), ' ');
+    const std::string member =
+        bed::deviceMember("cut") + R"(,"fill":")" + std::string(1500, 'f') + '"';
+    const std::string answer = answerAmong(
+        device, {bed::replyText(bed::kDiscoveryCmd, "success", "001122aabbcc", "x", member), fits,
+                 bed::deviceReply("long") + std::string(3000, ' ')});
     EXPECT_NE(answer.find(R"("hostid":"fits")"), std::string::npos);
     EXPECT_NE(answer.find(R"("hostid":"long")"), std::string::npos);
     EXPECT_EQ(answer.find(R"("hostid":"cut")"), std::string::npos);
@@ -319,7 +319,7 @@ TEST_F(Protocol, two_commands_at_once_share_the_replies_and_neither_hangs) {
     device.receive();
     device.receive();
     for (int i = 0; i < 20; ++i) {
-        device.reply(deviceReply("d" + std::to_string(i)));
+        device.reply(bed::deviceReply("d" + std::to_string(i)));
     }
     // A connection runs one command after the other, so these come when those have ended.
     console_.send("first done!");

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bed/session.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace {
 

@@ -112,16 +112,6 @@ TEST_F(SingleReplyCommand, unreadable_datagrams_are_skipped) {
     expectPrinted(kTx, "cJSON_Parse err!\nget ack err!\nget deviceid err!\n");
 }
 
-TEST_F(SingleReplyCommand, an_unreadable_datagram_starts_the_three_seconds_anew) {
-    session_.segment.clear();
-    session_.console.send("config get tx params tx01!");
-    session_.device.receive();
-    session_.device.replyAfter(1800ms, "hello");
-    session_.device.replyAfter(3600ms, txReply());
-    EXPECT_EQ(session_.segment.awaitAnswer(), kTxAnswer);
-    expectPrinted(kTx, "cJSON_Parse err!\n");
-}
-
 TEST_F(SingleReplyCommand, without_a_reply_it_fails_after_three_seconds) {
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(ask(kTx, {}), failure(kTx));

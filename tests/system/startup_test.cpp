@@ -1,13 +1,20 @@
 // How the daemon starts, and how it lives on when a step of its start-up fails.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
+#include "bed/occupant.hpp"
 #include "bed/session.hpp"
-#include "system/families/commands.hpp"
+#include "bed/transcript.hpp"
+#include "system/families/answers.hpp"
 
 namespace {
 
@@ -21,23 +28,6 @@ std::string discovery(const std::string& hostid) {
     return R"({"request":{"cmd":"config get device","hostid":")" + hostid +
            R"(","device":[{"id":"All"}]}})";
 }
-
-/// Holds a port, so that nobody else gets it.
-class Occupant {
-  public:
-    Occupant(int type, std::uint16_t port) : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        if (type == SOCK_STREAM) {
-            EXPECT_EQ(::listen(socket_.get(), 1), 0);
-        }
-    }
-
-  private:
-    avoip::Descriptor socket_;
-};
 
 TEST(Startup, takes_its_identity_from_the_control_interface_and_listens) {
     const bed::Namespaces namespaces;
@@ -55,6 +45,16 @@ TEST(Startup, looks_at_no_arguments) {
     options.arguments = {"--help", "eth1", "7000"};
     bed::Daemon daemon(options);
     daemon.output().awaitWhole(std::string("local mac:001122aabbcc \n") + kListening);
+}
+
+TEST(Startup, the_program_has_its_version_as_a_text) {
+    const bed::Namespaces namespaces;
+    bed::Daemon daemon;
+    daemon.awaitOutput(kListening);
+    std::ifstream file("/proc/" + std::to_string(daemon.pid()) + "/exe", std::ios::binary);
+    const std::string program(std::istreambuf_iterator<char>(file), {});
+    EXPECT_NE(program.find(std::string("avoipd " AVOIP_VERSION "\0", 7 + sizeof AVOIP_VERSION)),
+              std::string::npos);
 }
 
 TEST(Startup, sends_the_hardware_address_in_lower_case_as_hostid_of_every_request) {
@@ -109,7 +109,7 @@ TEST(Startup, goes_on_without_an_address_on_the_control_interface) {
 TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
     const bed::Namespaces namespaces;
     bed::Device device(namespaces);
-    const Occupant occupant(SOCK_DGRAM, 8003);
+    const bed::Occupant occupant(SOCK_DGRAM, 8003);
     bed::Daemon daemon;
     bed::Console console;
     bed::Segment segment;
@@ -117,16 +117,8 @@ TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
         std::string("local mac:001122aabbcc \npEthName(eth0.2) get socket err!\n") + kListening);
     daemon.errors().awaitWhole("bind(): Address already in use\n");
 
-    for (const std::string name :
-         {"config get devices", "config get encoders", "config get decoders"}) {
-        EXPECT_EQ(segment.ask(console, name + "!"), failure(name));
-    }
-    for (const families::Command& command : families::kCommands) {
-        EXPECT_EQ(segment.ask(console, command.line), failure(command.failureName));
-    }
-    for (const std::string name : {"update all encoders", "update device encoder",
-                                   "update all decoders", "update device decoder"}) {
-        EXPECT_EQ(segment.ask(console, name + " x /nonexistent!"), failure(name));
+    for (const bed::Recorded& unsent : bed::allRecords("unsent/")) {
+        EXPECT_EQ(segment.ask(console, unsent.line), unsent.answer);
     }
     EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
     EXPECT_TRUE(device.hasHeardNothing());
@@ -135,7 +127,7 @@ TEST(Startup, goes_on_without_the_port_for_replies_and_every_command_fails) {
 
 TEST(Startup, goes_on_without_the_port_for_the_console) {
     const bed::Namespaces namespaces;
-    const Occupant occupant(SOCK_STREAM, 6888);
+    const bed::Occupant occupant(SOCK_STREAM, 6888);
     bed::Daemon daemon;
     daemon.errors().awaitWhole("bind: Address already in use\n");
     EXPECT_EQ(daemon.output().all(), "local mac:001122aabbcc \n");
@@ -147,23 +139,56 @@ TEST(Startup, goes_on_without_the_port_for_the_console) {
 
 TEST(Startup, goes_on_without_any_port) {
     const bed::Namespaces namespaces;
-    const Occupant replies(SOCK_DGRAM, 8003);
-    const Occupant console(SOCK_STREAM, 6888);
+    const bed::Occupant replies(SOCK_DGRAM, 8003);
+    const bed::Occupant console(SOCK_STREAM, 6888);
     bed::Daemon daemon;
     daemon.errors().awaitWhole("bind(): Address already in use\nbind: Address already in use\n");
     EXPECT_TRUE(daemon.isRunning());
 }
 
 TEST(Startup, prints_into_no_socket_when_it_has_no_outputs) {
+    for (const std::vector<int>& closed :
+         {std::vector{STDOUT_FILENO, STDERR_FILENO},
+          std::vector{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}}) {
+        const bed::Namespaces namespaces;
+        bed::DaemonOptions options;
+        options.closed = closed;
+        const bed::Daemon daemon(options);
+        bed::Console console;
+        bed::Segment segment;
+        EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
+        EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
+        EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
+    }
+}
+
+TEST(Startup, uses_no_huge_pages) {
     const bed::Namespaces namespaces;
-    bed::DaemonOptions options;
-    options.closed = {STDOUT_FILENO, STDERR_FILENO};
-    const bed::Daemon daemon(options);
-    bed::Console console;
-    bed::Segment segment;
-    EXPECT_EQ(segment.ask(console, "hello!"), failure("hello!"));
-    EXPECT_EQ(daemon.descriptors()[STDOUT_FILENO], "/dev/null");
-    EXPECT_EQ(daemon.descriptors()[STDERR_FILENO], "/dev/null");
+    bed::Daemon daemon;
+    daemon.awaitOutput(kListening);
+    EXPECT_EQ(daemon.statusNumber("THP_enabled"), 0U);
+}
+
+TEST(Startup, ends_with_a_main_thread_that_sleeps_20_seconds_at_a_time) {
+    const bed::Namespaces namespaces;
+    const bed::Daemon daemon;
+    const std::string process = "/proc/" + std::to_string(daemon.pid());
+    const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " ";
+    std::string call;
+    bed::awaitCondition("the main thread to sleep", [&] {
+        std::ifstream file(process + "/syscall");
+        return std::getline(file, call) && call.starts_with(sleeping);
+    });
+    // The call's number, then its arguments: clock, flags, and where the time stands.
+    unsigned long time = 0;
+    ASSERT_EQ(std::sscanf(call.c_str(), "%*d %*x %*x %lx", &time), 1) << call;
+    std::ifstream memory(process + "/mem");
+    memory.seekg(static_cast<std::streamoff>(time));
+    timespec asked{};
+    memory.read(reinterpret_cast<char*>(&asked), sizeof asked);
+    EXPECT_TRUE(memory.good());
+    EXPECT_EQ(asked.tv_sec, 20);
+    EXPECT_EQ(asked.tv_nsec, 0);
 }
 
 TEST(Startup, works_with_descriptors_from_1024_on) {
@@ -175,14 +200,11 @@ TEST(Startup, works_with_descriptors_from_1024_on) {
     bed::Console console;
     bed::Segment segment;
 
-    segment.clear();
-    console.send("config get devices!");
-    device.receive();
     device.reply(bed::replyText(
         "config get device", "success", "001122aabbcc", "tx01",
         R"("device":{"deviceid":"tx01","alias":"a","devtype":"t","devaddr":"d","devnetmask":"n",)"
         R"("devgateway":"g","devmac":"m","status":"s","version":"v"})"));
-    EXPECT_EQ(segment.awaitAnswer(),
+    EXPECT_EQ(segment.ask(console, "config get devices!"),
               R"({"ack":{"cmd":"config get devices","status":"success"},"devicelist":[)"
               R"({"hostid":"tx01","devtype":"t","alias":"a","devaddr":"d","devnetmask":"n",)"
               R"("devgateway":"g","devmac":"m","status":"s","version":"v"}]})");

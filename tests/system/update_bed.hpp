@@ -51,7 +51,7 @@ inline std::string numLine(int index, const FoundDevice& found, int wait) {
 struct UpdateBed : bed::Session {
     /// Devices may have any address of 10.77.1.0/24. What is sent to 10.99.0.0/16 comes to the
     /// device side and is lost there.
-    UpdateBed() {
+    explicit UpdateBed(const bed::DaemonOptions& options = {}) : bed::Session(options) {
         bed::ip("route add 10.99.0.0/16 via 10.77.0.2");
         namespaces.onDeviceSide([] {
             bed::ip(
@@ -65,16 +65,16 @@ struct UpdateBed : bed::Session {
     }
 
     /// Sends the line and lets these devices answer the discovery that it begins with; returns the
-    /// discovery's request.
+    /// discovery's request. Their answers stand in the daemon's socket when it asks, so that none
+    /// comes after the silence that ends the discovery, however slow the machine is.
     std::string start(const std::string& line, const std::vector<FoundDevice>& devices,
                       bed::Console& from) {
         segment.clear();
-        from.send(line);
-        std::string request = device.receive().text;
         for (const FoundDevice& found : devices) {
             device.reply(discoveryReply(found));
         }
-        return request;
+        from.send(line);
+        return device.receive().text;
     }
     std::string start(const std::string& line, const std::vector<FoundDevice>& devices) {
         return start(line, devices, console);

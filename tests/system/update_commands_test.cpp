@@ -40,12 +40,12 @@ class Update : public testing::Test {
   protected:
     std::string lineFor(const std::string& cmd) const { return cmd + " " + image_.path() + "!"; }
 
-    // Lets the device take the whole image and does not reply.
+    /// Lets the device take the whole image and does not reply.
     void expectUpload(const bed::UploadPort& port) const {
         EXPECT_EQ(port.accept().receiveAll(), stream_);
     }
 
-    // The same, with the reply that is waited for.
+    /// The same, with the reply that is waited for.
     void expectUploadWithReply(const bed::UploadPort& port, const std::string& reply) {
         bed::Upload upload = port.accept();
         EXPECT_EQ(upload.receive(stream_.size()), stream_);

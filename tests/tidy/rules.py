@@ -5,6 +5,7 @@ import os
 import re
 
 import cpp
+from dialect import helper_comment, unit_name
 from documents import described_command, kept_behaviour, recorded_session
 from tree import CPP_SUFFIXES
 
@@ -57,6 +58,13 @@ MAY_INCLUDE = {
     "bench/": ("src/", "lib/", "tests/"),
     "tests/": ("src/", "lib/", "tools/", "gateway/", "bench/"),
 }
+
+# What every file of a house declares stands in a namespace that begins so: two programs that gave
+# one global name to different things could not be linked together. The daemon's names are global.
+NAMESPACES = (("lib/", "avoip"), ("tools/", "avoip::"), ("gateway/", "avoip::"),
+              ("tests/bed/", "bed"))
+# They define what must be global.
+WITHOUT_NAMESPACE = re.compile(r".*/main\.cpp|lib/frontend/avoip_frontend\.(h|cpp)")
 
 
 def line_length(tree):
@@ -157,6 +165,19 @@ def include_direction(tree):
                 yield path, line, f"{position[2]} must not include {target}"
 
 
+def own_namespace(tree):
+    for path in tree.with_suffix(CPP_SUFFIXES):
+        name = next((name for house, name in NAMESPACES if path.startswith(house)), None)
+        if name is None or WITHOUT_NAMESPACE.fullmatch(path):
+            continue
+        code = cpp.tokens(tree.text(path), macros=False)
+        while [token.text for token in code[:1] + code[2:3]] == ["struct", ";"]:
+            code = code[3:]  # somebody else's type, by its name alone
+        opening = "".join(token.text for token in code[1:4])
+        if code and (code[0].text != "namespace" or not opening.startswith(name)):
+            yield path, code[0].line, f"declares something outside of the namespace {name}"
+
+
 def _first_of(beginnings, path):
     return next((each for each in beginnings if path.startswith(each)), None)
 
@@ -184,6 +205,9 @@ RULES = {
     "placement": placement,
     "include_cycle": include_cycle,
     "include_direction": include_direction,
+    "own_namespace": own_namespace,
+    "unit_name": unit_name,
+    "helper_comment": helper_comment,
     "recorded_session": recorded_session,
     "described_command": described_command,
     "kept_behaviour": kept_behaviour,

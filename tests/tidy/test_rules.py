@@ -7,6 +7,7 @@ import tempfile
 import unittest
 
 import cpp
+import dialect
 import headers
 import rules
 from tree import Tree
@@ -202,6 +203,30 @@ class Includes(RuleTest):
         self.write("lib/new/d.hpp", "")
         self.assertEqual(self.places(rules.include_direction),
                          [("lib/new/d.hpp", 1), ("src/d.hpp", 1)])
+
+    def test_a_declaration_outside_of_its_house_s_namespace_is_found(self):
+        self.write("lib/a.hpp", "#pragma once\nstruct Other;\nnamespace avoip {\n}\n")
+        self.write("lib/b.hpp", "#pragma once\nstruct Request {};\n")
+        self.write("tools/x/a.cpp", "\nnamespace avoip::x {\n}\n")
+        self.write("tools/x/b.cpp", "\nnamespace {\n}\nnamespace avoip::x {\n}\n")
+        self.write("tools/x/c.hpp", "namespace avoip {\n}\n")
+        self.write("tools/x/main.cpp", "int main() {}\n")
+        self.write("src/a.hpp", "struct Request {};\n")
+        self.assertEqual(self.places(rules.own_namespace),
+                         [("lib/b.hpp", 2), ("tools/x/b.cpp", 2), ("tools/x/c.hpp", 1)])
+
+
+class Dialect(RuleTest):
+    def test_a_unit_that_is_a_word_of_a_name_is_found_but_in_constants(self):
+        self.write("src/a.hpp", "int timeout_ms;\nint timeoutMs;\nint kTimeoutMs;\nint rowUs_;\n")
+        self.assertEqual(self.places(dialect.unit_name), [("src/a.hpp", 2), ("src/a.hpp", 4)])
+
+    def test_the_comment_of_a_local_function_with_two_strokes_is_found(self):
+        self.write("src/a.cpp",
+                   "namespace {\n\n// Bad.\nint f() {\n}\n\n/// Good.\nint g() {\n}\n\n"
+                   "// Why.\nint A::f() {\n}\n\n// Why.\nTEST(a, b) {\n}\n\n}  // namespace\n\n"
+                   "// Why.\nint h() {\n}\n")
+        self.assertEqual(self.places(dialect.helper_comment), [("src/a.cpp", 3)])
 
 
 class Headers(RuleTest):

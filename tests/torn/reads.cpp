@@ -2,7 +2,7 @@
 // others read, in turns, with the front end library's own code. Each read clears the prefix, asks,
 // looks until the prefix stands, copies the answer and compares every byte of it.
 //
-//   torn_reads READS        (scripts/torn-reads runs it, in namespaces of its own)
+//   torn_reads READS        (scripts/measure torn-reads runs it, in namespaces of its own)
 //
 // Most answers are asked for by a semaphore, so that millions are read in minutes; READS / 100 of
 // them, and at least 10,000, with whole asks over TCP to the daemon's console. answers.hpp
@@ -207,8 +207,8 @@ void attach(avoip::Segment& segment) {
     }
 }
 
-FrontEnd::Text copyFrom(const avoip::Segment& segment) {
-    FrontEnd::Text text(segment.copyAnswer());
+bed::FrontEnd::Text copyFrom(const avoip::Segment& segment) {
+    bed::FrontEnd::Text text(segment.copyAnswer());
     if (text == nullptr) {
         throw std::bad_alloc();
     }
@@ -221,7 +221,7 @@ void readAnswer(Mailbox& mailbox, avoip::Segment& segment, std::uint64_t number,
     ::sem_post(&mailbox.asks);
     lookUntil([&] { return segment.hasAnswer(); });
     const auto stands = Clock::now();
-    const FrontEnd::Text text = copyFrom(segment);
+    const bed::FrontEnd::Text text = copyFrom(segment);
     const auto copied = Clock::now();
     const std::string_view right = answerOf(number);
     tallyFor(tallies, right.size()) +=
@@ -250,7 +250,7 @@ void readWithoutClearing(Mailbox& mailbox, std::size_t reader, std::uint64_t rea
     for (std::uint64_t number = reader; number < reads; number += kReaders) {
         lookUntil([&] { return segment.hasAnswer(); });
         std::uint64_t candidate = mailbox.begun - 1;
-        const FrontEnd::Text text = copyFrom(segment);
+        const bed::FrontEnd::Text text = copyFrom(segment);
         const std::uint64_t newest = mailbox.begun;
         const std::string_view seen = text.get();
         while (candidate <= newest && answerOf(candidate) != seen) {
@@ -263,7 +263,7 @@ void readWithoutClearing(Mailbox& mailbox, std::size_t reader, std::uint64_t rea
 
 /// Whole asks. All readers ask at once; the library makes them take turns.
 void readByConsole(Mailbox& mailbox, std::size_t reader, std::uint64_t reads) {
-    FrontEnd frontEnd;
+    bed::FrontEnd frontEnd;
     const auto ask = [&](std::uint64_t number) {
         return frontEnd.ask(std::string(kCommand) + std::to_string(number) + "!",
                             std::chrono::milliseconds(kBoundMs));
@@ -271,7 +271,7 @@ void readByConsole(Mailbox& mailbox, std::size_t reader, std::uint64_t reads) {
     // The console may still be about to listen.
     lookUntil([&] { return ask(0) != nullptr || frontEnd.result() != AVOIP_NO_DAEMON; });
     for (std::uint64_t number = reader + 1; number <= reads; number += kReaders) {
-        const FrontEnd::Text text = ask(number);
+        const bed::FrontEnd::Text text = ask(number);
         if (text == nullptr) {
             throw std::runtime_error(frontEnd.explanation());
         }
@@ -414,12 +414,13 @@ int main(int argc, char** argv) {
     std::uint64_t reads = 0;
     std::from_chars(argument.data(), argument.data() + argument.size(), reads);
     if (reads == 0) {
-        std::fputs("usage: torn_reads READS, a number above 0; or scripts/torn-reads\n", stderr);
+        std::fputs("usage: torn_reads READS, a number above 0; or scripts/measure torn-reads\n",
+                   stderr);
         return 2;
     }
     if (::shmget(AVOIP_SEGMENT_KEY, 0, 0) >= 0 || errno != ENOENT) {
         std::fputs(
-            "torn_reads: there is an answer segment here already; run scripts/torn-reads, "
+            "torn_reads: there is an answer segment here already; run scripts/measure torn-reads, "
             "which makes namespaces of its own\n",
             stderr);
         return 2;

@@ -2,21 +2,35 @@
 #include "console/answer_segment.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 
 #include <atomic>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <thread>
 
 #include "bed/namespaces.hpp"
 #include "bed/segment.hpp"
 #include "capture_output.hpp"
+#include "refusals.hpp"
 #include "scarcity.hpp"
 
 namespace {
 
 constexpr std::size_t kLargestAnswer = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t kWholeSize = 5 + kLargestAnswer + 1;
+
+/// How often the process is attached to the answer segment.
+int attachments() {
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    int count = 0;
+    while (std::getline(maps, line)) {
+        count += line.find("/SYSV12345678") != std::string::npos ? 1 : 0;
+    }
+    return count;
+}
 
 /// An IPC namespace of the test's own, and no attachment left behind in it.
 class AnswerSegmentTest : public testing::Test {
@@ -157,6 +171,19 @@ TEST_F(AnswerSegmentTest, is_detached_and_gone_once_it_is_removed) {
     EXPECT_FALSE(bed::Segment::exists());
     AnswerSegment_post("answer");
     EXPECT_FALSE(segment.hasAnswer());
+}
+
+TEST_F(AnswerSegmentTest, whose_size_cannot_be_asked_for_is_given_up_and_gets_no_answers) {
+    const int identifier = AnswerSegment_get();
+    const bed::Segment segment;
+    const int attached = resultWithRefusal(SYS_shmctl, 0xFF, IPC_STAT, [identifier] {
+        const int before = attachments();
+        AnswerSegment_attach(identifier);
+        AnswerSegment_post("answer");
+        return attachments() - before;
+    });
+    EXPECT_EQ(attached, 0);
+    EXPECT_EQ(posted(segment, 12), std::string(12, '\0'));
 }
 
 TEST_F(AnswerSegmentTest, is_left_alone_by_a_post_that_comes_too_late) {

@@ -37,7 +37,6 @@ TEST(Catalogue, has_every_command_that_the_daemon_can_carry_out) {
     for (const CommandRow& row : CommandTable_rows()) {
         EXPECT_EQ(reached.count(&row), row.function == nullptr ? 0U : 1U) << row.text;
     }
-    EXPECT_EQ(Catalogue_commands().size(), 39U);
 }
 
 TEST(Catalogue, knows_the_names_that_failure_answers_carry) {
@@ -192,7 +191,7 @@ TEST(ShellExample, quotes_what_holds_a_blank) {
 
 TEST(CommandTable, has_a_line_for_each_command) {
     const std::string table = CommandTable_print();
-    EXPECT_EQ(std::ranges::count(table, '\n'), 41);
+    EXPECT_EQ(std::ranges::count(table, '\n'), std::ssize(Catalogue_commands()) + 2);
     EXPECT_TRUE(table.starts_with(
         "| Console text | `avoipctl` | What it does | Data in the answer | Time-out |\n"
         "|---|---|---|---|---|\n"));
@@ -208,7 +207,7 @@ TEST(CommandTable, stands_in_the_documentation_as_it_is_printed) {
     std::ifstream file(AVOIP_DOCS "/console.md");
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     EXPECT_NE(text.find("\n\n" + CommandTable_print() + "\n"), std::string::npos)
-        << "Put the output of \"avoipctl --print-command-table\" into docs/console.md.";
+        << "Run scripts/docs.";
 }
 
 TEST(AnswerProblem, is_none_for_what_the_catalogue_promises) {

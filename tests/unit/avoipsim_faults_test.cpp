@@ -37,7 +37,7 @@ FaultOptions everything(std::uint64_t seed) {
     options.seed = seed;
     options.loss = options.duplicate = options.wrongHostid = 0.5;
     options.failed = options.missingKey = options.notJson = 0.5;
-    options.delayMaxMs = 100;
+    options.delayMax_ms = 100;
     return options;
 }
 
@@ -89,8 +89,8 @@ TEST(AvoipsimFaults, probability_0_is_never_and_1_is_always) {
 
 TEST(AvoipsimFaults, a_delay_covers_its_range_and_stays_in_it) {
     FaultOptions options;
-    options.delayMinMs = 10;
-    options.delayMaxMs = 12;
+    options.delayMin_ms = 10;
+    options.delayMax_ms = 12;
     std::set<std::int64_t> seen;
     for (std::uint64_t request = 0; request < 200; ++request) {
         seen.insert(Faults_draw(options, request, 0).delay.count());

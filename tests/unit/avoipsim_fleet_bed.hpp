@@ -45,7 +45,7 @@ class AvoipsimFleet : public testing::Test {
         return Fleet_hear(fleet, datagram, "10.77.0.1", now);
     }
 
-    // The identities, in order, of the devices that reply.
+    /// The identities, in order, of the devices that reply.
     std::vector<std::string> answering(const std::string& datagram,
                                        Clock::time_point now = kStart) {
         std::vector<std::string> ids;
@@ -57,14 +57,14 @@ class AvoipsimFleet : public testing::Test {
         return ids;
     }
 
-    // The one reply to a request to one device; empty where there is none.
+    /// The one reply to a request to one device; empty where there is none.
     std::string ask(const std::string& cmd, const std::string& id, const std::string& data = "") {
         const std::vector<Reply> replies = hear(requestText(cmd, device(id), data));
         EXPECT_LE(replies.size(), 1U);
         return replies.empty() ? "" : replies.front().text;
     }
 
-    // A request that must have no reply.
+    /// A request that must have no reply.
     void tell(const std::string& cmd, const std::string& id, const std::string& data = "") {
         EXPECT_EQ(ask(cmd, id, data), "") << cmd;
     }

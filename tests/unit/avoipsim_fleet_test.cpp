@@ -331,8 +331,8 @@ TEST_F(AvoipsimFleet, a_duplicate_is_the_same_reply_twice) {
 
 TEST_F(AvoipsimFleet, a_late_reply_is_late_by_its_delay) {
     make(1, 0);
-    fleet.options.faults.delayMinMs = 30;
-    fleet.options.faults.delayMaxMs = 30;
+    fleet.options.faults.delayMin_ms = 30;
+    fleet.options.faults.delayMax_ms = 30;
     EXPECT_EQ(hear(requestText("config get device", device("All"))).at(0).delay, 30ms);
 }
 

@@ -80,8 +80,8 @@ TEST(AvoipsimOptions, each_reaches_its_place) {
     EXPECT_EQ(fleet.faults.failed, 0.4);
     EXPECT_EQ(fleet.faults.missingKey, 0.5);
     EXPECT_EQ(fleet.faults.notJson, 0.6);
-    EXPECT_EQ(fleet.faults.delayMinMs, 7);
-    EXPECT_EQ(fleet.faults.delayMaxMs, 8);
+    EXPECT_EQ(fleet.faults.delayMin_ms, 7);
+    EXPECT_EQ(fleet.faults.delayMax_ms, 8);
     EXPECT_EQ(fleet.faults.silent, (std::vector<std::string>{"RX-0001", "RX-0002"}));
 }
 
@@ -113,7 +113,7 @@ TEST(AvoipsimOptions, those_of_uploads_and_images_reach_their_place) {
     EXPECT_TRUE(upload.refuse);
     EXPECT_EQ(upload.closeAfter, 1U);
     EXPECT_EQ(upload.stopAfter, 2U);
-    EXPECT_EQ(upload.answerAfterMs, 3);
+    EXPECT_EQ(upload.answerAfter_ms, 3);
     EXPECT_TRUE(upload.noAnswer);
     EXPECT_EQ(parsed.options->image.path, "b");
     EXPECT_EQ(parsed.options->image.name, "Video-TX-2");
@@ -124,8 +124,8 @@ TEST(AvoipsimOptions, those_of_uploads_and_images_reach_their_place) {
 TEST(AvoipsimOptions, a_delay_may_be_one_number) {
     const Parsed parsed = parse({"--delay", "25"});
     ASSERT_TRUE(parsed.options);
-    EXPECT_EQ(parsed.options->fleet.faults.delayMinMs, 25);
-    EXPECT_EQ(parsed.options->fleet.faults.delayMaxMs, 25);
+    EXPECT_EQ(parsed.options->fleet.faults.delayMin_ms, 25);
+    EXPECT_EQ(parsed.options->fleet.faults.delayMax_ms, 25);
 }
 
 TEST(AvoipsimOptions, help_ends_with_success) {
@@ -166,6 +166,13 @@ TEST(AvoipsimOptions, nonsense_is_refused_on_standard_error) {
         EXPECT_NE(parsed.errors, "") << line[0];
         EXPECT_EQ(parsed.output, "") << line[0];
     }
+}
+
+TEST(AvoipsimOptions, the_version_is_printed) {
+    const Parsed parsed = parse({"--version"});
+    EXPECT_FALSE(parsed.options);
+    EXPECT_EQ(parsed.exitStatus, 0);
+    EXPECT_EQ(parsed.output, "avoipsim " AVOIP_VERSION "\n");
 }
 
 TEST(AvoipsimOptions, a_fleet_of_the_wrong_size_is_told_how_large_it_may_be) {

@@ -38,7 +38,8 @@ struct Outcome {
     std::chrono::milliseconds took{0};
 };
 
-/// Runs `request` on a thread of its own while `talk` runs on the calling one. No assertion belongs
-/// into either.
+/// Runs `request` on a thread of its own while `talk` runs on the calling one. No time-out of the
+/// request runs out before the talk has ended, so that nothing depends on how fast the test talks;
+/// then each is as long as the request says. No assertion belongs into either.
 Outcome runRequest(
     const std::function<std::int32_t()>& request, const std::function<void()>& talk = [] {});

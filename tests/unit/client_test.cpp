@@ -10,6 +10,7 @@
 #include <array>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "bed/ip_tool.hpp"
 #include "capture_output.hpp"
@@ -17,6 +18,7 @@
 #include "descriptors.hpp"
 #include "lib/base/descriptor.hpp"
 #include "refusals.hpp"
+#include "system_calls.hpp"
 
 namespace {
 
@@ -125,6 +127,23 @@ TEST_F(CreateClient, the_socket_is_bound_to_the_port_above_on_all_addresses) {
     EXPECT_EQ(boundPort(socket), 8003);
     EXPECT_EQ(socketOption(socket, SOL_SOCKET, SO_TYPE), SOCK_DGRAM);
     EXPECT_EQ(socketOption(socket, SOL_SOCKET, SO_REUSEADDR), 1);
+}
+
+TEST_F(CreateClient, the_socket_asks_for_a_receive_queue_of_4_mib) {
+    SystemCalls calls;
+    calls.during([this] { return create(); });
+    const SocketOption reuse{SOL_SOCKET, SO_REUSEADDR, 1};
+    const SocketOption forced{SOL_SOCKET, SO_RCVBUFFORCE, 4'194'304};
+    EXPECT_EQ(calls.options, (std::vector{reuse, forced}));
+    Protocol_client_destroy(std::exchange(client_, nullptr));
+
+    // Who may not go beyond the system's limit asks for as much as that allows.
+    calls.options.clear();
+    calls.refusedOption = SO_RCVBUFFORCE;
+    calls.during([this] { return create(); });
+    EXPECT_EQ(calls.options,
+              (std::vector{reuse, forced, SocketOption{SOL_SOCKET, SO_RCVBUF, 4'194'304}}));
+    EXPECT_EQ(result_, 0);
 }
 
 TEST_F(CreateClient, only_the_low_16_bits_of_the_port_count) {

@@ -5,6 +5,7 @@
 #include "channel.hpp"
 #include "console/answer_segment.hpp"
 #include "console_fixture.hpp"
+#include "system_calls.hpp"
 
 namespace {
 
@@ -49,6 +50,19 @@ TEST_F(ConnectionTest, finds_its_buffer_zero_again_when_something_was_written_be
         EXPECT_TRUE(awaitHandled(i).answerWasZero) << i;
     }
     EXPECT_EQ(bed::Segment().awaitAnswer(), "answer to end!");
+}
+
+TEST_F(ConnectionTest, looks_once_a_second_whether_the_console_is_still_there) {
+    Channel channel = makeSocketPair();
+    SystemCalls calls;
+    calls.shorten = [&](int /*descriptor*/, int /*timeout_ms*/) {
+        if (calls.waits.size() == 3) {
+            channel.theirs.reset();
+        }
+        return 0;
+    };
+    calls.during([&] { Telnet_client(channel.ours.get()); });
+    EXPECT_EQ(calls.waits, std::vector<int>(3, 1000));
 }
 
 TEST_F(ConnectionTest, hands_over_trimmed_lines) {

@@ -57,7 +57,7 @@ class FailedSend : public testing::Test {
         };
         expectFailure(send());
         expectFailure(runRequest([&] {
-            const SingleReply reply{.timeoutSeconds = 1, .read = [](const JsonTree&) { return 0; }};
+            const SingleReply reply{.timeout_s = 1, .read = [](const JsonTree&) { return 0; }};
             return Protocol_client_singleReply(bed_.client, request_, reply);
         }));
         std::array<DeviceRecord, 1> records{};

@@ -41,9 +41,10 @@ class FrontEndOwed : public FrontEnd {
     }
 
     /// The note of an answer that nobody waits for, for so long from now.
-    static std::string owed(const std::string& name, std::int64_t forMs, std::int64_t sharedForMs) {
+    static std::string owed(const std::string& name, std::int64_t for_ms,
+                            std::int64_t sharedFor_ms) {
         const std::int64_t now = avoip::BootClock_ms();
-        return "owed " + std::to_string(now + forMs) + " " + std::to_string(now + sharedForMs) +
+        return "owed " + std::to_string(now + for_ms) + " " + std::to_string(now + sharedFor_ms) +
                " 1 1 " + name + "\n";
     }
 };
@@ -157,6 +158,17 @@ TEST_F(FrontEndOwed, of_a_sender_that_was_killed_is_noted_from_the_moment_it_was
     EXPECT_GE(during.owed[0].until_ms, before + 15'000);
     EXPECT_LE(during.owed[0].until_ms, avoip::BootClock_ms() + 15'000);
     EXPECT_EQ(avoip::Notes_parse(notes()).owed_count, 0U);
+}
+
+TEST_F(FrontEndOwed, of_one_who_gives_up_may_come_for_a_while_from_then_on) {
+    bed::StandIn daemon(nothing);
+    const std::int64_t before = avoip::BootClock_ms();
+    Asker asker;
+    EXPECT_EQ(asker.askNamed("matrix get a!", "matrix get", nullptr, 300), AVOIP_TIME_OUT);
+    const avoip::Notes left = avoip::Notes_parse(notes());
+    ASSERT_EQ(left.owed_count, 1U);
+    EXPECT_GE(left.owed[0].until_ms, before + 15'300);
+    EXPECT_GE(left.owed[0].shared_until_ms, before + 15'300);
 }
 
 TEST_F(FrontEndOwed, holds_up_whoever_reads_while_its_command_may_read_too) {

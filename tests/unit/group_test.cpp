@@ -32,7 +32,7 @@ class Group : public testing::Test {
         return captureOutput([&] { result_ = Protocol_client_leaveGroup(bed_.client); });
     }
 
-    // Members of the group on "eth0.2", as the system counts them.
+    /// Members of the group on "eth0.2", as the system counts them.
     static int members() {
         std::ifstream table("/proc/thread-self/net/igmp");
         std::string line;

@@ -14,7 +14,7 @@ namespace {
 
 using Block = std::array<unsigned char, avoip::kInfoBlockSize>;
 
-// A block with something in every byte that no field uses.
+/// A block with something in every byte that no field uses.
 Block typicalBlock() {
     Block block;
     block.fill(0xEE);

@@ -69,7 +69,7 @@ TEST_F(InventoryCommand, each_asks_its_group_and_answers_under_its_name) {
 TEST_F(InventoryCommand, members_stand_in_the_answers_order_with_the_identity_as_hostid) {
     run(Command_getEncoders, [&] {
         bed_.device.receive();
-        bed_.device.reply(deviceReply("tx01"));
+        bed_.device.reply(bed::deviceReply("tx01"));
     });
     EXPECT_EQ(answer(), successAnswer("config get encoders",
                                       R"({"hostid":"tx01","devtype":"devtype-tx01",)"

@@ -1,5 +1,5 @@
-// The client with a stand-in for the daemon: what it sends, in which order, and what it makes of the
-// answers.
+// The client with a stand-in for the daemon: what it sends, in which order, and what it makes of
+// the answers.
 #include <atomic>
 #include <chrono>
 #include <fstream>

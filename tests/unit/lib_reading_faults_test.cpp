@@ -176,7 +176,8 @@ TEST(ReadingBesideTwoFaults, cannot_see_those_that_undo_each_other) {
     const Request first{&commandOf("matrix get"), {"RX-2"}};
     ASSERT_TRUE(Reader_read(reader, {&first, 1}).outcome.succeeded());
     // The reply of the first one comes a second time, when its batch is closed already, and the
-    // reply of the next one is lost: the one takes the place of the other, and nothing is left over.
+    // reply of the next one is lost: the one takes the place of the other, and nothing is left
+    // over.
     daemon.sendStray(commandOf("matrix get"), daemon.find("RX-2"), 0);
     daemon.faults = {{daemon.replies, Fault::kLost}};
     const Request second{&commandOf("matrix get"), {"RX-3"}};

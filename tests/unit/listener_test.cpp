@@ -9,6 +9,7 @@
 #include "capture_output.hpp"
 #include "console_fixture.hpp"
 #include "scarcity.hpp"
+#include "system_calls.hpp"
 
 namespace {
 
@@ -28,6 +29,20 @@ TEST_F(ListenerTest, returns_0_after_a_stop) {
         result = listener.result();
     });
     EXPECT_EQ(result, 0);
+}
+
+TEST_F(ListenerTest, looks_once_a_second_whether_it_is_stopped_and_then_outlasts_the_connections) {
+    SystemCalls calls;
+    calls.shorten = [&](int /*descriptor*/, int /*timeout_ms*/) {
+        if (calls.waits.size() == 3) {
+            Telnet_stop();
+        }
+        return 0;
+    };
+    captureOutput([&] { calls.during(Telnet_server); });
+    EXPECT_EQ(calls.waits, std::vector<int>(3, 1000));
+    // Longer than a connection takes to see that the console is not ready any more.
+    EXPECT_EQ(calls.pauses, std::vector<useconds_t>{1'200'000});
 }
 
 TEST_F(ListenerTest, returns_minus_1_without_a_socket) {

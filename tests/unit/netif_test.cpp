@@ -107,7 +107,7 @@ using NetGetGateway = Netif;
 using NetSetGateway = Netif;
 using NetFallbackIp = Netif;
 
-// What the kernel says of an interface, asked in another way than the code under test does.
+/// What the kernel says of an interface, asked in another way than the code under test does.
 std::string linesOf(const std::string& command) {
     std::string lines;
     std::FILE* pipe = ::popen(command.c_str(), "r");

@@ -13,6 +13,7 @@
 
 #include "capture_output.hpp"
 #include "channel.hpp"
+#include "system_calls.hpp"
 
 namespace {
 
@@ -103,6 +104,15 @@ TEST(Print, writes_a_text_that_a_pipe_takes_in_parts_whole) {
     pipe.theirs.reset();
     reader.join();
     EXPECT_EQ(received, text + "\n");
+}
+
+TEST(Print, goes_on_where_a_signal_interrupts_it) {
+    SystemCalls calls;
+    calls.writeErrors = {EINTR, 0, EINTR, EINTR};
+    const auto captured =
+        captureOutput([&] { calls.during([] { Output_print("%s\n", "whole"); }); });
+    EXPECT_EQ(captured.output, "whole\n");
+    EXPECT_TRUE(calls.writeErrors.empty());
 }
 
 TEST(Print, loses_its_text_and_nothing_else_when_nobody_reads) {

@@ -28,7 +28,8 @@ avoip::Reply answered(const avoip::Request& request, avoip::End end) {
     return reply;
 }
 
-/// The row of an answer: what the daemon repeats is as it was asked, the rest as the device says it.
+/// The row of an answer: what the daemon repeats is as it was asked, the rest as the device says
+/// it.
 avoip::Row rowOf(const avoip::Request& request, const Reply& said) {
     const bool listing = request.command->exchange.kind == avoip::ExchangeKind::kListing;
     const bool own = listing || request.command->witness == avoip::Witness::kIdentity;

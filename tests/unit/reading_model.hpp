@@ -1,6 +1,6 @@
 // A model of the daemon and its devices, as far as reading goes: replies take their time, arrive in
-// the daemon's one socket, and are taken out of it by whoever reads next, as the daemon does it. Time
-// is made up. One reply, or several, can be given a fault.
+// the daemon's one socket, and are taken out of it by whoever reads next, as the daemon does it.
+// Time is made up. One reply, or several, can be given a fault.
 #pragma once
 
 #include <cstdint>

@@ -162,7 +162,7 @@ class TcpTransfer : public testing::Test {
 
     void makeNonBlocking() const { ASSERT_EQ(::fcntl(near_.get(), F_SETFL, O_NONBLOCK), 0); }
 
-    // Fills what the system buffers, so that nothing can be written any more.
+    /// Fills what the system buffers, so that nothing can be written any more.
     void fill() const {
         const std::string piece(4096, 'f');
         while (::send(near_.get(), piece.data(), piece.size(), MSG_DONTWAIT) > 0) {

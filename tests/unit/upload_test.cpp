@@ -26,7 +26,7 @@ constexpr const char* kConnectErrno = "115 Operation now in progress";
 using UpdateFunction = int (*)(ProtocolClient*, const char*, const char*, bool);
 using DeviceScript = std::function<void(bed::Upload)>;
 
-// How often the process has this file open.
+/// How often the process has this file open.
 long timesOpen(const std::string& path) {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return std::count_if(begin(entries), end(entries), [&path](const auto& entry) {
@@ -43,7 +43,7 @@ class Upload : public testing::Test {
   protected:
     Upload() { ::signal(SIGPIPE, SIG_IGN); }
 
-    // Uploads to a device that has its port open and does as the script says.
+    /// Uploads to a device that has its port open and does as the script says.
     CallOutcome upload(UpdateFunction update, const bed::ImageFile& image, bool wait,
                        const DeviceScript& script = receiveAll) {
         const bed::UploadPort port(kAddress);
@@ -58,7 +58,7 @@ class Upload : public testing::Test {
         return outcome;
     }
 
-    // Uploads where no device would take a connection.
+    /// Uploads where no device would take a connection.
     static CallOutcome uploadInVain(UpdateFunction update, const bed::ImageFile& image) {
         return outcomeOf([&] { return update(nullptr, kAddress, image.path().c_str(), true); });
     }

@@ -240,7 +240,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     CLI::App app(kAbout, "avoipctl");
     app.footer(kEnding);
     app.require_subcommand(0, 1);
-    app.set_version_flag("--version", AVOIP_VERSION);
+    app.set_version_flag("--version", "avoipctl " AVOIP_VERSION);
     Action action;
     if (!session.at_prompt) {
         addHost(app, session.options);

@@ -19,7 +19,8 @@ std::filesystem::path State_file(std::string_view name);
 /// The identities of the devices that were last listed, sorted.
 std::vector<std::string> State_identities();
 
-/// Keeps what a list of devices says. Texts that could be no identity on a command line are left out.
+/// Keeps what a list of devices says. Texts that could be no identity on a command line are left
+/// out.
 void State_remember(const Command& listing, const Answer& answer);
 
 /// Whether `value` is an identity, devices that this argument can mean have been listed, and it was

@@ -2,51 +2,43 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <span>
-#include <utility>
 
-#include "avoipsim/edid.hpp"
+#include "avoipsim/make_edid.hpp"
 #include "lib/base/base64.hpp"
+#include "lib/wire/wire.hpp"
 
 namespace avoip::sim {
 namespace {
 
-constexpr std::size_t kTextLength = 31;
 constexpr std::size_t kEdidTextLength = 512;
 
+/// What a device is set to at first, where that is a text; all else is empty.
 struct FirstValue {
     std::string_view section;
     std::string_view key;
-    std::string_view value{};
+    std::string_view value;
 };
 
-constexpr FirstValue kCommonValues[] = {
-    {"device", "alias"},
+constexpr FirstValue kFirstValues[] = {
     {"device", "status", "online"},
     {"device", "version", "1.0.0"},
     {"netparams", "hdcpserver", "0"},
     {"netparams", "static", "1"},
-    {"netparams", "devaddr"},
-    {"netparams", "devnetmask"},
-    {"netparams", "devgateway"},
-    {"netparams", "devmac"},
     {"serialparams", "baudrate", "115200"},
     {"serialparams", "databits", "8"},
     {"serialparams", "parity", "none"},
     {"serialparams", "stopbits", "1"},
-    {"serialsource", "txid"},
-};
-
-constexpr FirstValue kEncoderValues[] = {
-    {"txparams", "enctype", "H264"},     {"txparams", "encres", "1920x1080"},
-    {"txparams", "fps", "30"},           {"txparams", "ratecontrol", "CBR"},
-    {"txparams", "bitrate", "4000"},     {"txparams", "audioinput", "HDMI"},
-    {"txparams", "audiocodec", "AAC"},   {"txparams", "audiofreq", "48000"},
-    {"txparams", "audiobitrate", "128"}, {"txparams", "videoresstatus", "1920x1080p60"},
-    {"txparams", "hdcpstatus", "off"},   {"txedid", "edid"},
-};
-
-constexpr FirstValue kDecoderValues[] = {
+    {"txparams", "enctype", "H264"},
+    {"txparams", "encres", "1920x1080"},
+    {"txparams", "fps", "30"},
+    {"txparams", "ratecontrol", "CBR"},
+    {"txparams", "bitrate", "4000"},
+    {"txparams", "audioinput", "HDMI"},
+    {"txparams", "audiocodec", "AAC"},
+    {"txparams", "audiofreq", "48000"},
+    {"txparams", "audiobitrate", "128"},
+    {"txparams", "videoresstatus", "1920x1080p60"},
+    {"txparams", "hdcpstatus", "off"},
     {"rxparams", "luma", "50"},
     {"rxparams", "contrast", "50"},
     {"rxparams", "hue", "50"},
@@ -54,59 +46,94 @@ constexpr FirstValue kDecoderValues[] = {
     {"rxparams", "videoformat", "0"},
     {"rxparams", "videoresstatus", "1920x1080p60"},
     {"rxparams", "hdcpstatus", "off"},
-    {"rxedid", "edid"},
-    {"rxsource", "txid"},
-    {"irsource", "txid"},
-    {"vwsource", "txid"},
-    {"vwsource", "deviceid"},
-    {"vwsource", "wigth"},
-    {"vwsource", "height"},
-    {"vwsource", "horcut"},
-    {"vwsource", "vercut"},
-    {"vwsource", "row"},
-    {"vwsource", "column"},
-    {"vwsource", "x"},
-    {"vwsource", "y"},
 };
 
-void addFirstValues(State& state, std::span<const FirstValue> values) {
-    for (const FirstValue& first : values) {
-        if (state.empty() || state.back().name != first.section) {
-            state.push_back({std::string(first.section), {}});
-        }
-        state.back().fields.push_back({std::string(first.key), std::string(first.value)});
-    }
+/// Fields of the protocol's records that a device keeps in a section other than the record's own,
+/// because several records show them, or under another name.
+struct Elsewhere {
+    std::string_view record;
+    std::string_view key;
+    std::string_view section;
+    std::string_view keptAs;
+};
+
+constexpr Elsewhere kElsewhere[] = {
+    {"alias", "name", "device", "alias"},
+    {"txparams", "alias", "device", "alias"},
+    {"rxparams", "alias", "device", "alias"},
+    {"device", "devaddr", "netparams", "devaddr"},
+    {"device", "devnetmask", "netparams", "devnetmask"},
+    {"device", "devgateway", "netparams", "devgateway"},
+    {"device", "devmac", "netparams", "devmac"},
+};
+
+const Elsewhere* findElsewhere(std::string_view record, std::string_view key) {
+    const auto* const found = std::ranges::find_if(kElsewhere, [&](const Elsewhere& each) {
+        return each.record == record && each.key == key;
+    });
+    return found == std::end(kElsewhere) ? nullptr : found;
 }
 
-// Locally administered: 02:00, the kind, 00 and the number.
+/// Locally administered: 02:00, the kind, 00 and the number.
 std::string macAddress(DeviceKind kind, int number) {
     char text[18];
-    std::snprintf(text, sizeof text, "02:00:%02x:00:%02x:%02x",
-                  kind == DeviceKind::Encoder ? 1U : 2U, static_cast<unsigned>(number) >> 8 & 0xFFU,
-                  static_cast<unsigned>(number) & 0xFFU);
+    std::snprintf(
+        text, sizeof text, "02:00:%02x:00:%02x:%02x", kind == DeviceKind::kEncoder ? 1U : 2U,
+        static_cast<unsigned>(number) >> 8 & 0xFFU, static_cast<unsigned>(number) & 0xFFU);
     return text;
 }
 
 std::string identity(DeviceKind kind, int number) {
-    char text[kTextLength + 1];
-    std::snprintf(text, sizeof text, "%s-%04d", kind == DeviceKind::Encoder ? "TX" : "RX", number);
+    char text[kValueMax + 1];
+    std::snprintf(text, sizeof text, "%s-%04d", kind == DeviceKind::kEncoder ? "TX" : "RX", number);
     return text;
 }
 
 template <typename Fields>
 auto findField(Fields& fields, std::string_view key) {
-    return std::find_if(fields.begin(), fields.end(),
-                        [key](const Field& field) { return field.key == key; });
+    return std::ranges::find(fields, key, &Field::key);
+}
+
+/// What a reply says of who the device is.
+bool isComputed(const WireRequest& request, std::string_view key) {
+    return request.act == WireAct::kReads &&
+           (key == "deviceid" || key == "devtype" || key == "rxid");
+}
+
+void addField(State& state, std::string_view section, std::string_view key) {
+    auto found = std::ranges::find(state, section, &Section::name);
+    if (found == state.end()) {
+        found = state.insert(found, {std::string(section), {}});
+    }
+    if (findField(found->fields, key) == found->fields.end()) {
+        found->fields.push_back({std::string(key), {}});
+    }
+}
+
+/// Gives the device room for what requests to its kind set and read.
+void addSections(Device& device) {
+    const WireDevices kind =
+        device.kind == DeviceKind::kEncoder ? WireDevices::kEncoders : WireDevices::kDecoders;
+    for (const WireRequest& request : Wire_requests()) {
+        if (request.devices != WireDevices::kAny && request.devices != kind) {
+            continue;
+        }
+        for (const std::string_view key : request.record.fields) {
+            if (!isComputed(request, key) && findElsewhere(request.record.key, key) == nullptr) {
+                addField(device.state, request.record.key, key);
+            }
+        }
+    }
 }
 
 void setField(Field& field, std::string_view value) {
-    field.value = value.substr(0, field.key == "edid" ? kEdidTextLength : kTextLength);
+    field.value = value.substr(0, field.key == "edid" ? kEdidTextLength : kValueMax);
 }
 
-// Reads one member of a device of the state file.
+/// Reads one member of a device of the state file.
 bool readSection(Device& device, const cJSON* object, std::string& problem) {
-    Section* section = Device_section(device, Json_key(object));
-    if (section == nullptr || !Json_isObject(object)) {
+    const auto section = std::ranges::find(device.state, Json_key(object), &Section::name);
+    if (section == device.state.end() || !Json_isObject(object)) {
         problem = device.id + " has no section \"" + std::string(Json_key(object)) + "\"";
         return false;
     }
@@ -129,73 +156,46 @@ Device Device_make(DeviceKind kind, int number, const DeviceNetwork& network) {
     Device device;
     device.kind = kind;
     device.id = identity(kind, number);
-    const bool encoder = kind == DeviceKind::Encoder;
-    addFirstValues(device.state, kCommonValues);
-    addFirstValues(device.state, encoder ? std::span<const FirstValue>(kEncoderValues)
-                                         : std::span<const FirstValue>(kDecoderValues));
+    addSections(device);
+    for (const FirstValue& first : kFirstValues) {
+        Device_set(device, first.section, first.key, first.value);
+    }
     Device_set(device, "netparams", "devaddr", network.address);
     Device_set(device, "netparams", "devnetmask", network.netmask);
     Device_set(device, "netparams", "devgateway", network.gateway);
     Device_set(device, "netparams", "devmac", macAddress(kind, number));
-    const Edid edid = Edid_make("Sim " + device.id, static_cast<std::uint32_t>(number));
+    const Edid edid = MakeEdid_screen("Sim " + device.id, static_cast<std::uint32_t>(number));
+    const bool encoder = kind == DeviceKind::kEncoder;
     Device_set(device, encoder ? "txedid" : "rxedid", "edid", Base64_encode(edid));
     device.first = device.state;
     return device;
 }
 
 std::string Device_type(const Device& device) {
-    return device.kind == DeviceKind::Encoder ? "TX" : "RX";
+    return device.kind == DeviceKind::kEncoder ? "TX" : "RX";
 }
 
-const Section* Device_section(const Device& device, std::string_view name) {
-    const auto found =
-        std::find_if(device.state.begin(), device.state.end(),
-                     [name](const Section& section) { return section.name == name; });
-    return found == device.state.end() ? nullptr : &*found;
-}
-
-Section* Device_section(Device& device, std::string_view name) {
-    return const_cast<Section*>(Device_section(std::as_const(device), name));
-}
-
-std::string Device_text(const Device& device, std::string_view section, std::string_view key) {
-    const Section* found = Device_section(device, section);
-    if (found == nullptr) {
-        return {};
+const Field* Device_field(const Device& device, std::string_view record, std::string_view key) {
+    if (const Elsewhere* elsewhere = findElsewhere(record, key)) {
+        return Device_field(device, elsewhere->section, elsewhere->keptAs);
     }
-    const auto field = findField(found->fields, key);
-    return field == found->fields.end() ? std::string() : field->value;
+    const auto section = std::ranges::find(device.state, record, &Section::name);
+    if (section == device.state.end()) {
+        return nullptr;
+    }
+    const auto field = findField(section->fields, key);
+    return field == section->fields.end() ? nullptr : &*field;
 }
 
-void Device_set(Device& device, std::string_view section, std::string_view key,
+std::string Device_text(const Device& device, std::string_view record, std::string_view key) {
+    const Field* field = Device_field(device, record, key);
+    return field == nullptr ? std::string() : field->value;
+}
+
+void Device_set(Device& device, std::string_view record, std::string_view key,
                 std::string_view value) {
-    Section* found = Device_section(device, section);
-    if (found == nullptr) {
-        return;
-    }
-    const auto field = findField(found->fields, key);
-    if (field != found->fields.end()) {
-        setField(*field, value);
-    }
-}
-
-void Section_take(Section& section, const cJSON* object) {
-    for (Field& field : section.fields) {
-        if (const auto value = Json_text(object, field.key)) {
-            setField(field, *value);
-        }
-    }
-}
-
-void Section_clear(Section& section) {
-    for (Field& field : section.fields) {
-        field.value.clear();
-    }
-}
-
-void Section_add(const Section& section, cJSON* object) {
-    for (const Field& field : section.fields) {
-        Json_addText(object, field.key, field.value);
+    if (const Field* field = Device_field(device, record, key)) {
+        setField(const_cast<Field&>(*field), value);
     }
 }
 
@@ -208,7 +208,10 @@ void Device_factory(Device& device) {
 void Device_write(const Device& device, cJSON* object) {
     Json_addText(object, "deviceid", device.id);
     for (const Section& section : device.state) {
-        Section_add(section, Json_addObject(object, section.name));
+        cJSON* fields = Json_addObject(object, section.name);
+        for (const Field& field : section.fields) {
+            Json_addText(fields, field.key, field.value);
+        }
     }
 }
 

@@ -1,8 +1,8 @@
 // One simulated encoder or decoder: who it is and what it is set to.
 //
 // What a device is set to is a list of named sections of named texts, called as the device protocol
-// calls them, so that a request's object, a reply's object and the state file all are sections read
-// or written whole. Texts are kept up to 31 characters (an EDID up to 512); what is longer is cut.
+// calls them: one for each record of lib/wire that its kind of device knows. Texts have at most 31
+// characters (an EDID 512); what is longer is cut.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,7 @@ namespace avoip::sim {
 
 using Clock = std::chrono::steady_clock;
 
-enum class DeviceKind : std::uint8_t { Encoder, Decoder };
+enum class DeviceKind : std::uint8_t { kEncoder, kDecoder };
 
 struct Field {
     std::string key;
@@ -32,7 +32,7 @@ struct Section {
 using State = std::vector<Section>;
 
 struct Device {
-    DeviceKind kind = DeviceKind::Encoder;
+    DeviceKind kind = DeviceKind::kEncoder;
     std::string id;
     State state;
     State first;  ///< What "device factory" returns to.
@@ -51,23 +51,16 @@ Device Device_make(DeviceKind kind, int number, const DeviceNetwork& network);
 /// "TX" or "RX".
 std::string Device_type(const Device& device);
 
-/// Null when the device has no such section.
-const Section* Device_section(const Device& device, std::string_view name);
-Section* Device_section(Device& device, std::string_view name);
+/// The field that the device keeps for `key` of the protocol's record `record`, which may be one of
+/// another section: the address in "device" is the one in "netparams". Null when its kind has none.
+const Field* Device_field(const Device& device, std::string_view record, std::string_view key);
 
-/// The text of a field; empty when the device has no such field.
-std::string Device_text(const Device& device, std::string_view section, std::string_view key);
+/// The text of that field; empty when there is none.
+std::string Device_text(const Device& device, std::string_view record, std::string_view key);
 
-/// Sets a field that the device has; any other is ignored.
-void Device_set(Device& device, std::string_view section, std::string_view key,
+/// Sets that field; nothing happens when there is none.
+void Device_set(Device& device, std::string_view record, std::string_view key,
                 std::string_view value);
-
-/// Takes over each text member of `object` whose key the section has.
-void Section_take(Section& section, const cJSON* object);
-void Section_clear(Section& section);
-
-/// Adds the section's fields to `object`.
-void Section_add(const Section& section, cJSON* object);
 
 /// Back to the first values. The firmware stays.
 void Device_factory(Device& device);

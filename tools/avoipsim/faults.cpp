@@ -5,7 +5,7 @@
 namespace avoip::sim {
 namespace {
 
-// SplitMix64: a counter through a mixing function. Every value of the counter is a good seed.
+/// SplitMix64: a counter through a mixing function. Every value of the counter is a good seed.
 std::uint64_t mix(std::uint64_t value) {
     value = (value ^ value >> 30) * 0xBF58476D1CE4E5B9U;
     value = (value ^ value >> 27) * 0x94D049BB133111EBU;
@@ -16,12 +16,12 @@ struct Random {
     std::uint64_t counter;
 
     std::uint64_t number() { return mix(counter += 0x9E3779B97F4A7C15U); }
-    // From 0 to less than 1.
+    /// From 0 to less than 1.
     double fraction() { return static_cast<double>(number() >> 11) * 0x1p-53; }
     bool happens(double probability) { return fraction() < probability; }
 };
 
-// Each member of the ack, the data object and each member of it may be the missing one.
+/// Each member of the ack, the data object and each member of it may be the missing one.
 void leaveOutMember(cJSON* reply, std::uint64_t choice) {
     struct Place {
         cJSON* parent;
@@ -64,8 +64,8 @@ Fault Faults_draw(const FaultOptions& options, std::uint64_t request, std::uint6
     fault.missingKey = random.happens(options.missingKey);
     fault.notJson = random.happens(options.notJson);
     fault.missingMember = random.number();
-    const auto range = static_cast<std::uint64_t>(options.delayMaxMs - options.delayMinMs) + 1;
-    fault.delay = std::chrono::milliseconds(options.delayMinMs) +
+    const auto range = static_cast<std::uint64_t>(options.delayMax_ms - options.delayMin_ms) + 1;
+    fault.delay = std::chrono::milliseconds(options.delayMin_ms) +
                   std::chrono::milliseconds(random.number() % range);
     return fault;
 }

@@ -23,8 +23,8 @@ struct FaultOptions {
     double failed = 0;                ///< The reply's status is "failure", without data.
     double missingKey = 0;            ///< One member of the reply's objects is left out.
     double notJson = 0;               ///< A text that is not JSON is sent instead of the reply.
-    int delayMinMs = 0;               ///< The reply is sent this late at the least,
-    int delayMaxMs = 0;               ///< and this late at the most.
+    int delayMin_ms = 0;              ///< The reply is sent this late at the least,
+    int delayMax_ms = 0;              ///< and this late at the most.
     std::vector<std::string> silent;  ///< Identities of devices that never hear anything.
 };
 

@@ -23,7 +23,7 @@ bool isNetmask(std::uint32_t mask) {
     return mask != 0 && std::countl_one(mask) == std::popcount(mask);
 }
 
-// The devices must fit between the network's own address and its broadcast address.
+/// The devices must fit between the network's own address and its broadcast address.
 bool readRange(const FleetOptions& options, Range& range, std::string& problem) {
     const auto first = Ipv4_parse(options.firstAddress);
     const auto netmask = Ipv4_parse(options.netmask);
@@ -125,7 +125,7 @@ bool Fleet_make(Fleet& fleet, std::string& problem) {
         const int index = static_cast<int>(i);
         const bool encoder = index < options.encoders;
         fleet.devices.push_back(
-            Device_make(encoder ? DeviceKind::Encoder : DeviceKind::Decoder,
+            Device_make(encoder ? DeviceKind::kEncoder : DeviceKind::kDecoder,
                         encoder ? index + 1 : index - options.encoders + 1,
                         {Ipv4_text(range.first + i), options.netmask, gateway}));
     }
@@ -207,7 +207,7 @@ std::vector<Reply> Fleet_hear(Fleet& fleet, std::string_view datagram, const std
                               Clock::time_point now) {
     const std::uint64_t number = fleet.requests++;
     const auto request = Request_parse(datagram);
-    const bool known = request && Request_isKnown(*request);
+    const bool known = request && request->wire != nullptr;
     Hearing hearing = beginHearing(known ? "request" : "not understood",
                                    request ? request->cmd : "", datagram, asker);
     for (std::size_t i = 0; known && i < fleet.devices.size(); ++i) {

@@ -20,7 +20,7 @@ std::string timeText() {
     return text;
 }
 
-// Length of the UTF-8 character that starts with `lead`; 0 for bytes that start none.
+/// Length of the UTF-8 character that starts with `lead`; 0 for bytes that start none.
 std::size_t characterLength(unsigned char lead) {
     if (lead < 0x80) {
         return 1;

@@ -1,9 +1,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "avoipsim/fleet.hpp"
 #include "avoipsim/options.hpp"
+#include "avoipsim/request_table.hpp"
 #include "avoipsim/service.hpp"
 
 using namespace avoip::sim;
@@ -18,6 +20,11 @@ int fail(const std::string& problem) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // For scripts/docs.
+    if (argc == 2 && std::string_view(argv[1]) == "--print-request-table") {
+        std::fputs(RequestTable_print().c_str(), stdout);
+        return 0;
+    }
     int exitStatus = 0;
     const auto options = Options_parse(argc, argv, exitStatus);
     if (!options) {

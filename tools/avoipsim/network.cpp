@@ -10,13 +10,11 @@
 #include <cstring>
 
 #include "avoipsim/ipv4.hpp"
+#include "lib/wire/wire.hpp"
 
 namespace avoip::sim {
 namespace {
 
-constexpr const char* kGroup = "239.255.255.250";
-constexpr std::uint16_t kRequestPort = 8002;
-constexpr std::uint16_t kReplyPort = 8003;
 constexpr std::size_t kLargestDatagram = 65536;
 
 sockaddr_in socketAddress(const std::string& address, std::uint16_t port) {
@@ -48,7 +46,7 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
     Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     // Bound to the group, the socket hears nothing else; without IP_MULTICAST_ALL off it would
     // hear the group on every interface on which anything on this machine has joined it.
-    const sockaddr_in group = socketAddress(kGroup, kRequestPort);
+    const sockaddr_in group = socketAddress(std::string(kDeviceGroup), kRequestPort);
     if (!socket.isOpen() || !setOption(socket.get(), IP_MULTICAST_ALL, 0)) {
         problem = failure("no UDP socket");
         return {};
@@ -62,7 +60,8 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
     membership.imr_multiaddr = group.sin_addr;
     membership.imr_ifindex = static_cast<int>(index);
     if (!setOption(socket.get(), IP_ADD_MEMBERSHIP, membership)) {
-        problem = failure("the group " + std::string(kGroup) + " cannot be joined on " + interface);
+        problem =
+            failure("the group " + std::string(kDeviceGroup) + " cannot be joined on " + interface);
         return {};
     }
     return socket;

@@ -53,16 +53,16 @@ void addWork(CLI::App& app, Options& options) {
         ->check(CLI::Range(0, 1'000'000));
 }
 
-// "20" or "20-100".
+/// "20" or "20-100".
 std::string readDelay(const std::string& text, FaultOptions& faults) {
     const char* end = text.data() + text.size();
-    auto result = std::from_chars(text.data(), end, faults.delayMinMs);
-    faults.delayMaxMs = faults.delayMinMs;
+    auto result = std::from_chars(text.data(), end, faults.delayMin_ms);
+    faults.delayMax_ms = faults.delayMin_ms;
     if (result.ec == std::errc() && result.ptr != end && *result.ptr == '-') {
-        result = std::from_chars(result.ptr + 1, end, faults.delayMaxMs);
+        result = std::from_chars(result.ptr + 1, end, faults.delayMax_ms);
     }
-    const bool right = result.ec == std::errc() && result.ptr == end && faults.delayMinMs >= 0 &&
-                       faults.delayMinMs <= faults.delayMaxMs && faults.delayMaxMs <= kLongestMs;
+    const bool right = result.ec == std::errc() && result.ptr == end && faults.delayMin_ms >= 0 &&
+                       faults.delayMin_ms <= faults.delayMax_ms && faults.delayMax_ms <= kLongestMs;
     return right ? "" : "\"" + text + "\" is neither MS nor MS-MS, the least first";
 }
 
@@ -114,7 +114,7 @@ void addUpload(CLI::App& app, UploadOptions& upload) {
                    "The device reads no further after so many bytes")
         ->group(kGroup)
         ->check(CLI::NonNegativeNumber);
-    app.add_option("--upload-answer-after", upload.answerAfterMs,
+    app.add_option("--upload-answer-after", upload.answerAfter_ms,
                    "The device answers so many ms late")
         ->group(kGroup)
         ->check(CLI::Range(0, kLongestMs));
@@ -154,6 +154,7 @@ std::optional<Options> Options_parse(int argc, char** argv, int& exitStatus) {
         "Replies leave from the devices' own addresses where these are local on this machine, for\n"
         "example after \"ip route add local 10.77.1.0/24 dev lo\".",
         "avoipsim");
+    app.set_version_flag("--version", "avoipsim " AVOIP_VERSION);
     app.failure_message(CLI::FailureMessage::simple);
     addDevices(app, options);
     addWork(app, options);

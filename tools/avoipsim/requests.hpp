@@ -1,5 +1,6 @@
 // The requests of the device protocol, as a device carries them out.
 //
+// Which requests there are, for which kind of device and with what record, is known from lib/wire.
 // A request that reads something is answered; a request that only sets or orders something is not.
 // A device ignores a request that its kind does not know (encoder parameters asked of a decoder)
 // and one that lacks its data. The one liberty: an encoder answers "edid get" too, with the EDID
@@ -13,11 +14,13 @@
 
 #include "avoipsim/device.hpp"
 #include "lib/base/json.hpp"
+#include "lib/wire/wire.hpp"
 
 namespace avoip::sim {
 
 struct Request {
     std::string cmd;
+    const WireRequest* wire = nullptr;  ///< Null for a "cmd" that no device knows.
     std::string hostid;
     std::vector<std::string> ids;
     Json root;  ///< The whole document, for the data beside "request".
@@ -28,9 +31,6 @@ std::optional<Request> Request_parse(std::string_view datagram);
 
 /// Whether the device list names the device: its identity, "All", or "All_TX" or "All_RX".
 bool Request_isFor(const Request& request, const Device& device);
-
-/// Whether any device knows the request's "cmd".
-bool Request_isKnown(const Request& request);
 
 /// What came of a request at one device.
 struct Outcome {

@@ -76,7 +76,7 @@ std::optional<Clock::time_point> nextDue(const Service& service) {
     return due;
 }
 
-// Waits until something is to be done.
+/// Waits until something is to be done.
 void wait(const Service& service) {
     std::vector<pollfd> watched = {{service.requests.get(), POLLIN, 0},
                                    {service.signals.get(), POLLIN, 0}};
@@ -101,7 +101,7 @@ bool saveState(const Service& service) {
     return true;
 }
 
-// False when the program is to end.
+/// False when the program is to end.
 bool handleSignals(const Service& service) {
     signalfd_siginfo signal{};
     while (::read(service.signals.get(), &signal, sizeof signal) == sizeof signal) {

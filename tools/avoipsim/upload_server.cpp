@@ -13,11 +13,11 @@
 #include <span>
 
 #include "avoipsim/ipv4.hpp"
+#include "lib/wire/wire.hpp"
 
 namespace avoip::sim {
 namespace {
 
-constexpr std::uint16_t kUploadPort = 5888;
 // What is read from one connection before the others have their turn.
 constexpr std::size_t kPieceSize = 65536;
 
@@ -46,8 +46,8 @@ Descriptor listenOn(const std::string& address, std::string& problem) {
     return socket;
 }
 
-// Refusing is the system's doing, where nothing listens: then each other device has a socket of its
-// own, which may be more than the usual limit on descriptors allows.
+/// Refusing is the system's doing, where nothing listens: then each other device has a socket of
+/// its own, which may be more than the usual limit on descriptors allows.
 std::vector<std::string> listenAddresses(const UploadOptions& options, const Fleet& fleet) {
     if (!options.refuse) {
         return {"0.0.0.0"};
@@ -75,7 +75,7 @@ void log(const Fleet& fleet, const UploadConnection& connection, const char* eve
     Json_addText(line.get(), "device", connection.device);
     if (!result.empty()) {
         Json_addText(line.get(), "result", result);
-        Json_addText(line.get(), "bytes", std::to_string(connection.upload.imageSize));
+        Json_addText(line.get(), "bytes", std::to_string(connection.stream.imageSize));
     }
     Log_write(fleet.log, line);
 }
@@ -109,7 +109,7 @@ void acceptFrom(UploadServer& server, Fleet& fleet, const Descriptor& listener) 
         connection.device = device->id;
         connection.faulty = isFaulty(server.options, device->id);
         if (!server.options.storeFolder.empty()) {
-            connection.upload.file.reset(
+            connection.stream.file.reset(
                 std::fopen(imagePath(server.options, device->id, ".part").c_str(), "we"));
         }
         log(fleet, connection, "upload begins");
@@ -124,28 +124,29 @@ std::optional<std::uint64_t> limitOf(const UploadServer& server,
     return server.options.closeAfter ? server.options.closeAfter : server.options.stopAfter;
 }
 
-// Takes over a complete image. The text is the device's answer.
+/// Takes over a complete image. The text is the device's answer.
 std::string install(const UploadServer& server, Fleet& fleet, UploadConnection& connection) {
     Device& device = *Fleet_device(fleet, connection.device);
-    const auto info = Upload_info(connection.upload);
+    const auto info = ImageStream_info(connection.stream);
     const std::string name = info ? info->name.data() : Device_type(device);
     if (name.find(Device_type(device)) == std::string::npos) {
         log(fleet, connection, "upload ends", "not for this kind of device: " + name);
         return "failure";
     }
-    if (connection.upload.file != nullptr) {
-        connection.upload.file.reset();
+    if (connection.stream.file != nullptr) {
+        connection.stream.file.reset();
         std::rename(imagePath(server.options, device.id, ".part").c_str(),
                     imagePath(server.options, device.id, ".bin").c_str());
     }
     if (info) {
-        Device_set(device, "device", "version", Upload_version(*info));
+        Device_set(device, "device", "version", ImageStream_version(*info));
     }
     log(fleet, connection, "upload ends", "success");
     device.silentUntil = Clock::now() + fleet.options.rebootTime;
     return "success";
 }
-// True when the peer is gone or will send no more.
+
+/// True when the peer is gone or will send no more.
 bool isHungUp(const Descriptor& socket) {
     pollfd watched{socket.get(), POLLRDHUP, 0};
     return ::poll(&watched, 1, 0) > 0;
@@ -170,15 +171,15 @@ bool answer(const UploadServer& server, Fleet& fleet, UploadConnection& connecti
 
 bool take(const UploadServer& server, const Fleet& fleet, UploadConnection& connection,
           std::span<const unsigned char> bytes) {
-    Upload& upload = connection.upload;
+    ImageStream& stream = connection.stream;
     connection.received += bytes.size();
-    Upload_take(upload, bytes);
-    if (upload.state == UploadState::Wrong) {
-        log(fleet, connection, "upload ends", upload.problem);
+    ImageStream_take(stream, bytes);
+    if (stream.state == ImageStreamState::kWrong) {
+        log(fleet, connection, "upload ends", stream.problem);
         return false;
     }
-    if (upload.state == UploadState::Complete) {
-        const int ms = connection.faulty ? server.options.answerAfterMs : 0;
+    if (stream.state == ImageStreamState::kComplete) {
+        const int ms = connection.faulty ? server.options.answerAfter_ms : 0;
         connection.answerAt = Clock::now() + std::chrono::milliseconds(ms);
     }
     return true;

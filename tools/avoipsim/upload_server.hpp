@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "avoipsim/fleet.hpp"
-#include "avoipsim/upload.hpp"
+#include "avoipsim/image_stream.hpp"
 #include "lib/base/descriptor.hpp"
 
 namespace avoip::sim {
@@ -29,7 +29,7 @@ struct UploadOptions {
     bool noAnswer = false;
     std::optional<std::uint64_t> closeAfter;  ///< In bytes of the stream.
     std::optional<std::uint64_t> stopAfter;   ///< In bytes of the stream.
-    int answerAfterMs = 0;
+    int answerAfter_ms = 0;
 };
 
 struct UploadConnection {
@@ -38,7 +38,7 @@ struct UploadConnection {
     bool faulty = false;
     bool stopped = false;        ///< Reads no more, on purpose.
     std::uint64_t received = 0;  ///< Bytes of the stream.
-    Upload upload;
+    ImageStream stream;
     std::optional<Clock::time_point> answerAt;  ///< Set when the image is complete.
 };
 

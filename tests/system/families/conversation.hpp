@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "bed/session.hpp"
-#include "system/families/commands.hpp"
+#include "system/families/answers.hpp"
 
 namespace families {
 

@@ -1,4 +1,7 @@
 // What every command prints and answers when its request cannot be sent.
+#include <algorithm>
+
+#include "bed/transcript.hpp"
 #include "system/families/conversation.hpp"
 
 namespace {
@@ -7,25 +10,28 @@ using namespace families;
 
 class Failures : public Conversation {
   protected:
-    /// Expects every command to fail, with `printed` between what it prints itself.
-    void expectEachFails(bool traced, const std::string& printed) {
-        for (const Command& command : kCommands) {
-            std::string text(command.printedBefore);
-            if (traced) {
-                text.append(command.tracedRequest);
-            }
-            text.append(printed).append(command.errorLine).append("\n");
-            expect({.line = std::string(command.line),
-                    .printed = text,
-                    .answer = failure(command.failureName)});
+    /// Expects every line of the sessions to fail for this reason.
+    void expectEachFails(const std::string& reason, bool traced) {
+        for (const bed::Recorded& unsent : bed::allRecords("unsent/")) {
+            const bed::Recorded failed = bed::failedBy(unsent, reason, traced);
+            expect({.line = failed.line,
+                    .printed = bed::printedBehind(failed),
+                    .answer = failed.answer});
         }
     }
 };
 
 TEST_F(Failures, every_command_fails_while_the_interface_has_no_address) {
     session_.namespaces.removeAddress();
-    expectEachFails(false, "SIOCGIFADDR Failed!/npEthName(eth0.2) get ip err!\n");
+    expectEachFails("SIOCGIFADDR Failed!/npEthName(eth0.2) get ip err!", false);
     session_.namespaces.addAddress();
+}
+
+/// How many of the lines are such that something is to be sent: the others are refused before.
+std::size_t requestsIn(const std::vector<bed::Recorded>& records) {
+    return static_cast<std::size_t>(std::ranges::count_if(records, [](const auto& record) {
+        return std::ranges::count(record.printed, bed::kSendFailed) > 0;
+    }));
 }
 
 class FailedSends : public Failures {
@@ -36,12 +42,13 @@ class FailedSends : public Failures {
 
 TEST_F(FailedSends, every_command_fails_once_a_send_has_failed_and_sends_once_at_most) {
     session_.namespaces.removeMulticastRoute();
-    expectEachFails(true, "pEthName(eth0.2) sendPacket err!\n");
+    expectEachFails(bed::kSendFailed, true);
     session_.namespaces.addMulticastRoute();
-    expectEachFails(true, "pEthName(eth0.2) sendPacket err!\n");
+    expectEachFails(bed::kSendFailed, true);
 
+    const std::size_t refused = 2 * requestsIn(bed::allRecords("unsent/"));
     std::string reports = "sendto(): Network is unreachable\n";
-    for (std::size_t i = 1; i < 2 * std::size(kCommands); ++i) {
+    for (std::size_t i = 1; i < refused; ++i) {
         reports += "sendto(): Bad file descriptor\n";
     }
     session_.daemon.errors().awaitWhole(reports);

@@ -152,8 +152,10 @@ TEST_F(Serial, an_odd_last_digit_is_dropped) {
 }
 
 TEST_F(Serial, no_character_is_rejected) {
-    // "G" is 16 and "/" is 248 by the rule; of the sum of 16 highs and the low, 8 bits are sent.
+    // By the rule "G" is 16, ":", the character behind the digits, 3, and "/" 248; of the sum of 16
+    // highs and the low, 8 bits are sent.
     expect(sendingData(" tx01 G0g00G//!", "tx01", "AAAQeA=="));
+    expect(sendingData(" tx01 0:!", "tx01", "Aw=="));
     expect(sendingData(" tx01 4 1!", "tx01", "KQ=="));
 }
 

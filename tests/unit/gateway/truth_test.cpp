@@ -1,6 +1,6 @@
-// What the gateway shows and confirms beside faults, against a model of the daemon and its devices in
-// made-up time: no single fault makes it say what is not so, and what faults that undo each other can
-// do is over with the next round of polls.
+// What the gateway shows and confirms beside faults, against a model of the daemon and its devices
+// in made-up time: no single fault makes it say what is not so, and what faults that undo each
+// other can do is over with the next round of polls.
 #include <array>
 #include <cmath>
 #include <cstdint>
