@@ -103,6 +103,9 @@ Response putPreset(Gateway& gateway, Call& call) {
     check(body);
     made.routes =
         routes != nullptr ? take(RouteTable_read(routes, "routes.")) : capture(gateway, wish);
+    if (const auto problem = Routes_problemOfIds(made.routes, "routes.")) {
+        throw *problem;
+    }
     const std::lock_guard lock(gateway.keeping);
     made.updated_at = gateway.clock();
     return keep(gateway, kPresetKind, made.name, made, Preset_json(made));

@@ -3,11 +3,11 @@
 //
 // Other front ends see one more front end: it takes its turn, leaves notes of what is owed to it,
 // and waits for what is owed to others. Within the process several questions may be under way in
-// one turn
-// - a read that waits for its device, a one-way command that passes it, the updates of devices -
-// and one thread reads the segment and hands each answer out by the name that it carries. An answer
-// that was overwritten by another is found missing by a marker: a line that no command matches,
-// which the daemon answers when it is done with what came before it on the same connection.
+// one turn (a read that waits for its device, a one-way command that passes it, the updates of
+// devices), and one thread reads the segment and hands each answer out by the name that it carries.
+// An answer that was overwritten by another is found missing by a marker: a line that no command
+// matches, which the daemon answers when it is done with what came before it on the same
+// connection.
 //
 // A question is put with a Ticket, which the asker keeps until it is withdrawn.
 #pragma once

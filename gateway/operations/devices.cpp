@@ -22,10 +22,14 @@ Outcome<Done> sendTo(const Operations& operations, const char* command, DeviceKi
                      std::vector<std::string> values, const std::string& field) {
     const Request request{Catalogue_findText(command), std::move(values)};
     const auto problem = operations.state.with([&](const State& state) {
-        auto found = Problem_ofDevice(state, request.values.front(), kind, "id");
-        for (std::size_t i = 0; !found && i < request.values.size(); ++i) {
-            found = Problem_ofValue(request.command->arguments[i], request.values[i],
-                                    i == 0 ? "id" : field);
+        const auto problemOfValue = [&](std::size_t i) {
+            return Problem_ofValue(request.command->arguments[i], request.values[i],
+                                   i == 0 ? "id" : field);
+        };
+        auto found = problemOfValue(0);
+        found = found ? found : Problem_ofDevice(state, request.values.front(), kind, "id");
+        for (std::size_t i = 1; !found && i < request.values.size(); ++i) {
+            found = problemOfValue(i);
         }
         return found;
     });

@@ -10,17 +10,15 @@ namespace avoip::gw {
 
 namespace {
 
-/// Whether this is {"all":...} and nothing else.
+/// Whether this is {"all":...}.
 bool isForAll(const cJSON* member) {
-    std::size_t others = 0;
-    for (const cJSON* item : Json_items(member)) {
-        others += Json_key(item) != "all" ? 1 : 0;
-    }
-    return others == 0 && Json_find(member, "all") != nullptr;
+    return Json_find(member, "all") != nullptr;
 }
 
 Outcome<std::string> readAll(const cJSON* member, RouteKind kind, const std::string& path) {
+    constexpr std::string_view kMembers[] = {"all"};
     Body body(member, path);
+    body.only(kMembers);
     const auto encoder = body.text("all");
     if (encoder && encoder->empty()) {
         body.blame("all", "This must be the id of an encoder, or null.");

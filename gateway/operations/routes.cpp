@@ -62,10 +62,11 @@ std::optional<Problem> problemOfEncoder(const State& state, const RouteWish& wis
     if (wish.encoder.empty()) {
         return std::nullopt;
     }
-    if (auto problem = Problem_ofDevice(state, wish.encoder, DeviceKind::kEncoder, field)) {
+    if (auto problem =
+            Problem_ofValue(changeOf(wish).command->arguments.front(), wish.encoder, field)) {
         return problem;
     }
-    return Problem_ofValue(changeOf(wish).command->arguments.front(), wish.encoder, field);
+    return Problem_ofDevice(state, wish.encoder, DeviceKind::kEncoder, field);
 }
 
 std::string fieldOf(const RouteWish& wish) {
@@ -269,6 +270,19 @@ std::optional<Problem> readUnheard(const Operations& operations, const std::stri
 }
 
 }  // namespace
+
+std::optional<Problem> Routes_problemOfIds(const RouteTable& routes, const std::string& path) {
+    for (const RouteWish& wish : wishesOf(routes)) {
+        const Request change = changeOf(wish);
+        for (std::size_t i = 0; i < change.values.size(); ++i) {
+            if (auto problem = Problem_ofValue(change.command->arguments[i], change.values[i],
+                                               path + fieldOf(wish))) {
+                return problem;
+            }
+        }
+    }
+    return std::nullopt;
+}
 
 Outcome<RouteResult> Routes_set(Operations& operations, const Actor& actor, const RouteWish& wish) {
     const auto problem = operations.state.with([&](const State& state) {

@@ -38,6 +38,10 @@ Outcome<RouteOrder> RouteOrder_read(const cJSON* body);
 /// Reads {"encoder":ID}.
 Outcome<std::string> RouteWish_readEncoder(const cJSON* body);
 
+/// What the console could not carry of routes that are kept for later; whether the devices are
+/// known does not matter. Fields begin with `path`.
+std::optional<Problem> Routes_problemOfIds(const RouteTable& routes, const std::string& path);
+
 /// Sets or clears one route, within six seconds.
 Outcome<RouteResult> Routes_set(Operations& operations, const Actor& actor, const RouteWish& wish);
 

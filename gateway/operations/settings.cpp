@@ -108,10 +108,7 @@ Outcome<Request> changeOf(const SettingsCommands& commands, const std::string& i
 }
 
 /// Whether the body has no members but settings, with values that can be sent.
-std::optional<Problem> problemOf(const Command& change, const std::string& id, const cJSON* body) {
-    if (auto problem = Problem_ofValue(change.arguments.front(), id, "id")) {
-        return problem;
-    }
+std::optional<Problem> problemOf(const Command& change, const cJSON* body) {
     Body read(body);
     std::vector<std::string_view> fields;
     for (const Expectation& expected : change.asked_back.expected) {
@@ -144,11 +141,16 @@ Outcome<std::string> Settings_ask(Operations& operations, Settings settings,
 
 Outcome<std::string> Settings_change(Operations& operations, Settings settings,
                                      const std::string& id, const cJSON* body) {
+    // All changes of settings take the identity alike.
+    const Argument& device = commandsOf(settings, DeviceType::kUnknown).change->arguments.front();
+    if (const auto problem = Problem_ofValue(device, id, "id")) {
+        return *problem;
+    }
     const auto commands = commandsFor(operations, settings, id);
     if (!commands.succeeded()) {
         return commands.problem();
     }
-    if (const auto problem = problemOf(*commands.value().change, id, body)) {
+    if (const auto problem = problemOf(*commands.value().change, body)) {
         return *problem;
     }
     const std::unique_lock alone(operations.changing, Steady::now() + kOtherChange);

@@ -89,11 +89,11 @@ std::optional<Problem> problemOfOtherWalls(const State& state, const std::string
 }
 
 std::optional<Problem> problemOfDevices(const State& state, const Wall& wall) {
-    if (auto problem = Problem_ofDevice(state, wall.encoder, DeviceKind::kEncoder, "encoder")) {
-        return problem;
-    }
     const Command& set = *Catalogue_findText("vw set");
     if (auto problem = Problem_ofValue(set.arguments[8], wall.encoder, "encoder")) {
+        return problem;
+    }
+    if (auto problem = Problem_ofDevice(state, wall.encoder, DeviceKind::kEncoder, "encoder")) {
         return problem;
     }
     for (std::size_t i = 0; i < wall.tiles.size(); ++i) {
@@ -131,7 +131,6 @@ Outcome<Wall> Wall_readBody(const std::string& name, const cJSON* body) {
     wall.width = wholeOf(read, "width", 1, kMostPixels);
     wall.height = wholeOf(read, "height", 1, kMostPixels);
     readBezel(read, wall);
-    read.require("tiles");
     std::size_t number = 0;
     for (const cJSON* item : Json_items(read.array("tiles"))) {
         readTile(read, item, "tiles." + std::to_string(number) + ".", wall);

@@ -10,8 +10,9 @@ struct cJSON;
 namespace avoip::gw {
 
 /// Reads {"encoder","columns","rows","width","height","bezel":{"horizontal","vertical"},
-/// "tiles":[{"decoder","column","row"}]} for the wall `name`. A "name" must be the same one;
-/// "computed" is passed over, so that what GET gives may be put back.
+/// "tiles":[{"decoder","column","row"}]} for the wall `name`; "bezel" and "tiles" may be left out.
+/// A "name" must be the same one; "computed" is passed over, so that what GET gives may be put
+/// back.
 Outcome<Wall> Wall_readBody(const std::string& name, const cJSON* body);
 
 /// Sets each tile, takes out the decoders that the wall had and has no more, and keeps the wall.
