@@ -74,10 +74,10 @@ std::string awaitDevices() {
     return list;
 }
 
-double askUs(bed::Http& http) {
-    const double before = bench::nowUs();
+double ask_us(bed::Http& http) {
+    const double before = bench::now_us();
     http.ask("GET", "/api/v1/devices");
-    return bench::nowUs() - before;
+    return bench::now_us() - before;
 }
 
 void compareLists(const std::string& folder, const std::string& list) {
@@ -88,8 +88,8 @@ void compareLists(const std::string& folder, const std::string& list) {
     std::vector<double> of;
     std::vector<double> by;
     for (int each = 0; each < kRequests; ++each) {
-        of.push_back(askUs(ours));
-        by.push_back(askUs(theirs));
+        of.push_back(ask_us(ours));
+        by.push_back(ask_us(theirs));
     }
     const double ratio = bench::medianRatio(of, by);
     bench::printRow("GET /devices, 1,024 devices, p50", bench::number(bench::median(of), 0) + " us",
@@ -103,12 +103,12 @@ std::vector<double> eventDelays(std::vector<std::unique_ptr<bed::Http>>& clients
     bed::Http cause(kGatewayPort);
     for (int each = 0; each < kEvents; ++each) {
         const std::string note = "event " + std::to_string(each);
-        const double before = bench::nowUs();
+        const double before = bench::now_us();
         cause.ask("PUT", "/api/v1/presets/p", R"({"routes":{},"note":")" + note + "\"}");
         for (const auto& client : clients) {
             client->await(note + "\"");
         }
-        delays_ms.push_back((bench::nowUs() - before) / 1000);
+        delays_ms.push_back((bench::now_us() - before) / 1000);
     }
     return delays_ms;
 }
@@ -124,7 +124,7 @@ void tellEvents(const bed::Daemon& gateway) {
     const double worst = *std::max_element(delays_ms.begin(), delays_ms.end());
     bench::printRow("an event to the last of 200 clients, its cause kept on the disk, worst of 50",
                     bench::number(worst, 1) + " ms", "", "", bench::atMost(100, worst, " ms"));
-    const double resident = static_cast<double>(gateway.residentKiB());
+    const double resident = static_cast<double>(gateway.resident_kib());
     bench::printRow("gateway, resident, 1,024 devices and 200 clients",
                     bench::number(resident, 0) + " KiB", "", "",
                     bench::atMost(32 * 1024, resident, " KiB"));

@@ -42,6 +42,9 @@ struct Asking {
 
     /// Wants the devices listed as soon as polling may.
     std::function<void()> listSoon;
+
+    /// Lists the devices for somebody who waits, whatever polling may. The state knows them then.
+    std::function<void(Moment until)> list;
 };
 
 /// Where those are told who count what happens. Called from several threads; empty ones are not

@@ -102,7 +102,8 @@ AskingRoom::AskingRoom(RoomOptions options, SharedState& state)
           },
           [this](const Request& request, const std::string& address,
                  const std::function<void()>& begun) { return update(request, address, begun); },
-          [this] { reads_.listSoon(); }} {}
+          [this] { reads_.listSoon(); },
+          [this](Moment until) { list(until); }} {}
 
 AskingRoom::~AskingRoom() {
     stop();
@@ -195,6 +196,20 @@ Batch AskingRoom::read(const std::vector<Request>& reads, Moment until) {
         return {{End::kNoAnswer, {}, "The device has not answered in time."}};
     }
     return done.get();
+}
+
+void AskingRoom::list(Moment until) {
+    const auto over = std::make_shared<std::promise<void>>();
+    std::future<void> done = over->get_future();
+    const auto step = [over](Session& session) -> std::optional<Moment> {
+        Reader_list(session.reader, Catalogue_listing());
+        over->set_value();
+        return std::nullopt;
+    };
+    const auto fail = [over](const Reply&) { over->set_value(); };
+    if (reads_.add({Steady::now(), until, step, fail})) {
+        done.wait_until(until + kGrace);
+    }
 }
 
 std::vector<Verdict> AskingRoom::confirm(const std::vector<Request>& changes, Moment until) {

@@ -38,6 +38,7 @@ class AskingRoom {
     Reply send(const Request& command, Moment until);
     Reply sendAlone(const NamedQuestion& named, Moment until);
     Batch read(const std::vector<Request>& reads, Moment until);
+    void list(Moment until);
     std::vector<Verdict> confirm(const std::vector<Request>& changes, Moment until);
     Reply update(const Request& request, const std::string& address,
                  const std::function<void()>& begun);

@@ -149,9 +149,9 @@ void checkBody(Request& request, MHD_Connection* connection) {
                       "The body may have " + std::to_string(request.limit) + " bytes at most."};
     }
     const std::string type = header(connection, MHD_HTTP_HEADER_CONTENT_TYPE).value_or("");
-    const bool isBytes = equalLetters(mediaType(type), kBytes);
+    const bool binary = equalLetters(mediaType(type), kBytes);
     const bool isJson = equalLetters(mediaType(type), kJson);
-    request.call.body_is_bytes = isBytes && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
+    request.call.body_is_bytes = binary && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
     const bool fits = request.call.body_is_bytes || (isJson && kind != BodyKind::kImage);
     if (!fits && request.has_body) {
         throw Problem{415, "The body must be " +

@@ -37,8 +37,8 @@ Outcome<Done> sendTo(const Operations& operations, const char* command, DeviceKi
 }
 
 /// The bytes of the member `key`, which is base64.
-Outcome<std::vector<std::uint8_t>> readBytes(const cJSON* body, std::string_view key,
-                                             std::span<const std::string_view> members) {
+Outcome<std::vector<std::uint8_t>> readBase64(const cJSON* body, std::string_view key,
+                                              std::span<const std::string_view> members) {
     Body read(body);
     read.only(members);
     const auto text = read.text(key);
@@ -126,7 +126,7 @@ Outcome<Done> Device_factoryReset(Operations& operations, const std::string& id,
 
 Outcome<Done> Device_sendSerial(Operations& operations, const std::string& id, const cJSON* body) {
     constexpr std::string_view kMembers[] = {"data"};
-    const auto bytes = readBytes(body, "data", kMembers);
+    const auto bytes = readBase64(body, "data", kMembers);
     if (!bytes.succeeded()) {
         return bytes.problem();
     }
@@ -158,7 +158,7 @@ Outcome<Done> Edid_give(Operations& operations, const std::string& id,
 
 Outcome<std::vector<std::uint8_t>> Edid_readBody(const cJSON* body) {
     constexpr std::string_view kMembers[] = {"edid", "decoded"};
-    return readBytes(body, "edid", kMembers);
+    return readBase64(body, "edid", kMembers);
 }
 
 std::string Edid_json(std::span<const std::uint8_t> edid, std::optional<bool> confirmed) {

@@ -20,6 +20,9 @@ using namespace std::chrono_literals;
 constexpr auto kLook = 250ms;
 constexpr int kLooksForListing = 12;
 
+/// How long the last listing before a device is given up may take.
+constexpr auto kLastListing = 5s;
+
 constexpr int kMostParallel = 64;
 
 constexpr const char* kCancelled = "The job was cancelled before this device's turn.";
@@ -283,16 +286,20 @@ void Installations::Work::watch(const std::stop_token& stop) {
         if (!tasks.empty() && looks % kLooksForListing == 0) {
             operations.asking.listSoon();
         }
+        std::erase_if(tasks, [&](const Task& task) { return isBack(task); });
         const Time now = operations.clock();
+        const auto isLate = [&](const Task& task) {
+            return now >= task.uploaded_at + options.return_limit;
+        };
+        if (std::ranges::any_of(tasks, isLate)) {
+            // Polling may not have had the time to see it.
+            operations.asking.list(std::chrono::steady_clock::now() + kLastListing);
+        }
         std::erase_if(tasks, [&](const Task& task) {
-            if (isBack(task)) {
-                return true;
-            }
-            const bool late = now >= task.uploaded_at + options.return_limit;
-            if (late) {
+            if (isLate(task) && !isBack(task)) {
                 fail(task, problemOfAbsence(task));
             }
-            return late;
+            return isLate(task);
         });
         const std::scoped_lock held(mutex);
         restarting.splice(restarting.end(), tasks);

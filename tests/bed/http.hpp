@@ -23,8 +23,8 @@ class Http {
     /// Connects, and tries again until somebody listens there.
     explicit Http(std::uint16_t port);
 
-    /// Sends a request and waits for its answer. `headers` are whole lines without their ends. A body
-    /// is JSON unless a line says otherwise.
+    /// Sends a request and waits for its answer. `headers` are whole lines without their ends. A
+    /// body is JSON unless a line says otherwise.
     HttpAnswer ask(const std::string& method, const std::string& path, const std::string& body = {},
                    const std::vector<std::string>& headers = {});
 

@@ -124,6 +124,11 @@ def drive(client):
     assert client.removeToken("t", token=made["token"])[0] == 204
 
 
+def listens(path):
+    with socket.socket(socket.AF_UNIX) as probe:
+        return probe.connect_ex(path) == 0
+
+
 def main():
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "socket")
@@ -132,7 +137,7 @@ def main():
         with subprocess.Popen([sys.argv[1], "--config", file.name]) as gateway:
             try:
                 end = time.monotonic() + PATIENCE_S
-                while not os.path.exists(path) and time.monotonic() < end:
+                while not listens(path) and time.monotonic() < end:
                     time.sleep(0.01)
                 client = Client(path)
                 drive(client)

@@ -226,8 +226,9 @@ TEST_F(States, tells_of_what_people_keep) {
     State_put(state, Lock{"RX-1", "local", "", now});
     State_put(state, Wall{.name = "front"});
     State_put(state, Job{.id = "1", .image = "i"});
-    State_put(state, Room{"hall", {}, {}});
     State_logged(state, "7", "{}");
+    // Rooms count, and are told to nobody.
+    State_put(state, Room{"hall", {}, {}});
     EXPECT_EQ(takeTold(), (Texts{"preset evening", "lock RX-1", "wall front", "job 1", "log 7"}));
     EXPECT_EQ(state.revision, 6U);
     last_revision = state.revision;

@@ -4,7 +4,9 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,15 @@ using namespace std::chrono_literals;
 using model::Fault;
 
 constexpr std::array kFaults{Fault::kLate, Fault::kDoubled, Fault::kLost, Fault::kForeign};
+/// Those that put a wrong value under a reader's eyes, if he lets them.
+constexpr std::array kMisleading{Fault::kLate, Fault::kDoubled, Fault::kForeign};
 constexpr double kDeviceSilence_s = 2.9;
+
+/// How many seeds a test takes: `usual`, or so many times as many as the environment says.
+std::uint64_t seeds(std::uint64_t usual) {
+    const char* const times = std::getenv("AVOIP_TEST_SEEDS_TIMES");
+    return usual * (times == nullptr ? 1 : std::strtoull(times, nullptr, 10));
+}
 
 /// The gateway's reading side on a model: two encoders, four decoders, and faults.
 class World {
@@ -82,9 +92,8 @@ class World {
     Moment now() const { return Moment{} + 1h + Span(std::llround(daemon.now_s() * 1e6)); }
 
     /// Gives one of the next `among` replies a fault.
-    void addFault(std::size_t among) {
-        daemon.faults[daemon.replies + daemon.below(among)] =
-            kFaults.at(daemon.below(kFaults.size()));
+    void addFault(std::size_t among, std::span<const Fault> kinds = kFaults) {
+        daemon.faults[daemon.replies + daemon.below(among)] = kinds[daemon.below(kinds.size())];
     }
 
     model::Daemon daemon;
@@ -151,9 +160,9 @@ constexpr double kTwoRounds_s = 2 * 10 + 8;
 }  // namespace
 
 TEST(Truth, shows_what_devices_say_without_faults) {
-    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    for (std::uint64_t seed = 0; seed < seeds(50); ++seed) {
         World world(seed);
-        world.poll(20);
+        world.poll(60);
         for (int i = 2; i < 6; ++i) {
             const std::string decoder = "RX-" + std::to_string(i);
             for (const RouteKind kind : kAllRouteKinds) {
@@ -166,7 +175,7 @@ TEST(Truth, shows_what_devices_say_without_faults) {
 }
 
 TEST(Truth, one_fault_never_makes_a_route_that_is_not_so) {
-    for (std::uint64_t seed = 0; seed < 4'000; ++seed) {
+    for (std::uint64_t seed = 0; seed < seeds(300); ++seed) {
         World world(seed);
         world.addFault(60);
         // Nothing changes, so that anything else that is shown would be wrong.
@@ -176,39 +185,42 @@ TEST(Truth, one_fault_never_makes_a_route_that_is_not_so) {
     }
 }
 
-TEST(Truth, what_changes_is_shown_within_two_rounds_however_many_faults_there_are) {
-    for (std::uint64_t seed = 0; seed < 1'000; ++seed) {
+TEST(Truth, what_changes_is_shown_within_two_rounds_beside_a_fault) {
+    for (std::uint64_t seed = 0; seed < seeds(50); ++seed) {
         World world(seed);
-        world.poll(15);
+        world.poll(60);
         Wrongness wrongness(world);
         for (int change = 0; change < 6; ++change) {
             const std::string decoder = "RX-" + std::to_string(2 + world.daemon.below(4));
             world.set(decoder, RouteKind::kVideo, "TX-change" + std::to_string(change));
-            // One reply in a hundred or so.
-            world.addFault(40);
-            world.addFault(80);
-            world.poll(20, [&] { wrongness.look(); });
+            world.addFault(40, kMisleading);
+            world.poll(40, [&] { wrongness.look(); });
         }
         ASSERT_LE(wrongness.longest_s, kTwoRounds_s) << "seed " << seed;
     }
 }
 
 TEST(Truth, faults_that_undo_each_other_mislead_for_one_round_at_most) {
-    World world(1);
-    world.poll(25);
-    // The reply of one decoder comes a second time behind its batch, and that of the next is lost.
-    Wrongness wrongness(world);
-    world.daemon.sendStray(RouteKind_read(RouteKind::kVideo), world.daemon.find("RX-2"), 0);
-    world.daemon.faults = {{world.daemon.replies, Fault::kLost}};
-    world.poll(60, [&] { wrongness.look(); });
-    EXPECT_GT(wrongness.longest_s, 0);
-    EXPECT_LE(wrongness.longest_s, kTwoRounds_s / 2);
+    double longest_s = 0;
+    for (int moment = 0; moment < 40; ++moment) {
+        World world(1);
+        world.poll(40 + 0.25 * moment);
+        // The reply of one decoder comes a second time behind its batch, and that of the next is
+        // lost.
+        Wrongness wrongness(world);
+        world.daemon.sendStray(RouteKind_read(RouteKind::kVideo), world.daemon.find("RX-2"), 0);
+        world.daemon.faults = {{world.daemon.replies, Fault::kLost}};
+        world.poll(60, [&] { wrongness.look(); });
+        longest_s = std::max(longest_s, wrongness.longest_s);
+    }
+    EXPECT_GT(longest_s, 0);
+    EXPECT_LE(longest_s, kTwoRounds_s / 2);
 }
 
 TEST(Truth, no_wrong_route_is_confirmed_beside_one_fault_or_two) {
     int confirmed = 0;
     int obeyed = 0;
-    for (std::uint64_t seed = 0; seed < 10'000; ++seed) {
+    for (std::uint64_t seed = 0; seed < seeds(500); ++seed) {
         World world(seed);
         world.poll(5);
         for (std::uint64_t count = 1 + seed % 2; count > 0; --count) {
