@@ -64,8 +64,8 @@ void checkCsrf(Gateway& gateway, const Endpoint& endpoint, const Credentials& cr
         return;
     }
     const auto session =
-        Sessions_find(gateway.sessions, credentials.session_cookie, gateway.clock());
-    if (!session || !Secret_equal(credentials.csrf_token.value_or(""), session->csrf_token)) {
+        Sessions_find(gateway.sessions, credentials.sessionCookie, gateway.clock());
+    if (!session || !Secret_equal(credentials.csrfToken.value_or(""), session->csrfToken)) {
         throw Problem{403, "With the cookie, X-CSRF-Token must hold the session's csrf_token."};
     }
 }
@@ -78,8 +78,8 @@ Caller Access_check(Gateway& gateway, const Endpoint& endpoint, const Credential
     caller.loopback = credentials.loopback;
     if (credentials.authorization) {
         identifyToken(gateway, *credentials.authorization, caller);
-    } else if (!credentials.session_cookie.empty()) {
-        identifySession(gateway, credentials.session_cookie, caller);
+    } else if (!credentials.sessionCookie.empty()) {
+        identifySession(gateway, credentials.sessionCookie, caller);
     }
     if (!caller.name && !credentials.authorization && caller.loopback &&
         !Store_hasUsers(gateway.store)) {

@@ -11,8 +11,8 @@ namespace avoip::gw {
 /// What a request says of whoever sent it.
 struct Credentials {
     std::optional<std::string> authorization = {};
-    std::string session_cookie = {};
-    std::optional<std::string> csrf_token = {};
+    std::string sessionCookie = {};
+    std::optional<std::string> csrfToken = {};
     std::string address = {};
     /// Whether the listener's address and the peer's are both of this machine.
     bool loopback = false;

@@ -80,8 +80,8 @@ std::string sessionJson(const std::string& user, Role role,
     Json_addText(json.get(), "user", user);
     Json_addText(json.get(), "role", Role_name(role));
     if (session) {
-        Json_addText(json.get(), "csrf_token", session->csrf_token);
-        Json_addText(json.get(), "expires_at", Time_text(session->expires_at));
+        Json_addText(json.get(), "csrf_token", session->csrfToken);
+        Json_addText(json.get(), "expires_at", Time_text(session->expiresAt));
     } else {
         Json_addNull(json.get(), "csrf_token");
         Json_addNull(json.get(), "expires_at");

@@ -61,8 +61,8 @@ Response Response_problem(const Problem& problem) {
     }
     Response response = Response_json(Json_print(json.get()), problem.status);
     response.type = "application/problem+json";
-    if (problem.retry_after_s > 0) {
-        response.headers.emplace_back("Retry-After", std::to_string(problem.retry_after_s));
+    if (problem.retryAfter_s > 0) {
+        response.headers.emplace_back("Retry-After", std::to_string(problem.retryAfter_s));
     }
     if (problem.status == 401) {
         response.headers.emplace_back("WWW-Authenticate", "Bearer");

@@ -41,7 +41,7 @@ struct Call {
     std::map<std::string, std::string, std::less<>> query = {};
     std::string body = {};
     /// Whether the body is bytes (application/octet-stream), not JSON.
-    bool body_is_bytes = false;
+    bool bodyIs_bytes = false;
     /// What the response may be, as the caller says it.
     std::string accept = {};
     Caller caller = {};

@@ -38,8 +38,8 @@ void Journal_write(Store& store, SharedState& state, std::span<LogEntry> entries
     });
 }
 
-Journal::Journal(Store& store, SharedState& state, Clock clock, int keep_days)
-    : store_(store), state_(state), clock_(std::move(clock)), keep_(keep_days), thread_([this] {
+Journal::Journal(Store& store, SharedState& state, Clock clock, int keepDays)
+    : store_(store), state_(state), clock_(std::move(clock)), keep_(keepDays), thread_([this] {
           work();
       }) {}
 

@@ -26,8 +26,8 @@ class Journal {
   public:
     static constexpr std::size_t kWaitingMax = 10'000;
 
-    /// Also removes, at the beginning and every hour, what is older than `keep_days`.
-    Journal(Store& store, SharedState& state, Clock clock, int keep_days);
+    /// Also removes, at the beginning and every hour, what is older than `keepDays`.
+    Journal(Store& store, SharedState& state, Clock clock, int keepDays);
     /// Writes what waits.
     ~Journal();
     Journal(const Journal&) = delete;

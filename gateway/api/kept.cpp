@@ -107,7 +107,7 @@ Response putPreset(Gateway& gateway, Call& call) {
         throw *problem;
     }
     const std::lock_guard lock(gateway.keeping);
-    made.updated_at = gateway.clock();
+    made.updatedAt = gateway.clock();
     return keep(gateway, kPresetKind, made.name, made, Preset_json(made));
 }
 

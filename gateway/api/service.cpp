@@ -37,11 +37,11 @@ MetricsFacts factsOf(const State& state) {
     MetricsFacts facts;
     facts.version = state.version;
     facts.up = state.daemon.state == DaemonState::kOk;
-    facts.mqtt_connected = state.broker.state == "connected";
+    facts.mqttConnected = state.broker.state == "connected";
     for (const auto& [id, device] : state.devices) {
         facts.devices.push_back(
             {id, DeviceType_name(device.type), device.online,
-             std::chrono::duration<double>(device.last_seen.time_since_epoch()).count()});
+             std::chrono::duration<double>(device.lastSeen.time_since_epoch()).count()});
     }
     return facts;
 }
@@ -80,7 +80,7 @@ Response ready(Gateway& gateway, Call& /*call*/) {
 
 Response metrics(Gateway& gateway, Call& call) {
     MetricsFacts facts = gateway.state.with(factsOf);
-    facts.sse_clients = Feed_clients(gateway.feed);
+    facts.sseClients = Feed_clients(gateway.feed);
     const bool open = call.accept.find("application/openmetrics-text") != std::string::npos;
     Response response = Response_json(Metrics_text(gateway.metrics, facts, open));
     response.type = open ? "application/openmetrics-text; version=1.0.0; charset=utf-8"

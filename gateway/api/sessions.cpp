@@ -24,11 +24,11 @@ void forgetOldest(Attempts& attempts) {
 std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now) {
     std::string cookie = Secret_random(kSecretBytes);
     const std::lock_guard lock(sessions.mutex);
-    std::erase_if(sessions.open, [now](const auto& each) { return each.second.expires_at <= now; });
+    std::erase_if(sessions.open, [now](const auto& each) { return each.second.expiresAt <= now; });
     if (sessions.open.size() >= kSessionsMax) {
         sessions.open.erase(std::min_element(
             sessions.open.begin(), sessions.open.end(), [](const auto& left, const auto& right) {
-                return left.second.expires_at < right.second.expires_at;
+                return left.second.expiresAt < right.second.expiresAt;
             }));
     }
     sessions.open[Secret_sha256(cookie)] = {user, Secret_random(kSecretBytes), now + kSessionLife};
@@ -39,7 +39,7 @@ std::optional<UserSession> Sessions_find(Sessions& sessions, std::string_view co
     const std::string key = Secret_sha256(cookie);
     const std::lock_guard lock(sessions.mutex);
     const auto found = sessions.open.find(key);
-    return found == sessions.open.end() || found->second.expires_at <= now
+    return found == sessions.open.end() || found->second.expiresAt <= now
                ? std::nullopt
                : std::optional(found->second);
 }

@@ -20,8 +20,8 @@ inline constexpr std::size_t kSessionsMax = 1024;
 
 struct UserSession {
     std::string user;
-    std::string csrf_token;
-    Time expires_at;
+    std::string csrfToken;
+    Time expiresAt;
     bool operator==(const UserSession&) const = default;
 };
 

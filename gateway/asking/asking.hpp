@@ -52,9 +52,9 @@ struct Asking {
 struct AskingWatch {
     /// A command of the catalogue has ended so: "success", "failure", "no_answer" and so on.
     std::function<void(std::string_view command, std::string_view result, double seconds)> asked;
-    std::function<void(double seconds)> turn_waited;
+    std::function<void(double seconds)> turnWaited;
     /// A round over all routes is complete.
-    std::function<void(double seconds)> round_done;
+    std::function<void(double seconds)> roundDone;
 };
 
 }  // namespace avoip::gw

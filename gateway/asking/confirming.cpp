@@ -15,7 +15,7 @@ constexpr Span kPatience = 2s;
 constexpr Span kPause = 100ms;
 
 const Command* askedBack(const Request& change) {
-    const std::string_view text = change.command->asked_back.text;
+    const std::string_view text = change.command->askedBack.text;
     return text.empty() ? nullptr : Catalogue_findText(text);
 }
 
@@ -118,11 +118,11 @@ void listDevice(Confirming& confirming, const DeviceWatch& watch, Session& sessi
 /// After a look: the second look at what agrees comes soon, what does not is given some time, as
 /// long as there is any.
 void plan(Confirming& confirming, DeviceWatch& watch, Moment now) {
-    const bool patience = now <= *watch.first_look + kPatience;
-    watch.next_look = now;
+    const bool patience = now <= *watch.firstLook + kPatience;
+    watch.nextLook = now;
     for (const std::size_t change : watch.changes) {
         if (isOpen(confirming, change) && confirming.changes[change].agreed == 0) {
-            watch.next_look = now + kPause;
+            watch.nextLook = now + kPause;
             if (!patience) {
                 decide(confirming, change, Verdict::kNotConfirmed);
             }
@@ -142,7 +142,7 @@ Confirming Confirming_begin(std::span<const Request> changes) {
             decide(confirming, number, Verdict::kCannotBeAsked);
             continue;
         }
-        const auto place = static_cast<std::size_t>(change.command->asked_back.device);
+        const auto place = static_cast<std::size_t>(change.command->askedBack.device);
         const std::string& device = change.values[place];
         const bool listed = asked->exchange.kind == ExchangeKind::kListing;
         auto found = std::ranges::find_if(confirming.devices, [&](const DeviceWatch& watch) {
@@ -159,8 +159,8 @@ Confirming Confirming_begin(std::span<const Request> changes) {
 std::optional<Moment> Confirming_next(const Confirming& confirming) {
     std::optional<Moment> next;
     for (const DeviceWatch& watch : confirming.devices) {
-        if (isOpen(confirming, watch) && (!next || watch.next_look < *next)) {
-            next = watch.next_look;
+        if (isOpen(confirming, watch) && (!next || watch.nextLook < *next)) {
+            next = watch.nextLook;
         }
     }
     return next;
@@ -170,13 +170,13 @@ void Confirming_look(Confirming& confirming, Session& session, SharedState& stat
                      const Clocks& clocks) {
     const auto next = Confirming_next(confirming);
     const auto found = std::ranges::find_if(confirming.devices, [&](const DeviceWatch& watch) {
-        return isOpen(confirming, watch) && watch.next_look == next;
+        return isOpen(confirming, watch) && watch.nextLook == next;
     });
     if (found == confirming.devices.end()) {
         return;
     }
     DeviceWatch& watch = *found;
-    watch.first_look = watch.first_look.value_or(clocks.now());
+    watch.firstLook = watch.firstLook.value_or(clocks.now());
     if (watch.listed) {
         listDevice(confirming, watch, session);
     } else {

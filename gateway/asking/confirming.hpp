@@ -25,8 +25,8 @@ struct DeviceWatch {
     std::string device = {};
     bool listed = false;  ///< it is looked up in a listing, and not read
     std::vector<std::size_t> changes = {};
-    std::optional<Moment> first_look = {};
-    Moment next_look = {};
+    std::optional<Moment> firstLook = {};
+    Moment nextLook = {};
 };
 
 struct Confirming {

@@ -44,7 +44,7 @@ Deadline deadlineOf(Moment moment) {
 }
 
 bool isUpdate(const Ticket& ticket) {
-    return ticket.question->beside_namesakes;
+    return ticket.question->besideNamesakes;
 }
 
 bool isRead(const Ticket& ticket) {
@@ -75,7 +75,7 @@ Desk::~Desk() {
 }
 
 bool Desk::mayJoin(bool passes) const {
-    return isOpen() && (passes || Steady::now() < held_since_ + kLongestHold);
+    return isOpen() && (passes || Steady::now() < heldSince_ + kLongestHold);
 }
 
 avoip_result Desk::enter(Moment until, bool passes, Reason& reason) {
@@ -87,10 +87,10 @@ avoip_result Desk::enter(Moment until, bool passes, Reason& reason) {
         if (mayJoin(passes)) {
             ++holders_;
             result = AVOIP_OK;
-        } else if (!isOpen() && !taking_ && now >= rest_until_) {
+        } else if (!isOpen() && !taking_ && now >= restUntil_) {
             result = take(held, std::min(until, now + kTakePiece), reason);
         } else {
-            changed_.wait_until(held, std::min(until, std::max(rest_until_, now + kRest)));
+            changed_.wait_until(held, std::min(until, std::max(restUntil_, now + kRest)));
             Reason_set(reason, "Too much is asked of the daemon at the same time. Try again.");
         }
         if (result == AVOIP_NO_TURN && Steady::now() >= until) {
@@ -120,7 +120,7 @@ avoip_result Desk::take(Lock& held, Moment until, Reason& reason) {
     attached_ = result == AVOIP_OK || (attached_ && result == AVOIP_NO_TURN);
     if (result == AVOIP_OK) {
         holders_ = 1;
-        held_since_ = Steady::now();
+        heldSince_ = Steady::now();
         if (!settled_.empty()) {
             forgetSettled();
         }
@@ -136,10 +136,10 @@ void Desk::leave() {
     const Lock held(mutex_);
     if (--holders_ == 0) {
         const Moment now = Steady::now();
-        held_ += std::chrono::duration_cast<Span>(now - held_since_);
-        rest_until_ = now;
+        held_ += std::chrono::duration_cast<Span>(now - heldSince_);
+        restUntil_ = now;
         if (held_ >= kLongestHold) {
-            rest_until_ = now + kRest;
+            restUntil_ = now + kRest;
             held_ = Span{0};
         }
         turn_.leave();
@@ -163,14 +163,14 @@ void Desk::setClean(bool clean) {
 /// and may be answered at once all the same.
 bool Desk::stepsAside(const Question& question) const {
     const bool read = question.shared_ms > 0;
-    return (read && sends_waiting_ > 0) ||
-           std::ranges::any_of(under_way_, [](const Ticket* other) { return !isUpdate(*other); });
+    return (read && sendsWaiting_ > 0) ||
+           std::ranges::any_of(underWay_, [](const Ticket* other) { return !isUpdate(*other); });
 }
 
 /// Waits until no owed answer stands in the way.
 avoip_result Desk::awaitOwed(Lock& held, const Ticket& ticket, std::uint64_t daemon, Moment until,
                              Reason& reason) {
-    ++owed_waiting_;
+    ++owedWaiting_;
     const OwedAnswer* owed = nullptr;
     while (true) {
         Notes_lapse(turn_.notes(), daemon, BootClock_ms());
@@ -181,7 +181,7 @@ avoip_result Desk::awaitOwed(Lock& held, const Ticket& ticket, std::uint64_t dae
         changed_.notify_all();
         changed_.wait_until(held, std::min(until, Steady::now() + kStepAside));
     }
-    --owed_waiting_;
+    --owedWaiting_;
     if (owed == nullptr) {
         return AVOIP_OK;
     }
@@ -196,10 +196,10 @@ avoip_result Desk::awaitOwed(Lock& held, const Ticket& ticket, std::uint64_t dae
 avoip_result Desk::put(Ticket& ticket, Connection& connection, Moment until, Reason& reason) {
     Lock held(mutex_);
     const bool send = !isRead(ticket);
-    sends_waiting_ += send ? 1 : 0;
+    sendsWaiting_ += send ? 1 : 0;
     changed_.wait_until(held, std::min(until, Steady::now() + kStepAside),
                         [&] { return !stepsAside(*ticket.question); });
-    sends_waiting_ -= send ? 1 : 0;
+    sendsWaiting_ -= send ? 1 : 0;
     const auto free = awaitOwed(held, ticket, connection.daemon(), until, reason);
     if (free != AVOIP_OK) {
         changed_.notify_all();
@@ -210,7 +210,7 @@ avoip_result Desk::put(Ticket& ticket, Connection& connection, Moment until, Rea
     Notes_add(notes, Question_note(*ticket.question, ticket.number));
     notes.clean = notes.clean && send;
     turn_.save();
-    under_way_.push_back(&ticket);
+    underWay_.push_back(&ticket);
     changed_.notify_all();
     held.unlock();
     if (connection.send(ticket.question->command, deadlineOf(until))) {
@@ -250,7 +250,7 @@ void Desk::forgetSettled() {
 
 void Desk::withdraw(Ticket& ticket) {
     const Lock held(mutex_);
-    std::erase(under_way_, &ticket);
+    std::erase(underWay_, &ticket);
     settled_.push_back(ticket.number);
     if (isOpen()) {
         forgetSettled();
@@ -260,7 +260,7 @@ void Desk::withdraw(Ticket& ticket) {
 
 void Desk::giveUp(Ticket& ticket) {
     const Lock held(mutex_);
-    std::erase(under_way_, &ticket);
+    std::erase(underWay_, &ticket);
     OwedAnswer* const owed = Notes_find(turn_.notes(), ::getpid(), ticket.number);
     if (isOpen() && owed != nullptr) {
         *owed = Question_note(*ticket.question, ticket.number);
@@ -272,7 +272,7 @@ void Desk::giveUp(Ticket& ticket) {
 void Desk::shareNoMore(const Ticket& ticket) {
     const Lock held(mutex_);
     if (OwedAnswer* const owed = Notes_find(turn_.notes(), ::getpid(), ticket.number)) {
-        owed->shared_until_ms = 0;
+        owed->sharedUntil_ms = 0;
         turn_.save();
     }
 }
@@ -304,7 +304,7 @@ void Desk::read(const std::stop_token& stop) {
     Span pause = kFirstLook;
     std::size_t waiting = 0;
     while (!stop.stop_requested()) {
-        const auto wanted = [&] { return isOpen() && (owed_waiting_ > 0 || !under_way_.empty()); };
+        const auto wanted = [&] { return isOpen() && (owedWaiting_ > 0 || !underWay_.empty()); };
         if (!wanted()) {
             changed_.wait(held, stop, wanted);
             pause = kFirstLook;
@@ -314,9 +314,8 @@ void Desk::read(const std::stop_token& stop) {
             pause = kFirstLook;
         } else {
             // What was put anew is answered soon.
-            pause =
-                under_way_.size() > waiting ? kFirstLook : std::min(pause * 5 / 4, kLongestLook);
-            waiting = under_way_.size();
+            pause = underWay_.size() > waiting ? kFirstLook : std::min(pause * 5 / 4, kLongestLook);
+            waiting = underWay_.size();
             changed_.wait_for(held, pause);
         }
     }
@@ -331,7 +330,7 @@ void Desk::takeAnswer() {
         return;
     }
     const AnswerName name = Answer_name(text.get());
-    for (Ticket* const ticket : under_way_) {
+    for (Ticket* const ticket : underWay_) {
         if (ticket->marker.isSent() && AnswerName_fits(name.text, ticket->marker.line)) {
             ticket->came = ticket->came == Came::kNothing ? Came::kMarker : ticket->came;
             return;
@@ -349,21 +348,21 @@ void Desk::takeAnswer() {
 Ticket* Desk::addressee(std::string_view answer) {
     const AnswerName name = Answer_name(std::string(answer).c_str());
     const bool success = saysSuccess(answer);
-    const auto found = std::ranges::find_if(under_way_, [&](const Ticket* ticket) {
+    const auto found = std::ranges::find_if(underWay_, [&](const Ticket* ticket) {
         // What carries no name at all is no answer of a daemon that works: that is for the asker to
         // see, if there is but one.
         return !isUpdate(*ticket) &&
-               (name.exists ? fits(*ticket, name.text, success) : under_way_.size() == 1);
+               (name.exists ? fits(*ticket, name.text, success) : underWay_.size() == 1);
     });
-    return found != under_way_.end() ? *found : updateOf(name.text, success);
+    return found != underWay_.end() ? *found : updateOf(name.text, success);
 }
 
 /// Which update an answer under this name belongs to: the only one that is not uploading. Null when
 /// that is not clear, or when somebody else may have one under way.
 Ticket* Desk::updateOf(std::string_view name, bool success) {
     Ticket* candidate = nullptr;
-    for (Ticket* const ticket : under_way_) {
-        if (isUpdate(*ticket) && fits(*ticket, name, success) && !Uploads_to(ticket->upload_to)) {
+    for (Ticket* const ticket : underWay_) {
+        if (isUpdate(*ticket) && fits(*ticket, name, success) && !Uploads_to(ticket->uploadTo)) {
             if (candidate != nullptr) {
                 return nullptr;
             }
@@ -371,7 +370,7 @@ Ticket* Desk::updateOf(std::string_view name, bool success) {
         }
     }
     const Notes& notes = turn_.notes();
-    const auto* const end = notes.owed.begin() + notes.owed_count;
+    const auto* const end = notes.owed.begin() + notes.owedCount;
     const bool crowded = std::any_of(notes.owed.begin(), end, [&](const OwedAnswer& owed) {
         return OwedAnswer_isNamed(owed, name) && !isUnderWay(owed);
     });
@@ -379,7 +378,7 @@ Ticket* Desk::updateOf(std::string_view name, bool success) {
 }
 
 bool Desk::isUnderWay(const OwedAnswer& owed) const {
-    return owed.pid == ::getpid() && std::ranges::any_of(under_way_, [&](const Ticket* ticket) {
+    return owed.pid == ::getpid() && std::ranges::any_of(underWay_, [&](const Ticket* ticket) {
                return ticket->number == owed.number;
            });
 }
@@ -388,7 +387,7 @@ bool Desk::isUnderWay(const OwedAnswer& owed) const {
 /// process's own that was given up.
 void Desk::settleOwed(std::string_view name) {
     Notes& notes = turn_.notes();
-    for (std::size_t i = 0; i < notes.owed_count; ++i) {
+    for (std::size_t i = 0; i < notes.owedCount; ++i) {
         if (OwedAnswer_isNamed(notes.owed[i], name) && !isUnderWay(notes.owed[i])) {
             Notes_drop(notes, i);
             turn_.save();

@@ -44,7 +44,7 @@ struct Ticket {
     Marker marker = {};
     /// Of an update, the address of its device in network byte order. Several updates may be under
     /// way that are answered by the same name: the answer is that of the one whose upload is over.
-    std::uint32_t upload_to = 0;
+    std::uint32_t uploadTo = 0;
 };
 
 class Desk {
@@ -123,13 +123,13 @@ class Desk {
     bool attached_ = false;
     int holders_ = 0;
     bool taking_ = false;  ///< somebody takes the turn, without the lock
-    Moment held_since_ = {};
-    Span held_{0};            ///< how long it was held since others had their chance
-    Moment rest_until_ = {};  ///< not taken again before that
-    std::vector<Ticket*> under_way_;
+    Moment heldSince_ = {};
+    Span held_{0};           ///< how long it was held since others had their chance
+    Moment restUntil_ = {};  ///< not taken again before that
+    std::vector<Ticket*> underWay_;
     std::vector<int> settled_;  ///< questions whose notes are to be taken back
-    int sends_waiting_ = 0;
-    int owed_waiting_ = 0;
+    int sendsWaiting_ = 0;
+    int owedWaiting_ = 0;
     std::jthread reader_;
 };
 

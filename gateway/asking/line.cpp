@@ -56,7 +56,7 @@ Reply noAnswer(Line& line, const NamedQuestion& named, const Patience& patience)
 Reply askPut(Line& line, const NamedQuestion& named, const Patience& patience) {
     Ticket ticket{&named.question};
     Reason reason = noReason();
-    const auto put = line.desk.put(ticket, line.connection, patience.put_until, reason);
+    const auto put = line.desk.put(ticket, line.connection, patience.putUntil, reason);
     if (put != AVOIP_OK) {
         return {Reply_end(put), named.text, reason.text};
     }

@@ -44,7 +44,7 @@ Reply Line_enter(Line& line, Moment until, bool passes);
 
 /// How long a question may take.
 struct Patience {
-    Moment put_until = {};  ///< to be put, when something is owed to somebody
+    Moment putUntil = {};  ///< to be put, when something is owed to somebody
     std::chrono::milliseconds answer{0};
     std::chrono::milliseconds marker{0};  ///< when to ask with a marker whether it was missed
 };

@@ -29,9 +29,9 @@ std::vector<std::string> decodersIn(std::span<const DeviceReport> reports) {
 /// again would be gone when a few come in succession.
 bool isDiscovery(Polling& polling, Moment now) {
     const Span least = Span(polling.options.devices) * 4 / 5;
-    const bool counts = !polling.discovered_at || now - *polling.discovered_at >= least;
+    const bool counts = !polling.discoveredAt || now - *polling.discoveredAt >= least;
     if (counts) {
-        polling.discovered_at = now;
+        polling.discoveredAt = now;
     }
     return counts;
 }
@@ -91,12 +91,12 @@ PollOutcome readRoutes(Polling& polling, const Poll& poll) {
 
 }  // namespace
 
-Polling::Polling(PlannerOptions chosen, Session& its_session, SharedState& its_state,
-                 Clocks its_clocks)
+Polling::Polling(PlannerOptions chosen, Session& itsSession, SharedState& itsState,
+                 Clocks itsClocks)
     : options(chosen),
-      session(its_session),
-      state(its_state),
-      clocks(std::move(its_clocks)),
+      session(itsSession),
+      state(itsState),
+      clocks(std::move(itsClocks)),
       planner(chosen) {
     session.reader.listed = [this](const Command& listing, const Answer& answer) {
         learnListing(*this, listing, answer);
@@ -106,7 +106,7 @@ Polling::Polling(PlannerOptions chosen, Session& its_session, SharedState& its_s
 Poll Polling_next(const Polling& polling, bool clean, bool bold) {
     const Poll poll = Planner_next(polling.planner, polling.clocks.now(), clean, bold);
     const bool futile = poll.kind == PollKind::kRoutes && polling.failures > 0;
-    return futile ? Poll{PollKind::kNothing, polling.planner.listing_due} : poll;
+    return futile ? Poll{PollKind::kNothing, polling.planner.listingDue} : poll;
 }
 
 PollOutcome Polling_run(Polling& polling, const Poll& poll) {

@@ -13,7 +13,7 @@
 namespace avoip::gw {
 
 struct Polling {
-    Polling(PlannerOptions chosen, Session& its_session, SharedState& its_state, Clocks its_clocks);
+    Polling(PlannerOptions chosen, Session& itsSession, SharedState& itsState, Clocks itsClocks);
 
     PlannerOptions options;
     Session& session;
@@ -21,7 +21,7 @@ struct Polling {
     Clocks clocks;
     Planner planner;
     /// When a listing last counted as a discovery that a device can miss.
-    std::optional<Moment> discovered_at = {};
+    std::optional<Moment> discoveredAt = {};
     int failures = 0;  ///< of listings, in succession
     Span pause{0};     ///< behind the last listing, if it failed
 };

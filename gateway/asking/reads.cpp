@@ -31,11 +31,11 @@ bool isEdid(const Command& command) {
 /// A reading command of the daemon waits three seconds, or five, anew for each datagram that it
 /// passes over; a listing until there is silence.
 Patience patienceFor(const Command& command) {
-    const Moment put_until = Steady::now() + 1s;
+    const Moment putUntil = Steady::now() + 1s;
     if (command.exchange.kind == ExchangeKind::kListing) {
-        return {put_until, 6s, 4s};
+        return {putUntil, 6s, 4s};
     }
-    return isEdid(command) ? Patience{put_until, 10s, 5'500ms} : Patience{put_until, 8s, 3'500ms};
+    return isEdid(command) ? Patience{putUntil, 10s, 5'500ms} : Patience{putUntil, 8s, 3'500ms};
 }
 
 bool isSilence(const Command& command, const Reply& reply, Span took) {
@@ -74,7 +74,7 @@ bool Reads::add(ReadJob job) {
 }
 
 void Reads::listSoon() {
-    list_soon_ = true;
+    listSoon_ = true;
     changed_.notify_all();
 }
 
@@ -88,7 +88,7 @@ Reply Reads::ask(const Request& request) {
         return checked;
     }
     const Moment began = Steady::now();
-    if (began >= asks_until_) {
+    if (began >= asksUntil_) {
         return {End::kNoTurn, checked.text, "There was no time left to ask it."};
     }
     Reply reply = Line_ask(line_, NamedQuestion(checked.text), patienceFor(*request.command));
@@ -129,7 +129,7 @@ void Reads::runJob(ReadJob job) {
         return;
     }
     session_.reader.clean = desk_.isClean();
-    asks_until_ = job.until;
+    asksUntil_ = job.until;
     const std::optional<Moment> next = job.step(session_);
     desk_.setClean(session_.reader.clean);
     desk_.leave();
@@ -153,11 +153,11 @@ void Reads::rest(const std::stop_token& stop, Moment until) {
         until = std::min(until, job.at);
     }
     const std::size_t known = jobs_.size();
-    changed_.wait_until(held, stop, until, [&] { return jobs_.size() != known || list_soon_; });
+    changed_.wait_until(held, stop, until, [&] { return jobs_.size() != known || listSoon_; });
 }
 
 void Reads::poll(const std::stop_token& stop) {
-    if (list_soon_.exchange(false)) {
+    if (listSoon_.exchange(false)) {
         Planner_listSoon(polling_.planner, Steady::now());
     }
     bool bold = false;
@@ -198,7 +198,7 @@ void Reads::runPoll(Poll poll) {
     }
     PollOutcome outcome;
     if (poll.kind != PollKind::kNothing) {
-        asks_until_ = Moment::max();
+        asksUntil_ = Moment::max();
         outcome = Polling_run(polling_, poll);
         desk_.setClean(session_.reader.clean);
     }
@@ -207,8 +207,8 @@ void Reads::runPoll(Poll poll) {
         return;
     }
     const auto round = Polling_charge(polling_, poll, outcome, from);
-    if (round && options_.round_done) {
-        options_.round_done(std::chrono::duration<double>(*round).count());
+    if (round && options_.roundDone) {
+        options_.roundDone(std::chrono::duration<double>(*round).count());
     }
 }
 

@@ -31,7 +31,7 @@ struct ReadsOptions {
     PlannerOptions polling = {};
     Clock clock = Time_now;
     /// A round over all routes has taken so long; may be empty.
-    std::function<void(double seconds)> round_done = {};
+    std::function<void(double seconds)> roundDone = {};
 };
 
 class Reads {
@@ -63,11 +63,11 @@ class Reads {
     Line line_;
     Session session_;
     Polling polling_;
-    Moment asks_until_ = {};
+    Moment asksUntil_ = {};
     std::mutex mutex_;
     std::condition_variable_any changed_;
     std::list<ReadJob> jobs_;
-    std::atomic<bool> list_soon_ = false;
+    std::atomic<bool> listSoon_ = false;
     std::jthread thread_;
 };
 

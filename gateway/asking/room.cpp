@@ -72,12 +72,12 @@ struct ConfirmWork {
     std::mutex mutex = {};
     std::condition_variable over = {};
     std::vector<Verdict> verdicts = {};
-    bool is_over = false;
+    bool isOver = false;
 
     void tell(bool last) {
         const std::scoped_lock held(mutex);
         verdicts = Confirming_verdicts(confirming);
-        is_over = last;
+        isOver = last;
         over.notify_all();
     }
 };
@@ -90,10 +90,10 @@ AskingRoom::AskingRoom(RoomOptions options, SharedState& state)
       watch_([this](const NamedQuestion& named, const Reply& reply, Span took) {
           note(named, reply, took);
       }),
-      desk_(options_.watch.turn_waited),
-      send_line_{desk_, options_.console, watch_},
+      desk_(options_.watch.turnWaited),
+      sendLine_{desk_, options_.console, watch_},
       reads_(desk_, options_.console, watch_, state,
-             {options_.polling, options_.clock, options_.watch.round_done}),
+             {options_.polling, options_.clock, options_.watch.roundDone}),
       asking_{
           [this](const Request& command, Moment until) { return send(command, until); },
           [this](const std::vector<Request>& reads, Moment until) { return read(reads, until); },
@@ -127,9 +127,9 @@ void AskingRoom::note(const NamedQuestion& named, const Reply& reply, Span took)
 void AskingRoom::noteHealth(const NamedQuestion& named, const Reply& reply) {
     const bool listing =
         named.command != nullptr && named.command->exchange.kind == ExchangeKind::kListing;
-    const auto is = [&](DaemonState now_is, const std::string& reason) {
+    const auto is = [&](DaemonState nowIs, const std::string& reason) {
         const Time now = options_.clock();
-        state_.with([&](State& state) { State_daemonIs(state, now_is, reason, now); });
+        state_.with([&](State& state) { State_daemonIs(state, nowIs, reason, now); });
     };
     if (reply.end == End::kNoDaemon) {
         is(DaemonState::kAbsent, reply.reason);
@@ -168,12 +168,12 @@ Reply AskingRoom::send(const Request& command, Moment until) {
 
 /// With the line to itself.
 Reply AskingRoom::sendAlone(const NamedQuestion& named, Moment until) {
-    const Reply entered = Line_enter(send_line_, until, true);
+    const Reply entered = Line_enter(sendLine_, until, true);
     if (!entered.succeeded()) {
         note(named, entered, {});
         return entered;
     }
-    Reply reply = Line_ask(send_line_, named, {until, kSendAnswer, kSendMarker});
+    Reply reply = Line_ask(sendLine_, named, {until, kSendAnswer, kSendMarker});
     desk_.leave();
     return reply;
 }
@@ -229,7 +229,7 @@ std::vector<Verdict> AskingRoom::confirm(const std::vector<Request>& changes, Mo
     const auto fail = [work](const Reply&) { work->tell(true); };
     if (reads_.add({Steady::now(), until, step, fail})) {
         std::unique_lock held(work->mutex);
-        work->over.wait_until(held, until, [&] { return work->is_over; });
+        work->over.wait_until(held, until, [&] { return work->isOver; });
     }
     const std::scoped_lock held(work->mutex);
     return work->verdicts;

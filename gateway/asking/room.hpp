@@ -50,7 +50,7 @@ class AskingRoom {
     Desk desk_;
     std::timed_mutex sending_;
     std::atomic<int> senders_ = 0;
-    Line send_line_;
+    Line sendLine_;
     Reads reads_;
     Asking asking_;
 };

@@ -43,7 +43,7 @@ struct Work {
     Moment until;
     bool uploading = false;  ///< was seen to upload
     Span probe = kFirstProbe;
-    Moment probe_due = {};
+    Moment probeDue = {};
 };
 
 Reply ended(const NamedQuestion& named, End end, const char* reason) {
@@ -59,7 +59,7 @@ Reply open(Work& work) {
     if (put != AVOIP_OK) {
         return {Reply_end(put), work.named.text, reason.text};
     }
-    while (Steady::now() < now + kDiscovery && !Uploads_to(work.ticket.upload_to) &&
+    while (Steady::now() < now + kDiscovery && !Uploads_to(work.ticket.uploadTo) &&
            line.connection.stands() &&
            line.desk.await(work.ticket, Steady::now() + kLook) == Came::kNothing) {
     }
@@ -87,7 +87,7 @@ Reply openAmongReads(Work& work, Reads& reads) {
 void noteUpload(Work& work, bool uploading, Moment now) {
     if (work.uploading && !uploading) {
         work.probe = kGoneProbe;
-        work.probe_due = now + work.probe;
+        work.probeDue = now + work.probe;
     }
     work.uploading = uploading;
 }
@@ -108,7 +108,7 @@ void look(Work& work, Span turn, bool marked) {
 
 /// Waits for the end of the update, while others have their turns.
 Came awaitEnd(Work& work, const std::stop_token& stop) {
-    work.probe_due = Steady::now() + work.probe;
+    work.probeDue = Steady::now() + work.probe;
     Came came = Came::kNothing;
     while (came == Came::kNothing && Steady::now() < work.until && !stop.stop_requested() &&
            work.line.connection.stands()) {
@@ -117,11 +117,11 @@ Came awaitEnd(Work& work, const std::stop_token& stop) {
             break;
         }
         const Moment now = Steady::now();
-        noteUpload(work, Uploads_to(work.ticket.upload_to), now);
-        const bool due = !work.uploading && now >= work.probe_due;
+        noteUpload(work, Uploads_to(work.ticket.uploadTo), now);
+        const bool due = !work.uploading && now >= work.probeDue;
         if (due) {
             work.probe = std::min(work.probe * 2, kLongestProbe);
-            work.probe_due = now + work.probe;
+            work.probeDue = now + work.probe;
         }
         if (due || work.line.desk.hasAnswer()) {
             look(work, due ? kProbeTurn : kSweepTurn, due);
@@ -165,7 +165,7 @@ Reply Update_run(Line& line, Reads& reads, const Request& update, const std::str
     const NamedQuestion named(Request_check(update).text);
     Work work{line, named, Ticket{.question = &named.question},
               began + std::chrono::milliseconds(update.command->exchange.timeout_ms)};
-    work.ticket.upload_to = Uploads_address(address);
+    work.ticket.uploadTo = Uploads_address(address);
     Reply reply = openAmongReads(work, reads);
     if (reply.succeeded()) {
         begun();

@@ -97,25 +97,24 @@ std::vector<Key> keys(Config& config) {
         {"", "data", TextKey{&config.data, notEmpty}},
         {"console", "address", TextKey{&config.console.address, consoleProblem}},
         {"http", "listen", TextsKey{&config.http.listen, listenProblem, false}},
-        {"http", "tls_certificate", TextKey{&config.http.tls_certificate}},
-        {"http", "tls_key", TextKey{&config.http.tls_key}},
+        {"http", "tls_certificate", TextKey{&config.http.tlsCertificate}},
+        {"http", "tls_key", TextKey{&config.http.tlsKey}},
         {"http", "open", BoolKey{&config.http.open}},
         {"poll", "devices_s", NumberKey{&config.poll.devices_s, 1, kDay_s}},
         {"poll", "routes_s", NumberKey{&config.poll.routes_s, 1, kDay_s}},
-        {"poll", "offline_after", NumberKey{&config.poll.offline_after, 1, 1000}},
+        {"poll", "offline_after", NumberKey{&config.poll.offlineAfter, 1, 1000}},
         {"firmware", "return_s", NumberKey{&config.firmware.return_s, 1, kDay_s}},
         {"firmware", "keep", NumberKey{&config.firmware.keep, 1, 1000}},
         {"firmware", "parallel", NumberKey{&config.firmware.parallel, 1, 64}},
         {"mqtt", "broker", TextsKey{&config.mqtt.broker, brokerProblem, true}},
         {"mqtt", "username", TextKey{&config.mqtt.username}},
-        {"mqtt", "password_file", TextKey{&config.mqtt.password_file}},
-        {"mqtt", "ca_file", TextKey{&config.mqtt.ca_file}},
+        {"mqtt", "password_file", TextKey{&config.mqtt.passwordFile}},
+        {"mqtt", "ca_file", TextKey{&config.mqtt.caFile}},
         {"mqtt", "prefix", TextKey{&config.mqtt.prefix, topicProblem}},
-        {"mqtt", "home_assistant", BoolKey{&config.mqtt.home_assistant}},
-        {"mqtt", "home_assistant_prefix",
-         TextKey{&config.mqtt.home_assistant_prefix, topicProblem}},
+        {"mqtt", "home_assistant", BoolKey{&config.mqtt.homeAssistant}},
+        {"mqtt", "home_assistant_prefix", TextKey{&config.mqtt.homeAssistantPrefix, topicProblem}},
         {"mqtt", "role", TextKey{&config.mqtt.role, roleProblem}},
-        {"log", "keep_days", NumberKey{&config.log.keep_days, 1, 36500}},
+        {"log", "keep_days", NumberKey{&config.log.keepDays, 1, 36500}},
     };
 }
 
@@ -249,8 +248,8 @@ Config Config_parse(std::string_view text, const std::string& name) {
     Config config;
     std::vector<Key> all = keys(config);
     takeTable(source, all, "", file);
-    if (config.http.tls_certificate.empty() != config.http.tls_key.empty()) {
-        const bool hasKey = config.http.tls_certificate.empty();
+    if (config.http.tlsCertificate.empty() != config.http.tlsKey.empty()) {
+        const bool hasKey = config.http.tlsCertificate.empty();
         source.fail(file["http"][hasKey ? "tls_key" : "tls_certificate"].node()->source().begin,
                     hasKey ? "http.tls_key needs http.tls_certificate beside it"
                            : "http.tls_certificate needs http.tls_key beside it");

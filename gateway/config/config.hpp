@@ -25,14 +25,14 @@ struct Config {
     } console;
     struct {
         std::vector<std::string> listen = {"127.0.0.1:8088"};
-        std::string tls_certificate;
-        std::string tls_key;
+        std::string tlsCertificate;
+        std::string tlsKey;
         bool open = false;
     } http;
     struct {
         int devices_s = 15;
         int routes_s = 10;
-        int offline_after = 3;
+        int offlineAfter = 3;
     } poll;
     struct {
         int return_s = 300;
@@ -42,15 +42,15 @@ struct Config {
     struct {
         std::vector<std::string> broker;
         std::string username;
-        std::string password_file;
-        std::string ca_file;
+        std::string passwordFile;
+        std::string caFile;
         std::string prefix = "avoip";
-        bool home_assistant = true;
-        std::string home_assistant_prefix = "homeassistant";
+        bool homeAssistant = true;
+        std::string homeAssistantPrefix = "homeassistant";
         std::string role = "operator";
     } mqtt;
     struct {
-        int keep_days = 365;
+        int keepDays = 365;
     } log;
 };
 

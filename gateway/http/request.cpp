@@ -80,7 +80,7 @@ bool isLoopbackName(std::string_view host) {
 /// loopback answers to the names of loopback alone.
 void checkHost(const Ends& ends, MHD_Connection* connection) {
     const auto host = header(connection, MHD_HTTP_HEADER_HOST);
-    if (host && ends.listener_is_loopback && !ends.is_local_socket && !isLoopbackName(*host)) {
+    if (host && ends.listenerIsLoopback && !ends.isLocalSocket && !isLoopbackName(*host)) {
         throw Problem{403, "On loopback, Host must be localhost or an address of loopback."};
     }
 }
@@ -142,7 +142,7 @@ void checkBody(Request& request, MHD_Connection* connection) {
     if (length) {
         std::from_chars(length->data(), length->data() + length->size(), size);
     }
-    request.has_body = size > 0 || header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING);
+    request.hasBody = size > 0 || header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING);
     request.limit = kind == BodyKind::kImage ? kImageBodyMax : kBodyMax;
     if (size > request.limit) {
         throw Problem{413,
@@ -151,9 +151,9 @@ void checkBody(Request& request, MHD_Connection* connection) {
     const std::string type = header(connection, MHD_HTTP_HEADER_CONTENT_TYPE).value_or("");
     const bool binary = equalLetters(mediaType(type), kBytes);
     const bool isJson = equalLetters(mediaType(type), kJson);
-    request.call.body_is_bytes = binary && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
-    const bool fits = request.call.body_is_bytes || (isJson && kind != BodyKind::kImage);
-    if (!fits && request.has_body) {
+    request.call.bodyIs_bytes = binary && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
+    const bool fits = request.call.bodyIs_bytes || (isJson && kind != BodyKind::kImage);
+    if (!fits && request.hasBody) {
         throw Problem{415, "The body must be " +
                                std::string(kind == BodyKind::kImage ? kBytes : kJson) + "."};
     }
@@ -163,12 +163,12 @@ void readCredentials(Request& request, const Ends& ends, MHD_Connection* connect
     const Peer peer = peerOf(connection);
     Credentials& credentials = request.credentials;
     credentials.authorization = header(connection, MHD_HTTP_HEADER_AUTHORIZATION);
-    credentials.csrf_token = header(connection, "X-CSRF-Token");
+    credentials.csrfToken = header(connection, "X-CSRF-Token");
     const char* const cookie =
         ::MHD_lookup_connection_value(connection, MHD_COOKIE_KIND, "avoip_session");
-    credentials.session_cookie = cookie == nullptr ? "" : cookie;
+    credentials.sessionCookie = cookie == nullptr ? "" : cookie;
     credentials.address = peer.address;
-    credentials.loopback = ends.listener_is_loopback && peer.loopback;
+    credentials.loopback = ends.listenerIsLoopback && peer.loopback;
 }
 
 void begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Connection* connection) {
@@ -221,13 +221,13 @@ void Request_begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Con
     }
     if (request.refusal) {
         const auto length = header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH);
-        request.has_body = (length && *length != "0") ||
-                           header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();
+        request.hasBody = (length && *length != "0") ||
+                          header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();
     }
 }
 
 bool Request_isHeldBack(const Request& request, MHD_Connection* connection) {
-    if (!request.has_body || !request.refusal) {
+    if (!request.hasBody || !request.refusal) {
         return false;
     }
     if (header(connection, MHD_HTTP_HEADER_EXPECT)) {

@@ -19,9 +19,9 @@ inline constexpr std::uint64_t kImageBodyMax = 64 * 1024 * 1024;
 
 /// What is known of a connection's two ends.
 struct Ends {
-    bool listener_is_loopback = false;
+    bool listenerIsLoopback = false;
     /// A socket of a path: no browser can be led to it by a name.
-    bool is_local_socket = false;
+    bool isLocalSocket = false;
     bool secure = false;
 };
 
@@ -38,7 +38,7 @@ struct Request {
     std::optional<Problem> refusal = {};
     std::uint64_t received = 0;
     std::uint64_t limit = kBodyMax;
-    bool has_body = false;
+    bool hasBody = false;
 };
 
 /// Looks at everything that stands before the body.

@@ -212,8 +212,8 @@ void start(Listener& listener, const Listen& where, const Config& config) {
     std::array<MHD_OptionItem, 3> tls{MHD_OptionItem{MHD_OPTION_END, 0, nullptr}};
     if (listener.ends.secure) {
         flags |= MHD_USE_TLS;
-        certificate = fileText(config.http.tls_certificate);
-        key = fileText(config.http.tls_key);
+        certificate = fileText(config.http.tlsCertificate);
+        key = fileText(config.http.tlsKey);
         tls = {MHD_OptionItem{MHD_OPTION_HTTPS_MEM_CERT, 0, certificate.data()},
                MHD_OptionItem{MHD_OPTION_HTTPS_MEM_KEY, 0, key.data()},
                MHD_OptionItem{MHD_OPTION_END, 0, nullptr}};
@@ -253,7 +253,7 @@ ServerHandle Server_open(Gateway& gateway) {
     for (const std::string& text : config.http.listen) {
         const Listen where = *Listen_parse(text);
         const Ends ends{Listen_isLoopback(where), where.family == Family::kUnix,
-                        !config.http.tls_certificate.empty()};
+                        !config.http.tlsCertificate.empty()};
         Listener& listener = server->listeners.emplace_back(Listener{*server, ends});
         try {
             start(listener, where, config);

@@ -110,7 +110,7 @@ void writeFleet(Page& page, const MetricsFacts& facts) {
     page.family("avoip_device_last_seen_timestamp_seconds", "gauge",
                 "When a device was heard last, in seconds since 1970.");
     for (const auto& device : facts.devices) {
-        page.sample(device.last_seen_s, {{"id", device.id}});
+        page.sample(device.lastSeen_s, {{"id", device.id}});
     }
 }
 
@@ -125,7 +125,7 @@ void writeCounts(Page& page, const Metrics& metrics) {
     page.histogram("avoip_turn_wait_seconds", "How long the turn at the console was waited for.",
                    metrics.turn);
     page.single("avoip_poll_round_seconds", "gauge",
-                "How long the last round over all routes took.", metrics.poll_round_s);
+                "How long the last round over all routes took.", metrics.pollRound_s);
     page.family("avoip_http_requests", "counter", "Answered HTTP requests.");
     for (const auto& [key, count] : metrics.requests) {
         const auto& [method, route, status] = key;
@@ -138,14 +138,14 @@ void writeCounts(Page& page, const Metrics& metrics) {
 void writeProcess(Page& page) {
     const ProcessFacts facts = Process_read();
     page.single("process_cpu_seconds", "counter", "Processor time used, in seconds.", facts.cpu_s);
-    page.single("process_open_fds", "gauge", "Open descriptors.", facts.open_descriptors);
-    page.single("process_max_fds", "gauge", "Most descriptors allowed.", facts.max_descriptors);
+    page.single("process_open_fds", "gauge", "Open descriptors.", facts.openDescriptors);
+    page.single("process_max_fds", "gauge", "Most descriptors allowed.", facts.maxDescriptors);
     page.single("process_virtual_memory_bytes", "gauge", "Virtual memory, in bytes.",
                 facts.virtual_bytes);
     page.single("process_resident_memory_bytes", "gauge", "Resident memory, in bytes.",
                 facts.resident_bytes);
     page.single("process_start_time_seconds", "gauge", "Start of the process, since 1970.",
-                facts.start_time_s);
+                facts.startTime_s);
 }
 
 }  // namespace
@@ -170,7 +170,7 @@ void Metrics_countTurn(Metrics& metrics, double seconds) {
 
 void Metrics_pollRound(Metrics& metrics, double seconds) {
     const std::lock_guard lock(metrics.mutex);
-    metrics.poll_round_s = seconds;
+    metrics.pollRound_s = seconds;
 }
 
 std::string Metrics_text(Metrics& metrics, const MetricsFacts& facts, bool openMetrics) {
@@ -181,9 +181,9 @@ std::string Metrics_text(Metrics& metrics, const MetricsFacts& facts, bool openM
         writeCounts(page, metrics);
     }
     page.single("avoip_sse_clients", "gauge", "Clients that follow the events.",
-                static_cast<double>(facts.sse_clients));
+                static_cast<double>(facts.sseClients));
     page.single("avoip_mqtt_connected", "gauge", "Whether a broker is connected (1) or not (0).",
-                facts.mqtt_connected ? 1 : 0);
+                facts.mqttConnected ? 1 : 0);
     page.family("avoip_build_info", "gauge", "The program that this comes from.");
     page.sample(1, {{"version", facts.version}});
     writeProcess(page);

@@ -29,7 +29,7 @@ struct Metrics {
     std::map<std::pair<std::string, std::string>, std::uint64_t> commands;
     Histogram command;
     Histogram turn;
-    double poll_round_s = 0;
+    double pollRound_s = 0;
 };
 
 /// An answered request. `route` is the path as it is described, not as it was asked for.
@@ -50,13 +50,13 @@ void Metrics_pollRound(Metrics& metrics, double seconds);
 struct MetricsFacts {
     std::string version;
     bool up = false;
-    bool mqtt_connected = false;
-    std::size_t sse_clients = 0;
+    bool mqttConnected = false;
+    std::size_t sseClients = 0;
     struct Device {
         std::string id;
         std::string_view type;
         bool online = false;
-        double last_seen_s = 0;
+        double lastSeen_s = 0;
     };
     std::vector<Device> devices;
 };

@@ -61,17 +61,17 @@ ProcessFacts Process_read() {
         if (at == kUserTime || at == kSystemTime) {
             facts.cpu_s += value / ticks;
         } else if (at == kStartTime) {
-            facts.start_time_s = bootTime() + value / ticks;
+            facts.startTime_s = bootTime() + value / ticks;
         } else if (at == kVirtualSize) {
             facts.virtual_bytes = value;
         } else if (at == kResidentPages) {
             facts.resident_bytes = value * static_cast<double>(::sysconf(_SC_PAGESIZE));
         }
     }
-    facts.open_descriptors = openDescriptors();
+    facts.openDescriptors = openDescriptors();
     rlimit limit{};
     if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        facts.max_descriptors = static_cast<double>(limit.rlim_cur);
+        facts.maxDescriptors = static_cast<double>(limit.rlim_cur);
     }
     return facts;
 }

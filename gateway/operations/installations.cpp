@@ -33,10 +33,10 @@ struct Task {
     std::string job;
     std::string device;
     Image image;
-    std::string version_before = {};
+    std::string versionBefore = {};
     bool succeeded = false;   ///< the daemon has said so
     std::string remark = {};  ///< what it has said instead
-    Time uploaded_at = {};
+    Time uploadedAt = {};
 };
 
 bool isOver(JobDeviceState state) {
@@ -124,8 +124,8 @@ std::string newId(const State& state, Time now) {
 }  // namespace
 
 struct Installations::Work {
-    Work(Operations& its_operations, InstallationOptions its_options)
-        : operations(its_operations), options(its_options) {
+    Work(Operations& itsOperations, InstallationOptions itsOptions)
+        : operations(itsOperations), options(itsOptions) {
         for (int i = 0; i < std::clamp(options.parallel, 1, kMostParallel); ++i) {
             threads.emplace_back([this](const std::stop_token& stop) { upload(stop); });
         }
@@ -212,10 +212,10 @@ void Installations::Work::uploadOne(Task task, const std::stop_token& stop) {
         fail(task, "The device was forgotten.");
         return;
     }
-    task.version_before = device->version;
+    task.versionBefore = device->version;
     changeDevice(task, [&](JobDevice& entry) {
         entry.state = JobDeviceState::kUploading;
-        entry.version_before = task.version_before;
+        entry.versionBefore = task.versionBefore;
     });
     bool begun = false;
     const Reply reply = operations.asking.update(updateOf(task.image, task.device), device->address,
@@ -225,7 +225,7 @@ void Installations::Work::uploadOne(Task task, const std::stop_token& stop) {
     }
     task.succeeded = reply.succeeded();
     task.remark = reply.reason;
-    task.uploaded_at = operations.clock();
+    task.uploadedAt = operations.clock();
     if (!begun || reply.end == End::kFailure) {
         fail(task, reply.end == End::kFailure ? "The daemon says that the upload has failed."
                                               : "The upload could not begin: " + reply.reason);
@@ -241,16 +241,16 @@ bool Installations::Work::isBack(const Task& task) {
     const auto seen = operations.state.with([&](const State& state) {
         const Device* const device = State_device(state, task.device);
         const bool after =
-            device != nullptr && device->online && device->last_seen > task.uploaded_at;
+            device != nullptr && device->online && device->lastSeen > task.uploadedAt;
         return after ? device->said.version : std::string();
     });
     const bool right = !seen.empty() && numbersOf(seen) == numbersOf(task.image.version);
-    if (!right || (!task.succeeded && numbersOf(seen) == numbersOf(task.version_before))) {
+    if (!right || (!task.succeeded && numbersOf(seen) == numbersOf(task.versionBefore))) {
         return false;
     }
     changeDevice(task, [&](JobDevice& device) {
         device.state = JobDeviceState::kConfirmed;
-        device.version_after = seen;
+        device.versionAfter = seen;
         device.problem = task.succeeded ? "" : task.remark;
     });
     return true;
@@ -259,7 +259,7 @@ bool Installations::Work::isBack(const Task& task) {
 std::string Installations::Work::problemOfAbsence(const Task& task) {
     const auto seen = operations.state.with([&](const State& state) {
         const Device* const device = State_device(state, task.device);
-        return device != nullptr && device->last_seen > task.uploaded_at
+        return device != nullptr && device->lastSeen > task.uploadedAt
                    ? std::optional(device->said.version)
                    : std::nullopt;
     });
@@ -270,7 +270,7 @@ std::string Installations::Work::problemOfAbsence(const Task& task) {
     } else if (seen) {
         problem = "It has come back with the version " + *seen + ".";
     }
-    changeDevice(task, [&](JobDevice& device) { device.version_after = seen.value_or(""); });
+    changeDevice(task, [&](JobDevice& device) { device.versionAfter = seen.value_or(""); });
     return task.succeeded ? problem : problem + " " + task.remark;
 }
 
@@ -289,7 +289,7 @@ void Installations::Work::watch(const std::stop_token& stop) {
         std::erase_if(tasks, [&](const Task& task) { return isBack(task); });
         const Time now = operations.clock();
         const auto isLate = [&](const Task& task) {
-            return now >= task.uploaded_at + options.return_limit;
+            return now >= task.uploadedAt + options.returnLimit;
         };
         if (std::ranges::any_of(tasks, isLate)) {
             // Polling may not have had the time to see it.
@@ -386,7 +386,7 @@ Outcome<Done> Installations::remove(const std::string& id) {
     if (!*over || !cancelled.empty()) {
         return Done{};
     }
-    if (const auto lost = operations.keeping.job_removed(id)) {
+    if (const auto lost = operations.keeping.jobRemoved(id)) {
         return *lost;
     }
     operations.state.with([&](State& state) { State_removeJob(state, id); });

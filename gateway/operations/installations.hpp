@@ -23,8 +23,8 @@ struct Image {
 };
 
 struct InstallationOptions {
-    std::chrono::seconds return_limit{300};  ///< how long a device may stay away
-    int parallel = 4;                        ///< devices that take an image at the same time
+    std::chrono::seconds returnLimit{300};  ///< how long a device may stay away
+    int parallel = 4;                       ///< devices that take an image at the same time
 };
 
 class Installations {

@@ -30,9 +30,9 @@ struct Actor {
 /// it away no more, else the problem; the state is changed only then.
 struct Keeping {
     std::function<std::optional<Problem>(const Wall& wall)> wall;
-    std::function<std::optional<Problem>(const std::string& name)> wall_removed;
+    std::function<std::optional<Problem>(const std::string& name)> wallRemoved;
     std::function<std::optional<Problem>(const Job& job)> job;
-    std::function<std::optional<Problem>(const std::string& id)> job_removed;
+    std::function<std::optional<Problem>(const std::string& id)> jobRemoved;
 };
 
 struct Operations {
@@ -41,7 +41,7 @@ struct Operations {
     const Keeping& keeping;
     Clock clock;
     std::timed_mutex changing = {};  ///< settings that are read first and sent back then
-    std::mutex walls_changing = {};  ///< no decoder may get into two walls
+    std::mutex wallsChanging = {};   ///< no decoder may get into two walls
 };
 
 /// How long a change waits for its turn.

@@ -12,7 +12,7 @@ struct Problem {
     int status = 0;           ///< the HTTP status
     std::string detail = {};  ///< a sentence or two for people
     std::string field = {};   ///< the member or the part of the path to blame; empty: none
-    int retry_after_s = 0;    ///< 0: none
+    int retryAfter_s = 0;     ///< 0: none
 };
 
 template <class Value>

@@ -22,8 +22,8 @@ constexpr Span kSendingLeaves = 2'200ms;
 struct RouteCommands {
     const char* set;
     const char* clear;
-    const char* set_all;  ///< null: there is none
-    const char* clear_all;
+    const char* setAll;  ///< null: there is none
+    const char* clearAll;
 };
 constexpr std::array<RouteCommands, kRouteKinds> kCommands{{
     {"matrix set", "matrix clear", "matrix all set", nullptr},
@@ -48,7 +48,7 @@ Request changeOf(const RouteWish& wish) {
 /// The change of all decoders' routes at once; nothing where the daemon has no command for it.
 std::optional<Request> changeOfAll(RouteKind kind, const std::string& encoder) {
     const RouteCommands& commands = commandsOf(kind);
-    const char* const text = encoder.empty() ? commands.clear_all : commands.set_all;
+    const char* const text = encoder.empty() ? commands.clearAll : commands.setAll;
     if (text == nullptr) {
         return std::nullopt;
     }
@@ -75,12 +75,11 @@ std::string fieldOf(const RouteWish& wish) {
 
 /// What stands in the way of a route, but for locks.
 std::optional<Problem> problemOf(const State& state, const RouteWish& wish,
-                                 const std::string& decoder_field,
-                                 const std::string& encoder_field) {
-    if (auto problem = Problem_ofDevice(state, wish.decoder, DeviceKind::kDecoder, decoder_field)) {
+                                 const std::string& decoderField, const std::string& encoderField) {
+    if (auto problem = Problem_ofDevice(state, wish.decoder, DeviceKind::kDecoder, decoderField)) {
         return problem;
     }
-    return problemOfEncoder(state, wish, encoder_field);
+    return problemOfEncoder(state, wish, encoderField);
 }
 
 std::vector<RouteWish> wishesOf(const RouteTable& routes) {
@@ -250,7 +249,7 @@ std::optional<Problem> readUnheard(const Operations& operations, const std::stri
     operations.state.with([&](const State& state) {
         for (const RouteKind kind : kinds) {
             const Route* const route = State_route(state, kind, decoder);
-            if (route != nullptr && !route->seen_at) {
+            if (route != nullptr && !route->seenAt) {
                 reads.push_back({&RouteKind_read(kind), {decoder}});
             }
         }

@@ -91,7 +91,7 @@ Outcome<Request> changeOf(const SettingsCommands& commands, const std::string& i
     Request change{commands.change,
                    std::vector<std::string>(commands.change->arguments.size(), id)};
     Body read(body);
-    for (const Expectation& expected : commands.change->asked_back.expected) {
+    for (const Expectation& expected : commands.change->askedBack.expected) {
         const auto place = static_cast<std::size_t>(expected.argument);
         const std::string field(expected.member);
         const auto given = read.text(field);
@@ -111,7 +111,7 @@ Outcome<Request> changeOf(const SettingsCommands& commands, const std::string& i
 std::optional<Problem> problemOf(const Command& change, const cJSON* body) {
     Body read(body);
     std::vector<std::string_view> fields;
-    for (const Expectation& expected : change.asked_back.expected) {
+    for (const Expectation& expected : change.askedBack.expected) {
         fields.push_back(expected.member);
         const auto given = read.text(expected.member);
         const Argument& argument = change.arguments[static_cast<std::size_t>(expected.argument)];

@@ -32,8 +32,8 @@ void readBezel(Body& body, Wall& wall) {
     }
     Body bezel(object, "bezel.");
     bezel.only(kBezelMembers);
-    wall.bezel_horizontal = static_cast<int>(bezel.whole("horizontal", 0, kMostPixels).value_or(0));
-    wall.bezel_vertical = static_cast<int>(bezel.whole("vertical", 0, kMostPixels).value_or(0));
+    wall.bezelHorizontal = static_cast<int>(bezel.whole("horizontal", 0, kMostPixels).value_or(0));
+    wall.bezelVertical = static_cast<int>(bezel.whole("vertical", 0, kMostPixels).value_or(0));
     body.take(bezel.problem());
 }
 
@@ -60,8 +60,8 @@ Request setTile(const Wall& wall, const Tile& tile) {
     const TileOffset offset = Wall_offset(wall, tile);
     const auto text = [](std::int64_t number) { return std::to_string(number); };
     return {Catalogue_findText("vw set"),
-            {text(wall.width), text(wall.height), text(wall.bezel_horizontal),
-             text(wall.bezel_vertical), text(tile.column), text(tile.row), text(offset.x),
+            {text(wall.width), text(wall.height), text(wall.bezelHorizontal),
+             text(wall.bezelVertical), text(tile.column), text(tile.row), text(offset.x),
              text(offset.y), wall.encoder, tile.decoder}};
 }
 
@@ -140,7 +140,7 @@ Outcome<Wall> Wall_readBody(const std::string& name, const cJSON* body) {
 }
 
 Outcome<bool> Walls_put(Operations& operations, const Actor& actor, const Wall& wall) {
-    const std::scoped_lock alone(operations.walls_changing);
+    const std::scoped_lock alone(operations.wallsChanging);
     Wall before;
     const auto problem = operations.state.with([&](const State& state) {
         before = wallNow(state, wall.name);
@@ -177,7 +177,7 @@ Outcome<bool> Walls_put(Operations& operations, const Actor& actor, const Wall& 
 }
 
 Outcome<Done> Walls_remove(Operations& operations, const Actor& actor, const std::string& name) {
-    const std::scoped_lock alone(operations.walls_changing);
+    const std::scoped_lock alone(operations.wallsChanging);
     Wall wall;
     const auto problem = operations.state.with([&](const State& state) {
         wall = wallNow(state, name);
@@ -193,7 +193,7 @@ Outcome<Done> Walls_remove(Operations& operations, const Actor& actor, const std
             return sent.problem();
         }
     }
-    if (const auto lost = operations.keeping.wall_removed(name)) {
+    if (const auto lost = operations.keeping.wallRemoved(name)) {
         return *lost;
     }
     operations.state.with([&](State& state) { return State_removeWall(state, name); });

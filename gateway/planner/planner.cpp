@@ -80,7 +80,7 @@ Span expectedOf(const DecoderPlan& decoder, const Poll& poll) {
 }
 
 Span expectedListing(const Planner& planner) {
-    return std::clamp(planner.listing_cost + planner.listing_cost / 4, kListingLeast,
+    return std::clamp(planner.listingCost + planner.listingCost / 4, kListingLeast,
                       planner.polling.limit);
 }
 
@@ -121,8 +121,8 @@ Poll nothingUntil(Moment at) {
 
 /// The first decoder that may be read now, or else when to look again.
 Poll nextRoutes(const Planner& planner, Moment now, bool bold) {
-    const Moment trusted_room = Budget_roomAt(planner.silence, now, kSurprise);
-    const Moment suspect_room = Budget_roomAt(planner.silence, now, 2 * kSurprise);
+    const Moment trustedRoom = Budget_roomAt(planner.silence, now, kSurprise);
+    const Moment suspectRoom = Budget_roomAt(planner.silence, now, 2 * kSurprise);
     Moment wake = Moment::max();
     for (const auto& [due, id] : planner.queue) {
         if (due > now) {
@@ -132,12 +132,12 @@ Poll nextRoutes(const Planner& planner, Moment now, bool bold) {
         const Poll poll = pollOf(id, decoder, now);
         const bool trusted =
             isTrusted(decoder.routes.at(static_cast<std::size_t>(poll.kinds.front())));
-        if (!trusted && (!bold || suspect_room > now)) {
-            wake = std::min(wake, std::max(suspect_room, now + kHoldBack));
+        if (!trusted && (!bold || suspectRoom > now)) {
+            wake = std::min(wake, std::max(suspectRoom, now + kHoldBack));
             continue;
         }
         const Moment room = std::max(
-            {planner.not_before, trusted_room, Budget_roomAt(planner.polling, now, poll.expected)});
+            {planner.notBefore, trustedRoom, Budget_roomAt(planner.polling, now, poll.expected)});
         // Those behind it wait for the same room.
         return room <= now ? poll : nothingUntil(std::min(wake, room));
     }
@@ -146,9 +146,9 @@ Poll nextRoutes(const Planner& planner, Moment now, bool bold) {
 
 /// Puts what a poll took to the accounts.
 void charge(Planner& planner, Span expected, Moment from, Moment now) {
-    const Moment expected_end = std::min(now, from + expected);
-    Budget_take(planner.polling, from, expected_end);
-    Budget_take(planner.silence, expected_end, now);
+    const Moment expectedEnd = std::min(now, from + expected);
+    Budget_take(planner.polling, from, expectedEnd);
+    Budget_take(planner.silence, expectedEnd, now);
 }
 
 void setBack(const Planner& planner, RoutePlan& plan, Moment now) {
@@ -192,7 +192,7 @@ void learn(const Planner& planner, const Poll& poll, const PollOutcome& outcome,
 
 /// A round begins with those that answer and are to be read now or soon.
 void beginRound(Planner& planner, Moment now) {
-    planner.round_began = now;
+    planner.roundBegan = now;
     for (const auto& [due, id] : planner.queue) {
         if (answers(planner.decoders.find(id)->second)) {
             planner.round.insert(id);
@@ -208,23 +208,23 @@ Poll Planner_next(const Planner& planner, Moment now, bool clean, bool bold) {
     const Moment room = Budget_roomAt(planner.polling, now, expectedListing(planner));
     // While a listing is due, decoders wait for it: otherwise they would take all the room there
     // is.
-    if (wanted || planner.listing_due <= now) {
+    if (wanted || planner.listingDue <= now) {
         return room <= now ? Poll{PollKind::kListing, now, {}, {}, expectedListing(planner)}
                            : nothingUntil(room);
     }
     if (routes.kind == PollKind::kRoutes) {
         return routes;
     }
-    return nothingUntil(std::min(routes.at, planner.listing_due));
+    return nothingUntil(std::min(routes.at, planner.listingDue));
 }
 
 void Planner_listed(Planner& planner, std::span<const std::string> decoders, Moment from,
                     Moment now) {
     charge(planner, expectedListing(planner), from, now);
     if (from < now) {
-        planner.listing_cost = std::chrono::ceil<Span>(now - from);
+        planner.listingCost = std::chrono::ceil<Span>(now - from);
     }
-    planner.listing_due = now + planner.options.devices;
+    planner.listingDue = now + planner.options.devices;
     const std::set<std::string_view> heard(decoders.begin(), decoders.end());
     for (const std::string_view id : heard) {
         const auto [place, added] = planner.decoders.try_emplace(std::string(id));
@@ -247,24 +247,24 @@ void Planner_listed(Planner& planner, std::span<const std::string> decoders, Mom
 
 void Planner_listingFailed(Planner& planner, Moment from, Moment now, Span pause) {
     charge(planner, expectedListing(planner), from, now);
-    planner.listing_due = now + pause;
+    planner.listingDue = now + pause;
 }
 
 void Planner_listSoon(Planner& planner, Moment now) {
-    planner.listing_due = std::min(planner.listing_due, now);
+    planner.listingDue = std::min(planner.listingDue, now);
 }
 
 std::optional<Span> Planner_polled(Planner& planner, const Poll& poll, const PollOutcome& outcome,
                                    Moment from, Moment now) {
     charge(planner, outcome.end == PollEnd::kSilent ? Span{0} : poll.expected, from, now);
-    planner.not_before = now + std::min(kRest * std::chrono::ceil<Span>(now - from), kPollLeast);
+    planner.notBefore = now + std::min(kRest * std::chrono::ceil<Span>(now - from), kPollLeast);
     if (planner.round.empty()) {
         beginRound(planner, from);
     }
     change(planner, poll.decoder,
            [&](DecoderPlan& decoder) { learn(planner, poll, outcome, decoder, from, now); });
     const bool last = planner.round.erase(poll.decoder) > 0 && planner.round.empty();
-    return last ? std::optional(std::chrono::ceil<Span>(now - planner.round_began)) : std::nullopt;
+    return last ? std::optional(std::chrono::ceil<Span>(now - planner.roundBegan)) : std::nullopt;
 }
 
 void Planner_readOtherwise(Planner& planner, std::string_view decoder, RouteKind kind, Moment now) {

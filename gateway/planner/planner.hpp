@@ -90,13 +90,13 @@ struct Planner {
     std::map<std::string, DecoderPlan, std::less<>> decoders = {};
     /// Those that were heard, by when they are due.
     std::set<std::pair<Moment, std::string>> queue = {};
-    Moment listing_due = {};
-    Span listing_cost{0};
-    Moment not_before = {};  ///< the next read: others shall have the turn between two
+    Moment listingDue = {};
+    Span listingCost{0};
+    Moment notBefore = {};  ///< the next read: others shall have the turn between two
     /// Decoders that answer and that the round over all routes has yet to read; since when it goes
     /// on.
     std::set<std::string, std::less<>> round = {};
-    Moment round_began = {};
+    Moment roundBegan = {};
 };
 
 /// What to do now. `clean` says whether replies may be believed without a listing before; without

@@ -43,11 +43,11 @@ std::string hiddenLine(const char* question) {
 }
 
 std::string askPassword(const Options& options) {
-    if (!options.password_from_input && ::isatty(STDIN_FILENO) == 0) {
+    if (!options.passwordFromInput && ::isatty(STDIN_FILENO) == 0) {
         throw std::runtime_error("standard input is no terminal; use --password-stdin");
     }
-    std::string password = options.password_from_input ? line() : hiddenLine("Password: ");
-    if (!options.password_from_input && hiddenLine("The same again: ") != password) {
+    std::string password = options.passwordFromInput ? line() : hiddenLine("Password: ");
+    if (!options.passwordFromInput && hiddenLine("The same again: ") != password) {
         throw std::runtime_error("the two passwords differ");
     }
     const std::string problem = Password_problem(password);

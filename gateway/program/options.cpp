@@ -45,7 +45,7 @@ void addPasswords(CLI::App& user, Options& options) {
         options.verb = "password";
     });
     for (CLI::App* const sub : {change, user.get_subcommand("add")}) {
-        sub->add_flag("--password-stdin", options.password_from_input,
+        sub->add_flag("--password-stdin", options.passwordFromInput,
                       "read the password from the first line of standard input");
     }
 }

@@ -18,7 +18,7 @@ struct Options {
     std::string verb;
     std::string name;
     std::string role = "viewer";
-    bool password_from_input = false;
+    bool passwordFromInput = false;
 };
 
 /// Reads the command line. Nothing when the program is to end at once, with `status`: help or the

@@ -44,7 +44,7 @@ State firstState(const Config& config, Store& store) {
     State state = State_begin(Secret_random(8), Time_now());
     state.site = config.site;
     state.version = AVOIP_VERSION;
-    state.offline_after = config.poll.offline_after;
+    state.offlineAfter = config.poll.offlineAfter;
     restore(store, state, kPresetKind, Preset_restore);
     restore(store, state, kLockKind, Lock_restore);
     restore(store, state, kRoomKind, Room_restore);
@@ -128,7 +128,7 @@ void serve(const Config& config, const std::string& data) {
     SharedState state(firstState(config, *store));
     const std::string epoch = state.with([](const State& shared) { return shared.epoch; });
     const FeedHandle feed = Feed_open(epoch);
-    Journal journal(*store, state, Time_now, config.log.keep_days);
+    Journal journal(*store, state, Time_now, config.log.keepDays);
     state.with([&](State& shared) {
         shared.changed = [&feed](const Change& change) {
             Feed_add(*feed, change.revision, ChangeKind_name(change.kind), change.json);

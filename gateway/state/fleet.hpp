@@ -35,7 +35,7 @@ struct Device {
     DeviceType type = DeviceType::kUnknown;
     bool online = false;
     bool duplicate = false;  ///< two MACs go by this identity
-    Time last_seen = {};
+    Time lastSeen = {};
     int missed = 0;  ///< discoveries in succession that have not heard it
     /// The MACs that go by this identity, each with the discoveries that have not heard it.
     std::map<std::string, int> macs = {};
@@ -54,8 +54,8 @@ std::optional<RouteKind> RouteKind_find(std::string_view name);
 
 /// What a decoder said last about one kind of its routes.
 struct Route {
-    std::string encoder = {};          ///< empty: none
-    std::optional<Time> seen_at = {};  ///< nothing: never heard
+    std::string encoder = {};         ///< empty: none
+    std::optional<Time> seenAt = {};  ///< nothing: never heard
 };
 
 /// "encoder", "decoder" or "unknown".

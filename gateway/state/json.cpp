@@ -28,14 +28,14 @@ Json deviceTree(const Device& device) {
     Json_addText(root.get(), "status", said.status);
     Json_addText(root.get(), "version", said.version);
     Json_addTruth(root.get(), "online", device.online);
-    Json_addText(root.get(), "last_seen", Time_text(device.last_seen));
+    Json_addText(root.get(), "last_seen", Time_text(device.lastSeen));
     Json_addTruth(root.get(), "duplicate", device.duplicate);
     return root;
 }
 
 void addRoute(cJSON* parent, const Route& route) {
     Json_addTextOrNull(parent, "encoder", route.encoder);
-    Json_addTextOrNull(parent, "seen_at", timeOrNothing(route.seen_at));
+    Json_addTextOrNull(parent, "seen_at", timeOrNothing(route.seenAt));
 }
 
 void addTexts(cJSON* parent, std::string_view key, const std::vector<std::string>& texts) {
@@ -53,15 +53,15 @@ void addTile(cJSON* parent, const Wall& wall, const Tile& tile) {
     cJSON* const computed = Json_addObject(parent, "computed");
     Json_addWhole(computed, "x", offset.x);
     Json_addWhole(computed, "y", offset.y);
-    Json_addWhole(computed, "horcut", wall.bezel_horizontal);
-    Json_addWhole(computed, "vercut", wall.bezel_vertical);
+    Json_addWhole(computed, "horcut", wall.bezelHorizontal);
+    Json_addWhole(computed, "vercut", wall.bezelVertical);
 }
 
 void addJobDevice(cJSON* parent, const JobDevice& device) {
     Json_addText(parent, "id", device.id);
     Json_addText(parent, "state", JobDeviceState_name(device.state));
-    Json_addTextOrNull(parent, "version_before", device.version_before);
-    Json_addTextOrNull(parent, "version_after", device.version_after);
+    Json_addTextOrNull(parent, "version_before", device.versionBefore);
+    Json_addTextOrNull(parent, "version_after", device.versionAfter);
     Json_addTextOrNull(parent, "problem", device.problem);
 }
 
@@ -126,7 +126,7 @@ std::string Preset_json(const Preset& preset) {
     Json_addText(root.get(), "name", preset.name);
     Json_addTextOrNull(root.get(), "note", preset.note);
     RouteTable_write(root.get(), preset.routes);
-    Json_addText(root.get(), "updated_at", Time_text(preset.updated_at));
+    Json_addText(root.get(), "updated_at", Time_text(preset.updatedAt));
     return print(root);
 }
 
@@ -156,8 +156,8 @@ std::string Wall_json(const Wall& wall) {
     Json_addWhole(root.get(), "width", wall.width);
     Json_addWhole(root.get(), "height", wall.height);
     cJSON* const bezel = Json_addObject(root.get(), "bezel");
-    Json_addWhole(bezel, "horizontal", wall.bezel_horizontal);
-    Json_addWhole(bezel, "vertical", wall.bezel_vertical);
+    Json_addWhole(bezel, "horizontal", wall.bezelHorizontal);
+    Json_addWhole(bezel, "vertical", wall.bezelVertical);
     cJSON* const tiles = Json_addArray(root.get(), "tiles");
     for (const Tile& tile : wall.tiles) {
         addTile(Json_appendObject(tiles), wall, tile);
@@ -186,7 +186,7 @@ std::string System_json(const State& state) {
     Json_addText(root.get(), "site", state.site);
     Json_addText(root.get(), "epoch", state.epoch);
     Json_addWhole(root.get(), "revision", static_cast<std::int64_t>(state.revision));
-    Json_addText(root.get(), "started_at", Time_text(state.started_at));
+    Json_addText(root.get(), "started_at", Time_text(state.startedAt));
     cJSON* const daemon = Json_addObject(root.get(), "daemon");
     Json_addText(daemon, "state", DaemonState_name(state.daemon.state));
     Json_addTextOrNull(daemon, "reason", state.daemon.reason);
@@ -209,7 +209,7 @@ std::string Deleted_json(std::string_view key, std::string_view name) {
 }
 
 std::shared_ptr<const std::string> Devices_text(State& state) {
-    SharedText& shared = state.devices_text;
+    SharedText& shared = state.devicesText;
     if (shared.reading != state.reading) {
         shared = {state.reading, std::make_shared<const std::string>(Devices_text(state, {}))};
     }

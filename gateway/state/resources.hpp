@@ -28,7 +28,7 @@ struct Preset {
     std::string name = {};
     std::string note = {};  ///< empty: none
     RouteTable routes = {};
-    Time updated_at = {};
+    Time updatedAt = {};
 };
 
 struct Lock {
@@ -58,8 +58,8 @@ struct Wall {
     int rows = 1;
     int width = 1;
     int height = 1;
-    int bezel_horizontal = 0;
-    int bezel_vertical = 0;
+    int bezelHorizontal = 0;
+    int bezelVertical = 0;
     std::vector<Tile> tiles = {};
 };
 
@@ -76,8 +76,8 @@ enum class JobDeviceState { kQueued, kUploading, kRestarting, kConfirmed, kFaile
 struct JobDevice {
     std::string id = {};
     JobDeviceState state = JobDeviceState::kQueued;
-    std::string version_before = {};
-    std::string version_after = {};
+    std::string versionBefore = {};
+    std::string versionAfter = {};
     std::string problem = {};
 };
 

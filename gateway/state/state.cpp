@@ -125,7 +125,7 @@ void makeRoom(State& state) {
         return;
     }
     const auto oldest = std::ranges::min_element(
-        state.devices, {}, [](const auto& entry) { return entry.second.last_seen; });
+        state.devices, {}, [](const auto& entry) { return entry.second.lastSeen; });
     removeDevice(state, std::string(oldest->first));
 }
 
@@ -140,8 +140,8 @@ void learnDevice(State& state, const Heard& heard, Time now, bool missing) {
     device.type = DeviceType_of(device.said.type);
     device.online = true;
     device.missed = 0;
-    device.last_seen = now;
-    learnMacs(device, heard.macs, missing, state.offline_after);
+    device.lastSeen = now;
+    learnMacs(device, heard.macs, missing, state.offlineAfter);
     device.duplicate = device.macs.size() > 1;
     device.json = Device_json(device);
     ++state.reading;
@@ -154,9 +154,9 @@ void learnDevice(State& state, const Heard& heard, Time now, bool missing) {
 }
 
 void missDevice(State& state, Device& device) {
-    learnMacs(device, {}, true, state.offline_after);
+    learnMacs(device, {}, true, state.offlineAfter);
     ++device.missed;
-    if (device.online && device.missed >= state.offline_after) {
+    if (device.online && device.missed >= state.offlineAfter) {
         device.online = false;
         device.json = Device_json(device);
         publish(state, ChangeKind::kDevice, device.said.id, [&] { return device.json; });
@@ -166,7 +166,7 @@ void missDevice(State& state, Device& device) {
 
 /// A device has said something: it is there.
 void hearDevice(State& state, Device& device, Time now) {
-    device.last_seen = now;
+    device.lastSeen = now;
     device.missed = 0;
     const bool back = !std::exchange(device.online, true);
     device.json = Device_json(device);
@@ -211,7 +211,7 @@ std::string_view DaemonState_name(DaemonState state) {
 State State_begin(std::string epoch, Time now) {
     State state;
     state.epoch = std::move(epoch);
-    state.started_at = now;
+    state.startedAt = now;
     state.daemon = {DaemonState::kAbsent, "The daemon has not been asked yet.", now};
     return state;
 }
@@ -243,9 +243,9 @@ void State_routeSaid(State& state, RouteKind kind, std::string_view decoder,
         return;
     }
     Route& route = found->second;
-    const bool news = !route.seen_at || route.encoder != encoder;
+    const bool news = !route.seenAt || route.encoder != encoder;
     route.encoder = encoder;
-    route.seen_at = now;
+    route.seenAt = now;
     ++state.reading;
     if (news) {
         publish(state, ChangeKind::kRoute, std::string(RouteKind_name(kind)) + "/" + found->first,
@@ -254,17 +254,17 @@ void State_routeSaid(State& state, RouteKind kind, std::string_view decoder,
     State_heard(state, decoder, now);
 }
 
-void State_daemonIs(State& state, DaemonState now_is, std::string_view reason, Time now) {
+void State_daemonIs(State& state, DaemonState nowIs, std::string_view reason, Time now) {
     DaemonHealth& daemon = state.daemon;
-    const bool other = daemon.state != now_is;
+    const bool other = daemon.state != nowIs;
     if (!other && daemon.reason == reason) {
         return;
     }
-    daemon = {now_is, std::string(reason), other ? now : daemon.since};
+    daemon = {nowIs, std::string(reason), other ? now : daemon.since};
     publishSystem(state);
     if (other) {
         tell(state, "daemon", "",
-             std::string(DaemonState_name(now_is)) +
+             std::string(DaemonState_name(nowIs)) +
                  (reason.empty() ? "" : ": " + std::string(reason)));
     }
 }

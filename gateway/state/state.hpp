@@ -100,9 +100,9 @@ struct State {
     std::string site = "main";
     std::string version = {};  ///< the program's own
     std::string epoch = {};    ///< a random text, another one for each start
-    Time started_at = {};
+    Time startedAt = {};
     /// After so many discoveries in succession that have not heard it a device is offline.
-    int offline_after = 3;
+    int offlineAfter = 3;
 
     std::uint64_t revision = 0;
     std::uint64_t reading = 1;  ///< counts what a GET may show otherwise than before
@@ -120,7 +120,7 @@ struct State {
 
     std::function<void(const Change&)> changed = {};
     std::function<void(const Incident&)> happened = {};
-    SharedText devices_text = {};
+    SharedText devicesText = {};
 };
 
 /// A state that has begun now, of whose daemon nothing is known yet.
@@ -139,7 +139,7 @@ void State_routeSaid(State& state, RouteKind kind, std::string_view decoder,
                      std::string_view encoder, Time now);
 
 /// How the daemon does. The same again, with another reason, keeps the moment since when it is so.
-void State_daemonIs(State& state, DaemonState now_is, std::string_view reason, Time now);
+void State_daemonIs(State& state, DaemonState nowIs, std::string_view reason, Time now);
 
 void State_brokerIs(State& state, const BrokerHealth& broker);
 

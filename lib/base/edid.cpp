@@ -105,8 +105,8 @@ bool Edid_read(std::span<const std::uint8_t> bytes, EdidFacts& facts) {
     facts.product = joined(hexNumber(product), descriptorText(block, kNameTag));
     facts.serial = joined(std::to_string(serial), descriptorText(block, kSerialTag));
     facts.made = made(block);
-    facts.preferred_mode = preferredMode(block);
-    facts.checksum_is_right = sum % 256 == 0;
+    facts.preferredMode = preferredMode(block);
+    facts.checksumIsRight = sum % 256 == 0;
     return true;
 }
 

@@ -15,12 +15,12 @@
 namespace avoip {
 
 struct EdidFacts {
-    std::string manufacturer;    ///< three letters, such as "DEL"
-    std::string product;         ///< product code and, where there is one, the name
-    std::string serial;          ///< serial number and, where there is one, the serial text
-    std::string made;            ///< year, and week where it is given
-    std::string preferred_mode;  ///< such as "1920x1080 at 60.00 Hz", empty when there is none
-    bool checksum_is_right;
+    std::string manufacturer;   ///< three letters, such as "DEL"
+    std::string product;        ///< product code and, where there is one, the name
+    std::string serial;         ///< serial number and, where there is one, the serial text
+    std::string made;           ///< year, and week where it is given
+    std::string preferredMode;  ///< such as "1920x1080 at 60.00 Hz", empty when there is none
+    bool checksumIsRight;
 };
 
 /// The bytes that hexadecimal digits stand for; none when the text is not of such digits in pairs.

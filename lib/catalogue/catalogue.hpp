@@ -100,10 +100,10 @@ struct Command {
     Shape shape = {};
     Exchange exchange;
     DeviceKind lists = DeviceKind::kAny;  ///< of a listing: which devices it is about
-    std::string_view success_name = {};   ///< "cmd" of the success answer, empty when it is `text`
-    std::string_view failure_name = {};   ///< "cmd" of the failure answer, empty when it is `text`
+    std::string_view successName = {};    ///< "cmd" of the success answer, empty when it is `text`
+    std::string_view failureName = {};    ///< "cmd" of the failure answer, empty when it is `text`
     Witness witness = Witness::kNothing;
-    AskedBack asked_back = {};
+    AskedBack askedBack = {};
 };
 
 /// The subcommand groups that hold actions, with what they are about.

@@ -65,7 +65,7 @@ std::string problemWith(Reader& reader, const Command& asked, const std::string&
 
 /// The devices that the change is for, and so have to be asked; none when they cannot be listed.
 std::vector<std::string> devicesOf(Reader& reader, const Request& change) {
-    const int argument = change.command->asked_back.device;
+    const int argument = change.command->askedBack.device;
     if (argument != kEveryDecoder) {
         return {change.values[static_cast<std::size_t>(argument)]};
     }
@@ -98,7 +98,7 @@ bool takes(Reader& reader, const Command& asked, const std::string& device) {
 
 Confirmation Reader_confirm(Reader& reader, const Request& change,
                             const std::function<bool()>& again) {
-    const AskedBack& back = change.command->asked_back;
+    const AskedBack& back = change.command->askedBack;
     if (back.text.empty()) {
         return {Verdict::kCannotBeAsked};
     }
@@ -120,7 +120,7 @@ Confirmation Reader_confirm(Reader& reader, const Request& change,
 }
 
 std::string Confirm_difference(const Row& row, const Request& change) {
-    const AskedBack& back = change.command->asked_back;
+    const AskedBack& back = change.command->askedBack;
     const Shape& shape = Catalogue_findText(back.text)->shape;
     for (const Expectation& expected : back.expected) {
         const std::string said = Answer_member(shape, row, expected.member);

@@ -33,8 +33,8 @@ struct Free {
 
 }  // namespace
 
-NamedQuestion::NamedQuestion(std::string console_text)
-    : text(std::move(console_text)),
+NamedQuestion::NamedQuestion(std::string consoleText)
+    : text(std::move(consoleText)),
       command(Catalogue_commandOf(text)),
       success(Catalogue_answerNames(text).success),
       failure(Catalogue_answerNames(text).failure) {
@@ -44,8 +44,8 @@ NamedQuestion::NamedQuestion(std::string console_text)
     question.linger_ms = usualTimeout_ms(command);
     question.shared_ms = shared_ms(command);
     const bool update = command != nullptr && command->exchange.kind == ExchangeKind::kUpdating;
-    question.marker_after_ms = update ? 0 : usualTimeout_ms(command) / 2;
-    question.beside_namesakes = update;
+    question.markerAfter_ms = update ? 0 : usualTimeout_ms(command) / 2;
+    question.besideNamesakes = update;
 }
 
 End Reply_end(avoip_result result) {

@@ -12,7 +12,7 @@ namespace avoip {
 struct NamedQuestion {
     /// For a console text: with the catalogue's facts where that knows the text, and as one that
     /// reads nothing where the text is no command.
-    explicit NamedQuestion(std::string console_text);
+    explicit NamedQuestion(std::string consoleText);
     NamedQuestion(const NamedQuestion&) = delete;
     NamedQuestion& operator=(const NamedQuestion&) = delete;
     ~NamedQuestion() = default;

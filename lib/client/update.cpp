@@ -101,7 +101,7 @@ std::string standingAnswer(const Work& work) {
 void noteNamesakes(Work& work) {
     const Notes& notes = work.client.turn.notes();
     const auto namesakes = std::count_if(
-        notes.owed.begin(), notes.owed.begin() + notes.owed_count,
+        notes.owed.begin(), notes.owed.begin() + notes.owedCount,
         [&](const OwedAnswer& owed) { return OwedAnswer_isNamed(owed, work.named.success); });
     // One is its own.
     work.crowded = work.crowded || namesakes > 1;
@@ -118,9 +118,9 @@ avoip_result beginWork(Work& work, char** answer) {
     }
     work.sent = true;
     work.segment.attach(work.deadline, work.client.why);
-    const Deadline turn_end = std::min(work.deadline, Deadline_in(kDiscoveryMs));
+    const Deadline turnEnd = std::min(work.deadline, Deadline_in(kDiscoveryMs));
     avoip_result came = AVOIP_TIME_OUT;
-    while (came == AVOIP_TIME_OUT && !hasBegun(work) && Deadline_left_us(turn_end) > 0) {
+    while (came == AVOIP_TIME_OUT && !hasBegun(work) && Deadline_left_us(turnEnd) > 0) {
         came =
             Dialogue_await(dialogue, work.named.question, timeout_ms, Deadline_in(kLookMs), answer);
     }

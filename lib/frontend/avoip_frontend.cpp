@@ -54,7 +54,7 @@ avoip_result avoip_frontend_ask(avoip_frontend* frontend, const char* command, i
 }
 
 avoip_result avoip_frontend_ask_named(avoip_frontend* frontend, const char* command,
-                                      const char* name, const char* other_name, int timeout_ms,
+                                      const char* name, const char* otherName, int timeout_ms,
                                       char** answer) {
     *answer = nullptr;
     if (const char* const refusal = avoip_frontend_refusal(command); refusal != nullptr) {
@@ -64,7 +64,7 @@ avoip_result avoip_frontend_ask_named(avoip_frontend* frontend, const char* comm
     avoip::Question question;
     question.command = command;
     question.names[0] = name;
-    question.names[1] = other_name;
+    question.names[1] = otherName;
     const avoip_result result = askInTurn(*frontend, question, std::max(timeout_ms, 1), answer);
     if (result != AVOIP_OK && result != AVOIP_NO_TURN) {
         // Commands on one connection run one after the other: the next one shall not queue up

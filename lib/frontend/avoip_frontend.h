@@ -114,13 +114,13 @@ avoip_result avoip_frontend_ask(avoip_frontend* frontend, const char* command, i
                                 char** answer);
 
 /**
- * The same, and only an answer counts whose "cmd" is `name` or `other_name`. Others are thrown
+ * The same, and only an answer counts whose "cmd" is `name` or `otherName`. Others are thrown
  * away, and the waiting goes on.
  * @param name       what success answers to this command carry, or NULL for avoip_frontend_ask().
- * @param other_name what failure answers carry, if that is another name, or NULL.
+ * @param otherName what failure answers carry, if that is another name, or NULL.
  */
 avoip_result avoip_frontend_ask_named(avoip_frontend* frontend, const char* command,
-                                      const char* name, const char* other_name, int timeout_ms,
+                                      const char* name, const char* otherName, int timeout_ms,
                                       char** answer);
 
 /**

@@ -22,11 +22,11 @@ char* takeAnswer(Segment& segment) {
 
 /// Crosses off the first note that an answer under this name may belong to, but not that of the own
 /// question; false when it belongs to none.
-bool settleOwed(Turn& turn, const AnswerName& name, int own_number) {
+bool settleOwed(Turn& turn, const AnswerName& name, int ownNumber) {
     Notes& notes = turn.notes();
-    for (std::size_t i = 0; i < notes.owed_count; ++i) {
+    for (std::size_t i = 0; i < notes.owedCount; ++i) {
         const OwedAnswer& owed = notes.owed[i];
-        const bool own = owed.pid == ::getpid() && owed.number == own_number;
+        const bool own = owed.pid == ::getpid() && owed.number == ownNumber;
         if (!own && OwedAnswer_isNamed(owed, name.text)) {
             Notes_drop(notes, i);
             turn.save();
@@ -111,14 +111,14 @@ Look lookForAnswer(Dialogue& dialogue, const Question& question, const Marker& m
 /// When to send the marker of a question.
 Deadline markerDue(const Question& question) {
     constexpr Deadline kNever = std::numeric_limits<Deadline>::max();
-    return question.marker_after_ms > 0 ? Deadline_in(question.marker_after_ms) : kNever;
+    return question.markerAfter_ms > 0 ? Deadline_in(question.markerAfter_ms) : kNever;
 }
 
 /// Waits for the answer, without a thought for the note. Asks with the marker when it is due,
 /// unless that is done already.
 avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, Marker& marker,
                          Deadline deadline, char** answer) {
-    const Deadline marker_due = markerDue(question);
+    const Deadline markerDueAt = markerDue(question);
     Pauses pauses;
     bool ended = false;
     while (true) {
@@ -139,7 +139,7 @@ avoip_result awaitAnswer(Dialogue& dialogue, const Question& question, Marker& m
         if (Deadline_left_us(deadline) == 0) {
             return AVOIP_TIME_OUT;
         }
-        if (!marker.isSent() && Deadline_left_us(marker_due) == 0) {
+        if (!marker.isSent() && Deadline_left_us(markerDueAt) == 0) {
             ended = !sendMarker(dialogue, marker, deadline);
         }
         ended = ended || (Pauses_sleep(pauses, deadline, dialogue.connection.descriptor()) &&
@@ -245,7 +245,7 @@ avoip_result Dialogue_probe(Dialogue& dialogue, const Question& question, Deadli
 void Dialogue_shareNoMore(Dialogue& dialogue) {
     OwedAnswer* const owed = Notes_find(dialogue.turn.notes(), ::getpid(), dialogue.number);
     if (owed != nullptr) {
-        owed->shared_until_ms = 0;
+        owed->sharedUntil_ms = 0;
         dialogue.turn.save();
     }
 }

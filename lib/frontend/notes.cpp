@@ -13,7 +13,7 @@ constexpr std::string_view kEnd = "end";
 
 // An update of many devices takes at most an hour. What is said to take much longer was written
 // before the machine was started again.
-constexpr std::int64_t kLongest_ms = 7'200'000;
+constexpr std::int64_t kLongestMs = 7'200'000;
 
 /// Takes the text up to `mark`, and the mark, off the front of `text`; all of it without a mark.
 std::string_view takeUpTo(std::string_view& text, char mark) {
@@ -44,7 +44,7 @@ Number takeNumber(std::string_view& line) {
 void readOwed(Notes& notes, std::string_view line) {
     OwedAnswer owed;
     owed.until_ms = takeNumber<std::int64_t>(line);
-    owed.shared_until_ms = takeNumber<std::int64_t>(line);
+    owed.sharedUntil_ms = takeNumber<std::int64_t>(line);
     owed.pid = takeNumber<int>(line);
     owed.number = takeNumber<int>(line);
     OwedAnswer_setName(owed, 0, line);
@@ -58,8 +58,8 @@ void readLine(Notes& notes, std::string_view line) {
         notes.daemon = takeNumber<std::uint64_t>(line);
     } else if (takeKey(line, "owed")) {
         readOwed(notes, line);
-    } else if (takeKey(line, "or") && notes.owed_count > 0) {
-        OwedAnswer_setName(notes.owed[notes.owed_count - 1], 1, line);
+    } else if (takeKey(line, "or") && notes.owedCount > 0) {
+        OwedAnswer_setName(notes.owed[notes.owedCount - 1], 1, line);
     }
 }
 
@@ -86,10 +86,10 @@ std::size_t Notes_print(const Notes& notes, char* text) {
     const auto room = [&] { return kNotesMax - static_cast<std::size_t>(end - text); };
     end += std::snprintf(end, room(), "avoip 1\ndaemon %" PRIu64 "\n%s", notes.daemon,
                          notes.clean ? "clean\n" : "");
-    for (std::size_t i = 0; i < notes.owed_count; ++i) {
+    for (std::size_t i = 0; i < notes.owedCount; ++i) {
         const OwedAnswer& owed = notes.owed[i];
         end += std::snprintf(end, room(), "owed %" PRId64 " %" PRId64 " %d %d %s\n", owed.until_ms,
-                             owed.shared_until_ms, owed.pid, owed.number, owed.names[0].data());
+                             owed.sharedUntil_ms, owed.pid, owed.number, owed.names[0].data());
         if (owed.names[1][0] != '\0') {
             end += std::snprintf(end, room(), "or %s\n", owed.names[1].data());
         }
@@ -114,15 +114,15 @@ bool OwedAnswer_isNamed(const OwedAnswer& owed, std::string_view name) {
 }
 
 void Notes_add(Notes& notes, const OwedAnswer& owed) {
-    if (notes.owed_count == kOwedMax) {
+    if (notes.owedCount == kOwedMax) {
         Notes_drop(notes, 0);
     }
-    notes.owed[notes.owed_count] = owed;
-    ++notes.owed_count;
+    notes.owed[notes.owedCount] = owed;
+    ++notes.owedCount;
 }
 
 OwedAnswer* Notes_find(Notes& notes, int pid, int number) {
-    for (std::size_t i = 0; i < notes.owed_count; ++i) {
+    for (std::size_t i = 0; i < notes.owedCount; ++i) {
         if (notes.owed[i].pid == pid && notes.owed[i].number == number) {
             return &notes.owed[i];
         }
@@ -131,9 +131,9 @@ OwedAnswer* Notes_find(Notes& notes, int pid, int number) {
 }
 
 void Notes_drop(Notes& notes, std::size_t place) {
-    std::copy(notes.owed.begin() + place + 1, notes.owed.begin() + notes.owed_count,
+    std::copy(notes.owed.begin() + place + 1, notes.owed.begin() + notes.owedCount,
               notes.owed.begin() + place);
-    --notes.owed_count;
+    --notes.owedCount;
 }
 
 void Notes_lapse(Notes& notes, std::uint64_t daemon, std::int64_t now_ms) {
@@ -141,9 +141,9 @@ void Notes_lapse(Notes& notes, std::uint64_t daemon, std::int64_t now_ms) {
         notes = {};
         notes.daemon = daemon;
     }
-    for (std::size_t i = notes.owed_count; i > 0; --i) {
+    for (std::size_t i = notes.owedCount; i > 0; --i) {
         const std::int64_t until_ms = notes.owed[i - 1].until_ms;
-        if (until_ms <= now_ms || until_ms > now_ms + kLongest_ms) {
+        if (until_ms <= now_ms || until_ms > now_ms + kLongestMs) {
             Notes_drop(notes, i - 1);
         }
     }

@@ -38,7 +38,7 @@ inline constexpr const char* kAnyName = "*";
 
 struct OwedAnswer {
     std::int64_t until_ms = 0;
-    std::int64_t shared_until_ms = 0;
+    std::int64_t sharedUntil_ms = 0;
     int pid = 0;
     int number = 0;
     /// One or two names, or kAnyName; an empty one is none.
@@ -49,7 +49,7 @@ struct Notes {
     std::uint64_t daemon = 0;  ///< 0: not known
     bool clean = false;
     std::array<OwedAnswer, kOwedMax> owed = {};
-    std::size_t owed_count = 0;
+    std::size_t owedCount = 0;
 };
 
 /// The notes in `text`; empty ones when it is none.

@@ -33,10 +33,10 @@ bool Question_isNamed(const Question& question, std::string_view name) {
 
 const OwedAnswer* Question_obstacle(const Question& question, const Notes& notes) {
     const std::int64_t now_ms = BootClock_ms();
-    const auto* const end = notes.owed.begin() + notes.owed_count;
+    const auto* const end = notes.owed.begin() + notes.owedCount;
     const auto* const found = std::find_if(notes.owed.begin(), end, [&](const OwedAnswer& owed) {
-        return (question.shared_ms > 0 && owed.shared_until_ms > now_ms) ||
-               (!question.beside_namesakes && isNamesake(owed, question));
+        return (question.shared_ms > 0 && owed.sharedUntil_ms > now_ms) ||
+               (!question.besideNamesakes && isNamesake(owed, question));
     });
     return found == end ? nullptr : found;
 }
@@ -45,7 +45,7 @@ OwedAnswer Question_note(const Question& question, int number) {
     const std::int64_t now_ms = BootClock_ms();
     OwedAnswer owed;
     owed.until_ms = now_ms + question.linger_ms;
-    owed.shared_until_ms = question.shared_ms > 0 ? now_ms + question.shared_ms : 0;
+    owed.sharedUntil_ms = question.shared_ms > 0 ? now_ms + question.shared_ms : 0;
     owed.pid = ::getpid();
     owed.number = number;
     for (std::size_t i = 0; i < owed.names.size(); ++i) {

@@ -23,10 +23,10 @@ struct Question {
     std::int64_t shared_ms = 15'000;
     /// When to ask with a marker whether the command is done without its answer having been seen;
     /// 0: never.
-    std::int64_t marker_after_ms = 0;
+    std::int64_t markerAfter_ms = 0;
     /// Whether it may be sent although an answer with the same name is owed to somebody else. Which
     /// of the two answers is which cannot be told then.
-    bool beside_namesakes = false;
+    bool besideNamesakes = false;
 };
 
 /// Whether an answer under this name is one to the question.

@@ -60,21 +60,27 @@ Cable::Cable()
     }
 }
 
-// The packet begins with its IPv4 header, which is 20 bytes long in what the daemon sends.
-void Cable::keepRequestsOnly() {
+// The packet begins with its IPv4 header, which is 20 bytes long in what is sent here.
+void Cable::keepOnly(std::uint16_t port) {
     constexpr std::uint32_t kProtocolOffset = 9;
     constexpr std::uint32_t kPortOffset = 22;
     std::array<sock_filter, 6> steps{{
         BPF_STMT(BPF_LD | BPF_B | BPF_ABS, kProtocolOffset),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_UDP, 0, 3),
         BPF_STMT(BPF_LD | BPF_H | BPF_ABS, kPortOffset),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kRequestPort, 0, 1),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, port, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, 0xFFFF),
         BPF_STMT(BPF_RET | BPF_K, 0),
     }};
     const sock_fprog filter{steps.size(), steps.data()};
     if (::setsockopt(socket_.get(), SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0) {
         throwSystemError("cannot choose what to hear on the cable");
+    }
+}
+
+void Cable::makeRoom(int bytes) {
+    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
+        ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
     }
 }
 

@@ -1,6 +1,7 @@
 // What goes over the cable of the bed in the device protocol, both ways, in its order.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,13 @@ class Cable {
     /// Listens on "eth0.2" of the calling thread's network namespace from now on.
     Cable();
 
-    /// From now on listens to what leaves for the devices alone. The rest, replies and uploads,
-    /// does not fill the room for what has not been taken yet.
-    void keepRequestsOnly();
+    /// From now on listens to datagrams for this port alone. The rest, such as uploads, does not
+    /// fill the room for what has not been taken yet.
+    void keepOnly(std::uint16_t port);
+
+    /// Makes room for so many bytes that have not been taken yet, as the system counts them; for as
+    /// many as an ordinary user may have, where it is one.
+    void makeRoom(int bytes);
 
     /// Everything that has passed since the last call. What the daemon sent or received before it
     /// did something that the caller has seen is always in it.

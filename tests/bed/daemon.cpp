@@ -146,7 +146,10 @@ void enterSession(const Start& start) {
     ::dup2(start.standardOutput, STDOUT_FILENO);
     ::dup2(start.standardError, STDERR_FILENO);
     ::close(STDIN_FILENO);
-    (void)(start.terminal >= 0 ? ::dup(start.terminal) : ::open("/dev/null", O_RDONLY));
+    const int input = start.terminal >= 0 ? ::dup(start.terminal) : ::open("/dev/null", O_RDONLY);
+    if (input != STDIN_FILENO) {
+        ::_exit(127);
+    }
     ::close_range(3, ~0U, 0);
     if (start.firstDescriptor > 3) {
         takeDescriptorsBelow(start.firstDescriptor);

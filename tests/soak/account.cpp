@@ -38,7 +38,7 @@ void Account::expect(const Line& line, int least) {
         return;
     }
     if (!bed_.devicesCanBeReached()) {
-        ++report_.counts.failedByAddress;
+        report_.counts.failedByAddress += bed_.hasAddress() ? 0 : 1;
         return;
     }
     for (const std::string& datagram : line.datagrams) {

@@ -12,6 +12,7 @@
 
 #include "bed/ip_tool.hpp"
 #include "bed/wait.hpp"
+#include "lib/wire/wire.hpp"
 #include "soak/lines.hpp"
 
 namespace soak {
@@ -116,7 +117,7 @@ Bed::Bed(const Options& options, int output)
       interrupts_(openInterrupts()),
       fleet_(startFleet(namespaces_, options)),
       daemon(daemonOptions(output)) {
-    cable.keepRequestsOnly();
+    cable.keepOnly(avoip::kRequestPort);
 }
 
 bool Bed::waitFor(milliseconds time) {
@@ -141,11 +142,13 @@ double Bed::secondsGone() const {
 void Bed::removeAddress() {
     namespaces_.removeAddress();
     devicesCanBeReached_ = false;
+    hasAddress_ = false;
 }
 
 void Bed::addAddress() {
     namespaces_.addAddress();
     devicesCanBeReached_ = true;
+    hasAddress_ = true;
 }
 
 void Bed::linkDown() {

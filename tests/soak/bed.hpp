@@ -47,6 +47,7 @@ class Bed {
     void linkDown();
     void linkUp();
     bool devicesCanBeReached() const { return devicesCanBeReached_; }
+    bool hasAddress() const { return hasAddress_; }
 
     /// What the daemon has of the system.
     Process process() const;
@@ -63,6 +64,7 @@ class Bed {
     avoip::Descriptor interrupts_;
     bool isOver_ = false;
     bool devicesCanBeReached_ = true;
+    bool hasAddress_ = true;
     std::uint64_t number_ = 0;
     bed::Namespaces namespaces_;
 

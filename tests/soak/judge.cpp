@@ -37,14 +37,15 @@ void Judge::checkSegment() {
     }
 }
 
-std::string Judge::answerTo(const Line& line, const std::function<void()>& send) {
+std::string Judge::answerTo(const Line& line, const std::function<std::string()>& ask) {
     checkSegment();
     bed_.segment.clear();
     account_.expect(line);
     ++report_.counts.asked;
-    send();
+    replies_.beginCommand();
+    std::string answer = ask();
     account_.hear();
-    return takeAnswer();
+    return answer;
 }
 
 void Judge::judge(const Line& line, const std::string& answer) {
@@ -53,10 +54,30 @@ void Judge::judge(const Line& line, const std::string& answer) {
     } else {
         report_.notKept("a wrong answer to " + line.text + " : " + answer);
     }
+    if (line.hasData && answer != line.failure) {
+        judgeData(line, answer);
+    }
+}
+
+void Judge::judgeData(const Line& line, const std::string& answer) {
+    ++report_.counts.withData;
+    switch (replies_.originOf(line, answer)) {
+        case Origin::kOwn:
+            return;
+        case Origin::kStale:
+            ++report_.counts.stale;
+            return;
+        case Origin::kNobody:
+            report_.notKept("data that are not what devices sent, to " + line.text + " : " +
+                            answer);
+    }
 }
 
 void Judge::askBy(const Line& line, const std::function<void()>& send) {
-    judge(line, answerTo(line, send));
+    judge(line, answerTo(line, [&] {
+              send();
+              return takeAnswer();
+          }));
 }
 
 void Judge::awaitLast(const Line& line) {
@@ -77,12 +98,15 @@ void Judge::askBehindOthers(const Line& line, const std::function<void()>& send)
 }
 
 void Judge::askThrough(bed::FrontEnd& frontEnd, const Line& line) {
-    const auto send = [&](const Line& each) {
-        if (frontEnd.ask(each.text, kAnswerPatience) == nullptr) {
+    // The library takes the answer out of the segment as well.
+    const auto askFor = [&](const Line& each) {
+        const auto answer = frontEnd.ask(each.text, kAnswerPatience);
+        if (answer == nullptr) {
             throw bed::Error("no answer to " + each.text + " : " + frontEnd.explanation());
         }
+        return std::string(answer.get());
     };
-    const std::string answer = answerTo(line, [&] { send(line); });
+    const std::string answer = answerTo(line, [&] { return askFor(line); });
     if (isRightAnswer(line, answer, bed_.devicesCanBeReached()) || !isAnswerOfUpload(answer)) {
         judge(line, answer);
         return;
@@ -92,8 +116,9 @@ void Judge::askThrough(bed::FrontEnd& frontEnd, const Line& line) {
     ++report_.counts.overwritten;
     const Line next = unknownLine(bed_.number());
     account_.expect(next);
-    send(next);
-    awaitLast(next);
+    if (askFor(next) != next.failure) {
+        awaitLast(next);
+    }
 }
 
 void Judge::askAsVisitor(const Line& line) {

@@ -11,6 +11,7 @@
 #include "soak/account.hpp"
 #include "soak/bed.hpp"
 #include "soak/lines.hpp"
+#include "soak/replies.hpp"
 #include "soak/report.hpp"
 
 namespace soak {
@@ -52,14 +53,16 @@ class Judge {
     std::string takeAnswer();
     /// Waits until the answer of `line` stands there, a failure that no other line has; clears it.
     void awaitLast(const Line& line);
-    std::string answerTo(const Line& line, const std::function<void()>& send);
+    std::string answerTo(const Line& line, const std::function<std::string()>& ask);
     void judge(const Line& line, const std::string& answer);
+    void judgeData(const Line& line, const std::string& answer);
     void askThrough(bed::FrontEnd& frontEnd, const Line& line);
     bool isAnswerOfUpload(const std::string& answer);
 
     Bed& bed_;
     Account& account_;
     Report& report_;
+    Replies replies_;
     /// The upload whose answer is still to come.
     const Line* upload_ = nullptr;
 };

@@ -208,6 +208,8 @@ Line readingLine(Random& random) {
             .datagrams = {requestText({reading.cmd, id}, "")},
             .success = answerWith(reading.name, reading.data),
             .hasData = true,
+            .data = std::string(reading.data),
+            .device = id,
             .failure = answerText(reading.failure, "failure"),
             .ending = Ending::kEither};
 }
@@ -227,6 +229,7 @@ Line listingLine(Random& random) {
             .datagrams = {requestText({"config get device", listing.group}, "")},
             .success = answerWith(listing.name, "devicelist"),
             .hasData = true,
+            .data = "devicelist",
             .failure = answerText(listing.name, "failure")};
 }
 

@@ -32,6 +32,9 @@ struct Line {
     /// The success answer; where it has data, what stands before the data.
     std::string success;
     bool hasData = false;
+    /// The key of the data, and the device that is asked for them; none in a listing.
+    std::string data{};
+    std::string device{};
     std::string failure;
     Ending ending = Ending::kSucceeds;
 };

@@ -74,6 +74,8 @@ void Report::printNumbers(const Numbers& numbers) const {
     printRow("phases", counts.phases);
     printRow("commands of front ends that take turns", counts.asked);
     printRow("right answers, one for each", counts.answered);
+    printRow("of them with data, compared with the replies on the cable", counts.withData);
+    printRow("of these with the data of an older reply", counts.stale);
     printRow("answers of uploads and others that overwrote each other (one-answer)",
              counts.overwritten);
     printRow("lines of crowds", counts.lines);

@@ -47,6 +47,8 @@ struct Counts {
     std::uint64_t phases = 0;
     std::uint64_t asked = 0;           ///< Commands of the undisturbed front ends.
     std::uint64_t answered = 0;        ///< Answers to them, each the only one and a right one.
+    std::uint64_t withData = 0;        ///< Of them, those with data, each compared with replies.
+    std::uint64_t stale = 0;           ///< Of these, those with an older reply's data.
     std::uint64_t overwritten = 0;     ///< Of an upload and another line, one the other.
     std::uint64_t lines = 0;           ///< Commands of those in crowds.
     std::uint64_t oneWay = 0;          ///< One-way commands that must be carried out.

@@ -21,6 +21,10 @@
 //     before the next command or in its place. (No front end can see a second answer that follows
 //     within the millisecond before the prefix is cleared. But the daemon prints each line that it
 //     carries out, and those are counted.)
+//   - Data: what devices reply is heard on the cable too. Data that are in no reply, or a listing
+//     without a device that had replied, is a wrong answer. A reply is taken for that of the next
+//     question where one comes twice or too late: such an answer has the data of an older reply,
+//     and is counted.
 //   - A stalled upload answers when it ends, among other commands; its text tells its answer from
 //     theirs. Should two answers overwrite each other, which can happen once for each upload, that
 //     is counted, and one more command shows that both have come.

@@ -134,7 +134,7 @@ TEST(Catalogue, knows_the_names_of_answers_to_any_line_as_the_daemon_gives_them)
 
 TEST(Catalogue, reads_changes_back_by_what_the_other_command_says) {
     for (const Command& each : Catalogue_commands()) {
-        const AskedBack& back = each.asked_back;
+        const AskedBack& back = each.askedBack;
         if (back.text.empty()) {
             EXPECT_TRUE(back.expected.empty()) << each.text;
             continue;

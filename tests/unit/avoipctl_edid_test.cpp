@@ -44,14 +44,14 @@ TEST(EdidFacts, are_read_from_the_first_block) {
     EXPECT_EQ(facts.product, "0x1234, Wall Display");
     EXPECT_EQ(facts.serial, "123456789, SN-0042");
     EXPECT_EQ(facts.made, "2023, week 7");
-    EXPECT_EQ(facts.preferred_mode, "1920x1080 at 60.00 Hz");
-    EXPECT_TRUE(facts.checksum_is_right);
+    EXPECT_EQ(facts.preferredMode, "1920x1080 at 60.00 Hz");
+    EXPECT_TRUE(facts.checksumIsRight);
 }
 
 TEST(EdidFacts, say_when_the_checksum_is_wrong) {
     auto bytes = monitor();
     bytes[127] ^= 1;
-    EXPECT_FALSE(factsOf(bytes).checksum_is_right);
+    EXPECT_FALSE(factsOf(bytes).checksumIsRight);
 }
 
 TEST(EdidFacts, leave_out_a_week_that_is_not_given) {
@@ -64,19 +64,19 @@ TEST(EdidFacts, name_an_interlaced_mode_by_its_whole_picture) {
     auto bytes = monitor();
     const auto timing = Edid_bytes("011D8018711C1620582C250000000000009E");
     std::copy(timing.begin(), timing.end(), bytes.begin() + 54);
-    EXPECT_EQ(factsOf(bytes).preferred_mode, "1920x1080 interlaced at 60.00 Hz");
+    EXPECT_EQ(factsOf(bytes).preferredMode, "1920x1080 interlaced at 60.00 Hz");
 }
 
 TEST(EdidFacts, have_no_mode_where_the_first_descriptor_is_no_timing) {
     auto bytes = monitor();
     bytes[54] = bytes[55] = 0;
-    EXPECT_EQ(factsOf(bytes).preferred_mode, "");
+    EXPECT_EQ(factsOf(bytes).preferredMode, "");
 }
 
 TEST(EdidFacts, have_no_mode_where_a_timing_has_no_pixels) {
     auto bytes = monitor();
     std::fill(bytes.begin() + 56, bytes.begin() + 72, std::uint8_t{0});
-    EXPECT_EQ(factsOf(bytes).preferred_mode, "");
+    EXPECT_EQ(factsOf(bytes).preferredMode, "");
 }
 
 TEST(EdidFacts, are_not_read_from_too_few_bytes_or_another_beginning) {

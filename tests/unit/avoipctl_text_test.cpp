@@ -20,9 +20,9 @@ std::vector<std::string_view> nearest(std::string_view word) {
     return Suggest_nearest(word, candidates);
 }
 
-Words candidates(const Words& words, bool console_texts = true) {
+Words candidates(const Words& words, bool consoleTexts = true) {
     const Words identities{"rx01", "tx01", "tx02"};
-    return Completion_candidates(words, identities, console_texts);
+    return Completion_candidates(words, identities, consoleTexts);
 }
 
 std::string rendered(std::string_view group, std::string_view action, std::vector<Row> rows) {

@@ -47,9 +47,9 @@ TEST(Notes, are_read_as_they_are_written) {
     const Notes notes = avoip::Notes_parse(kText);
     EXPECT_EQ(notes.daemon, 48213U);
     EXPECT_TRUE(notes.clean);
-    ASSERT_EQ(notes.owed_count, 2U);
+    ASSERT_EQ(notes.owedCount, 2U);
     EXPECT_EQ(notes.owed[0].until_ms, 120500);
-    EXPECT_EQ(notes.owed[0].shared_until_ms, 104000);
+    EXPECT_EQ(notes.owed[0].sharedUntil_ms, 104000);
     EXPECT_EQ(notes.owed[0].pid, 4711);
     EXPECT_EQ(notes.owed[0].number, 3);
     EXPECT_STREQ(notes.owed[0].names[0].data(), "matrix get");
@@ -72,14 +72,14 @@ TEST(Notes, are_none_in_a_text_that_was_not_finished_or_is_none) {
 TEST(Notes, end_at_their_end_whatever_is_left_behind_it_of_a_longer_text) {
     const Notes notes = avoip::Notes_parse("avoip 1\nend\nclean\nowed 1 1 1 1 x\nend\n");
     EXPECT_FALSE(notes.clean);
-    EXPECT_EQ(notes.owed_count, 0U);
+    EXPECT_EQ(notes.owedCount, 0U);
 }
 
 TEST(Notes, pass_over_lines_that_they_do_not_know) {
     const Notes notes = avoip::Notes_parse(
         "avoip 1\nor nothing\nweather fine\n\ncleanish\nowed\nowed x y\nclean\nend\n");
     EXPECT_TRUE(notes.clean);
-    ASSERT_EQ(notes.owed_count, 1U);
+    ASSERT_EQ(notes.owedCount, 1U);
     EXPECT_EQ(notes.owed[0].until_ms, 0);
     EXPECT_STREQ(notes.owed[0].names[0].data(), "");
 }
@@ -90,7 +90,7 @@ TEST(Notes, keep_the_latest_when_there_are_too_many) {
     for (std::size_t i = 0; i < avoip::kOwedMax + 2; ++i) {
         avoip::Notes_add(notes, owed(static_cast<std::int64_t>(i), longest, longest));
     }
-    EXPECT_EQ(notes.owed_count, avoip::kOwedMax);
+    EXPECT_EQ(notes.owedCount, avoip::kOwedMax);
     EXPECT_EQ(notes.owed[0].until_ms, 2);
     EXPECT_EQ(avoip::Notes_find(notes, 4711, 1), nullptr);
     EXPECT_EQ(avoip::Notes_find(notes, 4711, 17), &notes.owed[15]);
@@ -109,7 +109,7 @@ TEST(Notes, lapse_with_time_and_when_they_were_written_before_the_machine_was_st
     avoip::Notes_add(notes, owed(100'000'000, "c"));
     avoip::Notes_lapse(notes, 7, 1000);
     EXPECT_TRUE(notes.clean);
-    ASSERT_EQ(notes.owed_count, 1U);
+    ASSERT_EQ(notes.owedCount, 1U);
     EXPECT_STREQ(notes.owed[0].names[0].data(), "b");
 }
 

@@ -150,14 +150,14 @@ TEST_F(FrontEndOwed, of_a_sender_that_was_killed_is_noted_from_the_moment_it_was
     Asker asker;
     EXPECT_EQ(asker.askNamed("matrix set a b!", "matrix sets", "matrix set"), AVOIP_OK);
     const avoip::Notes during = avoip::Notes_parse(seen);
-    ASSERT_EQ(during.owed_count, 1U) << seen;
+    ASSERT_EQ(during.owedCount, 1U) << seen;
     EXPECT_EQ(during.daemon, avoip::Sockets_listener(AVOIP_CONSOLE_PORT));
     EXPECT_EQ(during.owed[0].pid, ::getpid());
     EXPECT_STREQ(during.owed[0].names[0].data(), "matrix sets");
     EXPECT_STREQ(during.owed[0].names[1].data(), "matrix set");
     EXPECT_GE(during.owed[0].until_ms, before + 15'000);
     EXPECT_LE(during.owed[0].until_ms, avoip::BootClock_ms() + 15'000);
-    EXPECT_EQ(avoip::Notes_parse(notes()).owed_count, 0U);
+    EXPECT_EQ(avoip::Notes_parse(notes()).owedCount, 0U);
 }
 
 TEST_F(FrontEndOwed, of_one_who_gives_up_may_come_for_a_while_from_then_on) {
@@ -166,9 +166,9 @@ TEST_F(FrontEndOwed, of_one_who_gives_up_may_come_for_a_while_from_then_on) {
     Asker asker;
     EXPECT_EQ(asker.askNamed("matrix get a!", "matrix get", nullptr, 300), AVOIP_TIME_OUT);
     const avoip::Notes left = avoip::Notes_parse(notes());
-    ASSERT_EQ(left.owed_count, 1U);
+    ASSERT_EQ(left.owedCount, 1U);
     EXPECT_GE(left.owed[0].until_ms, before + 15'300);
-    EXPECT_GE(left.owed[0].shared_until_ms, before + 15'300);
+    EXPECT_GE(left.owed[0].sharedUntil_ms, before + 15'300);
 }
 
 TEST_F(FrontEndOwed, holds_up_whoever_reads_while_its_command_may_read_too) {
@@ -245,7 +245,7 @@ TEST_F(FrontEndOwed, is_no_hindrance_to_one_who_may_be_asked_beside_its_namesake
     Steps steps;
     auto question = oneWay("update all encoders x!", "update all encoders");
     EXPECT_EQ(steps.ask(question, 100), AVOIP_TIME_OUT);
-    question.beside_namesakes = true;
+    question.besideNamesakes = true;
     EXPECT_EQ(steps.ask(question), AVOIP_OK) << steps.reason.text;
 }
 
@@ -255,13 +255,13 @@ TEST_F(FrontEndOwed, is_known_to_be_overwritten_by_a_marker) {
     });
     Steps steps;
     auto question = oneWay("device showme a!", "device showme");
-    question.marker_after_ms = 50;
+    question.markerAfter_ms = 50;
     EXPECT_EQ(steps.ask(question), AVOIP_OVERWRITTEN);
     EXPECT_STREQ(steps.reason.text,
                  "The daemon is done with the command, but another answer has overwritten the one "
                  "to it. Whether it succeeded is not known.");
     EXPECT_EQ(daemon.lines().size(), 2U);
-    EXPECT_EQ(avoip::Notes_parse(notes()).owed_count, 0U);
+    EXPECT_EQ(avoip::Notes_parse(notes()).owedCount, 0U);
 }
 
 TEST_F(FrontEndOwed, tells_that_the_daemons_socket_is_not_clean_from_the_moment_one_reads) {

@@ -104,7 +104,7 @@ TEST_F(ClientUpdate, gives_the_answer_that_comes_at_once) {
     const Reply reply = update();
     EXPECT_EQ(reply.end, End::kFailure);
     EXPECT_EQ(reply.json, answer(kUpdate, "failure"));
-    EXPECT_EQ(notes().owed_count, 0U);
+    EXPECT_EQ(notes().owedCount, 0U);
 }
 
 TEST_F(ClientUpdate, lets_others_have_their_turn_when_its_upload_has_begun) {
@@ -126,14 +126,14 @@ TEST_F(ClientUpdate, lets_others_have_their_turn_when_its_upload_has_begun) {
         const auto begin = Clock::now();
         askBeside("matrix get RX-1!", "matrix get RX-1!");
         shortest = std::min(shortest, Clock::now() - begin);
-        ASSERT_EQ(notes().owed_count, 1U);
+        ASSERT_EQ(notes().owedCount, 1U);
         EXPECT_STREQ(notes().owed[0].names[0].data(), kUpdate);
-        EXPECT_EQ(notes().owed[0].shared_until_ms, 0);
+        EXPECT_EQ(notes().owed[0].sharedUntil_ms, 0);
         done = true;
         updating.join();
         EXPECT_EQ(reply->end, End::kSuccess) << reply->reason;
         EXPECT_EQ(reply->json, answer(kUpdate));
-        EXPECT_EQ(notes().owed_count, 0U);
+        EXPECT_EQ(notes().owedCount, 0U);
     }
     // Without the connection it would be three seconds.
     EXPECT_LT(shortest, 1s);
@@ -167,7 +167,7 @@ TEST_F(ClientUpdate, keeps_its_turn_for_three_seconds_at_most) {
     askBeside("matrix get RX-1!", "matrix get RX-1!");
     EXPECT_GE(Clock::now() - begin, 3s);
     // The update goes on.
-    EXPECT_EQ(notes().owed_count, 1U);
+    EXPECT_EQ(notes().owedCount, 1U);
     done = true;
 }
 
@@ -186,7 +186,7 @@ TEST_F(ClientUpdate, knows_by_a_marker_that_it_is_over_when_its_answer_was_overw
     EXPECT_EQ(reply.end, End::kOverwritten) << reply.reason;
     EXPECT_EQ(daemon.lines().size(), 2U);
     EXPECT_TRUE(daemon.lines()[1].starts_with("avoip marker ")) << daemon.lines()[1];
-    EXPECT_EQ(notes().owed_count, 0U);
+    EXPECT_EQ(notes().owedCount, 0U);
 }
 
 TEST_F(ClientUpdate, takes_no_answer_for_its_own_while_another_with_its_name_is_owed) {
@@ -202,7 +202,7 @@ TEST_F(ClientUpdate, takes_no_answer_for_its_own_while_another_with_its_name_is_
                             << "\nowed " << later << " 0 1 1 " << kUpdate << "\nend\n";
     EXPECT_EQ(update().end, End::kOverwritten);
     // The other one's note stands as it stood.
-    ASSERT_EQ(notes().owed_count, 1U);
+    ASSERT_EQ(notes().owedCount, 1U);
     EXPECT_EQ(notes().owed[0].until_ms, later);
 }
 
@@ -247,6 +247,6 @@ TEST_F(ClientUpdate, ends_with_its_time_out) {
         reply.reason,
         "No answer within 3500 ms. The daemon may still be at work on the update; look at the "
         "versions of the devices.");
-    ASSERT_EQ(notes().owed_count, 1U);
+    ASSERT_EQ(notes().owedCount, 1U);
     done = true;
 }

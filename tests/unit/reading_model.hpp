@@ -83,7 +83,7 @@ class Daemon {
     std::mt19937_64 random_;
     double now_s_ = 0;
     std::multimap<double, Reply> socket_;
-    std::map<std::string, double> last_arrival_s_;
+    std::map<std::string, double> lastArrival_s_;
 };
 
 }  // namespace model

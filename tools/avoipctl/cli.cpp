@@ -105,7 +105,7 @@ void addCommand(CLI::App& parent, const Command& command, Session& session, Acti
                 "\nwhich sends the console text\n  " +
                 Arguments_consoleText(command, Arguments_examples(command)));
     if (command.shape.key == "rxedid") {
-        sub->add_flag("--edid-decode", session.options.edid_decode,
+        sub->add_flag("--edid-decode", session.options.edidDecode,
                       "Let the program edid-decode explain the EDID too");
     }
     if (command.exchange.kind == ExchangeKind::kSending) {
@@ -218,11 +218,11 @@ Status reportUsage(Session& session, const CLI::App& app, const CLI::ParseError&
                    const std::vector<std::string>& words) {
     const std::string unknown = unknownWord(app, words);
     Session_error(session, unknown.empty() ? error.what() : unknown);
-    if (session.at_prompt && Catalogue_findText(CLI::detail::join(words, " ")) != nullptr) {
+    if (session.atPrompt && Catalogue_findText(CLI::detail::join(words, " ")) != nullptr) {
         session.err << "A console text ends in \"!\".\n";
     }
-    session.err << (session.at_prompt ? "Type \"help\" for help.\n"
-                                      : "Run avoipctl --help for help.\n");
+    session.err << (session.atPrompt ? "Type \"help\" for help.\n"
+                                     : "Run avoipctl --help for help.\n");
     return kWrongUsage;
 }
 
@@ -242,7 +242,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", "avoipctl " AVOIP_VERSION);
     Action action;
-    if (!session.at_prompt) {
+    if (!session.atPrompt) {
         addHost(app, session.options);
     }
     addOptions(app, session.options);
@@ -272,7 +272,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     if (action) {
         return action();
     }
-    return session.at_prompt ? kSuccess : Prompt_run(session);
+    return session.atPrompt ? kSuccess : Prompt_run(session);
 }
 
 }  // namespace avoip::ctl

@@ -19,11 +19,11 @@ struct Sentence {
     std::string_view end;
 };
 
-std::vector<Sentence> sentences(bool console_texts) {
+std::vector<Sentence> sentences(bool consoleTexts) {
     std::vector<Sentence> all;
     for (const Command& command : Catalogue_commands()) {
         all.push_back({Line_words(Subcommand_words(command)), command.arguments, ""});
-        if (console_texts) {
+        if (consoleTexts) {
             all.push_back({Line_words(command.text), command.arguments, "!"});
         }
     }
@@ -68,11 +68,11 @@ bool agrees(const Sentence& sentence, std::span<const std::string> before) {
 
 std::vector<std::string> Completion_candidates(std::span<const std::string> words,
                                                std::span<const std::string> identities,
-                                               bool console_texts) {
+                                               bool consoleTexts) {
     std::set<std::string> found;
     const std::string begun = words.empty() ? std::string() : words.back();
     const auto before = words.first(words.empty() ? 0 : words.size() - 1);
-    for (const Sentence& sentence : sentences(console_texts)) {
+    for (const Sentence& sentence : sentences(consoleTexts)) {
         if (!agrees(sentence, before)) {
             continue;
         }

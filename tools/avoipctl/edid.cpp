@@ -40,9 +40,9 @@ std::string Edid_text(std::string_view hex) {
         {"product", facts.product},
         {"serial number", facts.serial},
         {"made", facts.made},
-        {"preferred mode", facts.preferred_mode.empty() ? "none" : facts.preferred_mode},
+        {"preferred mode", facts.preferredMode.empty() ? "none" : facts.preferredMode},
         {"size", std::to_string(bytes.size()) + " bytes"},
-        {"checksum", facts.checksum_is_right ? "right" : "wrong"},
+        {"checksum", facts.checksumIsRight ? "right" : "wrong"},
     };
     return Table_print({}, lines) + "\n" + Edid_hexDump(bytes);
 }

@@ -40,7 +40,7 @@ Status runAtTerminal(Session& session) {
 }  // namespace
 
 Status Prompt_run(Session& session) {
-    session.at_prompt = true;
+    session.atPrompt = true;
     return ::isatty(STDIN_FILENO) != 0 ? runAtTerminal(session) : runPlain(session);
 }
 

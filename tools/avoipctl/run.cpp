@@ -129,7 +129,7 @@ Status Run_command(Session& session, const Command& command, std::span<const std
     if (status == kSuccess && command.exchange.kind == ExchangeKind::kSending) {
         warnOfUnlisted(session, command, values);
     }
-    if (status == kSuccess && session.options.edid_decode && !reply.answer.rows.empty()) {
+    if (status == kSuccess && session.options.edidDecode && !reply.answer.rows.empty()) {
         explainEdid(session, reply.answer);
     }
     return status;

@@ -28,8 +28,8 @@ struct Options {
     std::uint16_t port = AVOIP_CONSOLE_PORT;
     double timeout_s = 0;  ///< 0: each command's own
     bool json = false;
-    bool edid_decode = false;  ///< let edid-decode explain an EDID too
-    bool verify = false;       ///< ask back what has become of a change
+    bool edidDecode = false;  ///< let edid-decode explain an EDID too
+    bool verify = false;      ///< ask back what has become of a change
 };
 
 struct Session {
@@ -37,7 +37,7 @@ struct Session {
     std::ostream& err;
     Options options = {};
     std::unique_ptr<Client> client = {};
-    bool at_prompt = false;
+    bool atPrompt = false;
 };
 
 /// The client, with the options as they are now; made when it is needed first.

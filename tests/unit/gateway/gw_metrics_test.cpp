@@ -18,7 +18,7 @@ MetricsFacts someFacts() {
     MetricsFacts facts;
     facts.version = "1.2";
     facts.up = true;
-    facts.sse_clients = 3;
+    facts.sseClients = 3;
     facts.devices = {{"rx\"1\\", "decoder", true, 12.5}, {"tx1", "encoder", false, 7}};
     return facts;
 }

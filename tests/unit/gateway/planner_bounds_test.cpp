@@ -80,7 +80,7 @@ class Simulation {
 
     std::vector<Taken> answered;
     std::vector<Taken> unanswered;
-    std::set<std::string> read_ones;
+    std::set<std::string> readOnes;
     std::vector<Span> rounds;
     std::size_t decoders() const { return decoders_.size(); }
 
@@ -134,7 +134,7 @@ class Simulation {
         const PollOutcome outcome = askAll(poll);
         (outcome.end == PollEnd::kAnswered ? answered : unanswered).push_back({from, now_});
         if (outcome.end == PollEnd::kAnswered) {
-            read_ones.insert(poll.decoder);
+            readOnes.insert(poll.decoder);
         }
         clean_ = clean_ && outcome.end == PollEnd::kAnswered;
         if (const auto round = Planner_polled(planner_, poll, outcome, from, now_)) {
@@ -187,7 +187,7 @@ TEST(PollingBounds, leave_room_to_read_all_that_answer) {
     for (std::uint64_t seed = 0; seed < 300; ++seed) {
         Simulation simulation(seed, true);
         simulation.run(400s);
-        EXPECT_EQ(simulation.read_ones.size(), simulation.decoders()) << "seed " << seed;
+        EXPECT_EQ(simulation.readOnes.size(), simulation.decoders()) << "seed " << seed;
         EXPECT_GE(simulation.rounds.size(), 2U) << "seed " << seed;
     }
 }

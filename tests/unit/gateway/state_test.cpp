@@ -24,7 +24,7 @@ class States : public testing::Test {
   protected:
     States() {
         state.changed = [this](const Change& change) {
-            EXPECT_EQ(change.revision, ++last_revision);
+            EXPECT_EQ(change.revision, ++lastRevision);
             told.push_back(std::string(ChangeKind_name(change.kind)) +
                            (change.key.empty() ? "" : " " + change.key));
             texts.push_back(change.json);
@@ -43,7 +43,7 @@ class States : public testing::Test {
 
     Time now{1'000'000ms};
     State state = State_begin("e", now);
-    std::uint64_t last_revision = 0;
+    std::uint64_t lastRevision = 0;
     Texts told;
     Texts texts;
     Texts happened;
@@ -66,7 +66,7 @@ TEST_F(States, is_not_changed_by_a_device_that_is_heard_once_more) {
     State_heard(state, "RX-1", now);
     EXPECT_TRUE(takeTold().empty());
     EXPECT_GT(state.reading, reading);
-    EXPECT_EQ(state.devices.at("RX-1").last_seen, now);
+    EXPECT_EQ(state.devices.at("RX-1").lastSeen, now);
     EXPECT_NE(state.devices.at("RX-1").json.find(Time_text(now)), std::string::npos);
 }
 
@@ -148,7 +148,7 @@ TEST_F(States, has_routes_of_decoders_only_and_never_heard_at_first) {
     for (const RouteKind kind : kAllRouteKinds) {
         EXPECT_EQ(State_route(state, kind, "TX-1"), nullptr);
         ASSERT_NE(State_route(state, kind, "RX-1"), nullptr);
-        EXPECT_EQ(State_route(state, kind, "RX-1")->seen_at, std::nullopt);
+        EXPECT_EQ(State_route(state, kind, "RX-1")->seenAt, std::nullopt);
     }
     list({report("TX-1", "RX"), report("RX-1", "TX")});
     EXPECT_NE(State_route(state, RouteKind::kIr, "TX-1"), nullptr);
@@ -165,7 +165,7 @@ TEST_F(States, tells_of_a_route_that_is_new_and_not_of_one_that_is_seen_again) {
     now += 10s;
     State_routeSaid(state, RouteKind::kVideo, "RX-1", "", now);
     EXPECT_TRUE(takeTold().empty());
-    EXPECT_EQ(State_route(state, RouteKind::kVideo, "RX-1")->seen_at, now);
+    EXPECT_EQ(State_route(state, RouteKind::kVideo, "RX-1")->seenAt, now);
     State_routeSaid(state, RouteKind::kVideo, "RX-1", "TX-1", now);
     EXPECT_EQ(takeTold(), Texts{"route video/RX-1"});
     State_routeSaid(state, RouteKind::kVideo, "RX-9", "TX-1", now);
@@ -231,7 +231,7 @@ TEST_F(States, tells_of_what_people_keep) {
     State_put(state, Room{"hall", {}, {}});
     EXPECT_EQ(takeTold(), (Texts{"preset evening", "lock RX-1", "wall front", "job 1", "log 7"}));
     EXPECT_EQ(state.revision, 6U);
-    last_revision = state.revision;
+    lastRevision = state.revision;
     EXPECT_TRUE(State_removePreset(state, "evening"));
     EXPECT_EQ(texts.back(), R"({"name":"evening","deleted":true})");
     EXPECT_TRUE(State_removeLock(state, "RX-1"));

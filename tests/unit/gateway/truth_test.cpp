@@ -69,7 +69,7 @@ class World {
                 const auto round = Polling_charge(polling, poll, outcome, from);
                 const double round_s =
                     std::chrono::duration<double>(round.value_or(Span{})).count();
-                longest_round_s = std::max(longest_round_s, round_s);
+                longestRound_s = std::max(longestRound_s, round_s);
             }
             after();
         }
@@ -107,7 +107,7 @@ class World {
             return Time(std::chrono::floor<std::chrono::milliseconds>(now().time_since_epoch()));
         }};
     Polling polling{{}, session, state, clocks};
-    double longest_round_s = 10;  ///< or longer, when a fifth of the turn does not suffice
+    double longestRound_s = 10;  ///< or longer, when a fifth of the turn does not suffice
 
   private:
     /// As the room does it: a device that is silent is told from one that says something else.
@@ -140,7 +140,7 @@ class Wrongness {
             for (const RouteKind kind : kAllRouteKinds) {
                 const bool right = world_.state.with([&](const State& state) {
                     const Route* const route = State_route(state, kind, decoder);
-                    return route == nullptr || !route->seen_at ||
+                    return route == nullptr || !route->seenAt ||
                            route->encoder == world_.said(decoder, kind);
                 });
                 double& since_s = since_s_.try_emplace({decoder, kind}, now_s).first->second;
@@ -199,7 +199,7 @@ TEST(Truth, what_changes_is_shown_within_two_rounds_beside_a_fault) {
             world.addFault(40, kMisleading);
             world.poll(40, [&] { wrongness.look(); });
         }
-        ASSERT_LE(wrongness.longest_s, 2 * world.longest_round_s + kBetween_s) << "seed " << seed;
+        ASSERT_LE(wrongness.longest_s, 2 * world.longestRound_s + kBetween_s) << "seed " << seed;
     }
 }
 
@@ -224,9 +224,9 @@ TEST(Truth, no_wrong_route_is_confirmed_beside_one_fault_or_two) {
         }
         const std::vector<Verdict> verdicts = world.confirm(changes);
         for (std::size_t i = 0; i < verdicts.size(); ++i) {
-            const bool is_confirmed = verdicts[i] == Verdict::kConfirmed;
-            ASSERT_TRUE(obeys[i] || !is_confirmed) << "seed " << seed << ", change " << i;
-            confirmed += is_confirmed ? 1 : 0;
+            const bool isConfirmed = verdicts[i] == Verdict::kConfirmed;
+            ASSERT_TRUE(obeys[i] || !isConfirmed) << "seed " << seed << ", change " << i;
+            confirmed += isConfirmed ? 1 : 0;
             obeyed += obeys[i] ? 1 : 0;
         }
     }
@@ -285,7 +285,7 @@ TEST(Truth, two_devices_of_one_identity_show_no_route_of_either) {
     world.poll(30);
     world.state.with([](const State& state) {
         EXPECT_TRUE(State_device(state, "RX-2")->duplicate);
-        EXPECT_TRUE(State_route(state, RouteKind::kVideo, "RX-3")->seen_at);
+        EXPECT_TRUE(State_route(state, RouteKind::kVideo, "RX-3")->seenAt);
         return 0;
     });
 }
