@@ -41,7 +41,7 @@ struct Call {
     std::map<std::string, std::string, std::less<>> query = {};
     std::string body = {};
     /// Whether the body is bytes (application/octet-stream), not JSON.
-    bool bodyIs_bytes = false;
+    bool binaryBody = false;
     /// What the response may be, as the caller says it.
     std::string accept = {};
     Caller caller = {};

@@ -151,8 +151,8 @@ void checkBody(Request& request, MHD_Connection* connection) {
     const std::string type = header(connection, MHD_HTTP_HEADER_CONTENT_TYPE).value_or("");
     const bool binary = equalLetters(mediaType(type), kBytes);
     const bool isJson = equalLetters(mediaType(type), kJson);
-    request.call.bodyIs_bytes = binary && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
-    const bool fits = request.call.bodyIs_bytes || (isJson && kind != BodyKind::kImage);
+    request.call.binaryBody = binary && (kind == BodyKind::kImage || kind == BodyKind::kEdid);
+    const bool fits = request.call.binaryBody || (isJson && kind != BodyKind::kImage);
     if (!fits && request.hasBody) {
         throw Problem{415, "The body must be " +
                                std::string(kind == BodyKind::kImage ? kBytes : kJson) + "."};
