@@ -27,7 +27,7 @@ constexpr double kDeviceSilence_s = 2.9;
 
 /// How many seeds a test takes: `usual`, or so many times as many as the environment says.
 std::uint64_t seeds(std::uint64_t usual) {
-    const char* const times = std::getenv("AVOIP_TEST_SEEDS_TIMES");
+    const char* const times = std::getenv("AVOIP_TEST_TIMES");
     return usual * (times == nullptr ? 1 : std::strtoull(times, nullptr, 10));
 }
 
