@@ -115,7 +115,7 @@ Response edid(Gateway& gateway, Call& call) {
 Response giveEdid(Gateway& gateway, Call& call) {
     const std::vector<std::uint8_t> bytes =
         call.binaryBody ? std::vector<std::uint8_t>(call.body.begin(), call.body.end())
-                          : take(Edid_readBody(Body_parse(call.body).get()));
+                        : take(Edid_readBody(Body_parse(call.body).get()));
     take(Edid_give(gateway.operations, call.parts.at(0), bytes));
     // No encoder tells its EDID.
     return Response_json(Edid_json(bytes, false));
