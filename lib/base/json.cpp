@@ -97,6 +97,11 @@ bool Json_isNull(const cJSON* value) {
     return cJSON_IsNull(value) != 0;
 }
 
+std::optional<double> Json_number(const cJSON* object, std::string_view key) {
+    const cJSON* const value = Json_find(object, key);
+    return cJSON_IsNumber(value) != 0 ? std::optional(value->valuedouble) : std::nullopt;
+}
+
 const cJSON* Json_find(const cJSON* object, std::string_view key) {
     return cJSON_GetObjectItemCaseSensitive(object, std::string(key).c_str());
 }

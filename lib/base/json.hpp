@@ -51,6 +51,9 @@ std::optional<bool> Json_truth(const cJSON* value);
 /// Whether there is a value, and it is null.
 bool Json_isNull(const cJSON* value);
 
+/// The number of the member `key` of `object`; nothing when there is no such member, or no number.
+std::optional<double> Json_number(const cJSON* object, std::string_view key);
+
 /// The first member of `object` with this key; null when there is none, or no object.
 const cJSON* Json_find(const cJSON* object, std::string_view key);
 cJSON* Json_find(cJSON* object, std::string_view key);

@@ -25,8 +25,7 @@ bool waitFor(int descriptor, short events, Deadline deadline) {
     pollfd watched{descriptor, events, 0};
     int ready = 0;
     do {
-        const std::int64_t left_us = Deadline_left_us(deadline);
-        const timespec limit{left_us / 1000000, left_us % 1000000 * 1000};
+        const timespec limit = Wait_timespec(Deadline_left_us(deadline));
         ready = ::ppoll(&watched, 1, &limit, nullptr);
     } while (ready < 0 && errno == EINTR);
     return ready > 0;

@@ -2,6 +2,8 @@
 // poll.
 #pragma once
 
+#include <time.h>
+
 #include <cstdint>
 
 namespace avoip {
@@ -14,6 +16,9 @@ Deadline Deadline_in(std::int64_t milliseconds);
 
 /// The microseconds until `deadline`, 0 when it has passed.
 std::int64_t Deadline_left_us(Deadline deadline);
+
+/// So many microseconds as the system takes them, whose members are narrower on 32-bit processors.
+timespec Wait_timespec(std::int64_t time_us);
 
 /// The milliseconds since the machine was started, its sleep included: the clock that every process
 /// of a machine reads alike, which /proc/uptime shows in seconds.

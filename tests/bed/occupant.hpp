@@ -13,8 +13,12 @@ namespace bed {
 
 class Occupant {
   public:
-    /// SOCK_STREAM or SOCK_DGRAM, and the port. Nobody accepts connections there.
-    Occupant(int type, std::uint16_t port) : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
+    /// Binds a socket of this type (SOCK_STREAM, which listens then, or SOCK_DGRAM) to the port.
+    /// Nobody accepts connections there; `shares` lets others bind to it too, if they ask for that.
+    Occupant(int type, std::uint16_t port, bool shares = false)
+        : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
+        const int share = shares ? 1 : 0;
+        ::setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &share, sizeof share);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);

@@ -71,9 +71,10 @@ Ear::Ear(const bed::Namespaces& namespaces, std::size_t commands)
       heard_(commands),
       listener_([this](const std::stop_token& finishing) { listen(finishing); }) {}
 
-std::string Ear::finish() {
+std::string Ear::finish(std::size_t sent) {
     listener_.request_stop();
     listener_.join();
+    heard_.resize(std::min(heard_.size(), sent));
     const auto never = std::ranges::count(heard_, 0);
     const auto once = std::ranges::count(heard_, 1);
     std::string lost;

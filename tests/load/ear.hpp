@@ -11,6 +11,7 @@
 
 #include "bed/namespaces.hpp"
 #include "lib/base/descriptor.hpp"
+#include "load/load.hpp"
 
 namespace load {
 
@@ -21,7 +22,8 @@ class Ear {
 
     /// Hears to the end of what comes, which a second of silence shows, and says what was lost:
     /// requests that never came, came more than once, or were no such requests. Empty for nothing.
-    std::string finish();
+    /// Of the requests `sent` may be all that were sent, from the first one on.
+    std::string finish(std::size_t sent = kCommandsMax);
 
   private:
     void listen(const std::stop_token& finishing);

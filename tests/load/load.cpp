@@ -36,6 +36,9 @@ constexpr Figure kFigures[] = {
     {"fifty-connections", load::fiftyConnections, 10'000, load::kCommandsMax / 50},
     {"connections", load::connections, 20'000, load::kCommandsMax},
     {"connections-until-refused", load::connectionsUntilRefused, 100'000, load::kCommandsMax},
+    {"guarded-connections", load::guardedConnections, 1'000'000, load::kCommandsMax},
+    {"guarded-three-restarts", load::guardedThreeRestarts, 100'000, load::kCommandsMax},
+    {"guarded-little-space", load::guardedLittleSpace, 5'000, load::kCommandsMax},
     {"burst", load::burst, 100, load::kCommandsMax},
     {"burst-unprivileged", load::burstUnprivileged, 100, load::kCommandsMax},
 };

@@ -47,6 +47,20 @@ Finding connections(std::size_t connections);
 /// connections that stand are served still.
 Finding connectionsUntilRefused(std::size_t most);
 
+/// `connections` one after the other, each for one command, to a daemon that avoipguard replaces
+/// whenever it is worn: that each command is answered and carried out once, and what a front end
+/// without the library sees of the replacing.
+Finding guardedConnections(std::size_t connections);
+
+/// Connections one after the other until the guard has replaced the daemon three times, `most` at
+/// most. The environment variables AVOIPGUARD and AVOIPD may name other builds, such as those for
+/// another processor with what emulates it.
+Finding guardedThreeRestarts(std::size_t most);
+
+/// As guardedConnections(), with no more addresses than a 32-bit processor has, and no other front
+/// end.
+Finding guardedLittleSpace(std::size_t connections);
+
 /// A fleet of 1,024 answers discovery in one burst, `rounds` times.
 Finding burst(std::size_t rounds);
 

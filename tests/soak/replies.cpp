@@ -60,6 +60,13 @@ bool holds(const cJSON* record, const cJSON* data, std::string_view asked) {
     return true;
 }
 
+/// Whether `data` is a route to nobody that the daemon made of a reply without a whole route
+/// (kept: routeless-reply).
+bool isRouteless(std::string_view cmd, const cJSON* record, const cJSON* data) {
+    return cmd == "matrix get" && avoip::Json_text(data, "txid") == "" &&
+           (!avoip::Json_text(record, "rxid") || !avoip::Json_text(record, "txid"));
+}
+
 /// Whether the daemon lists a device for this reply: nothing of what is asked for is missing.
 bool isListable(const cJSON* ack, const cJSON* record) {
     const auto stands = [](const cJSON* object) {
@@ -93,13 +100,20 @@ void Replies::beginCommand() {
     before_ = replies_.size();
 }
 
-const cJSON* Replies::recordOf(Reply& reply, std::string_view cmd) {
-    if (!std::exchange(reply.is_read, true)) {
+const cJSON* Replies::ackOf(Reply& reply, std::string_view cmd) {
+    if (!std::exchange(reply.isRead, true)) {
         reply.tree = avoip::Json_parse(reply.text);
     }
     const cJSON* const ack = avoip::Json_find(reply.tree.get(), "ack");
-    if (avoip::Json_text(ack, "cmd") != cmd || avoip::Json_text(ack, "status") != "success" ||
-        avoip::Json_text(ack, "hostid") != kHostId) {
+    const bool fits = avoip::Json_text(ack, "cmd") == cmd &&
+                      avoip::Json_text(ack, "status") == "success" &&
+                      avoip::Json_text(ack, "hostid") == kHostId;
+    return fits ? ack : nullptr;
+}
+
+const cJSON* Replies::recordOf(Reply& reply, std::string_view cmd) {
+    const cJSON* const ack = ackOf(reply, cmd);
+    if (ack == nullptr) {
         return nullptr;
     }
     for (const cJSON* member : avoip::Json_items(reply.tree.get())) {
@@ -115,11 +129,12 @@ Origin Replies::originOfOne(const Line& line, const cJSON* data) {
     Reply* stale = nullptr;
     for (std::size_t i = replies_.size(); i-- > 0;) {
         Reply& reply = replies_[i];
+        const cJSON* const ack = ackOf(reply, cmd);
         const cJSON* const record = recordOf(reply, cmd);
-        if (reply.taken || !holds(record, data, line.device)) {
+        if (reply.taken || ack == nullptr ||
+            (!holds(record, data, line.device) && !isRouteless(cmd, record, data))) {
             continue;
         }
-        const cJSON* const ack = avoip::Json_find(reply.tree.get(), "ack");
         if (i >= before_ && avoip::Json_text(ack, "deviceid") == line.device) {
             reply.taken = true;
             return Origin::kOwn;

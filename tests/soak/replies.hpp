@@ -40,13 +40,14 @@ class Replies {
         std::string text;
         avoip::Json tree{};  ///< of the text, read when it is first looked at
         bool taken = false;  ///< an answer holds it already
-        bool is_read = false;
+        bool isRead = false;
     };
 
     void hear();
     Origin originOfOne(const Line& line, const cJSON* data);
     Origin originOfList(const cJSON* rows);
-    /// The record of a reply that succeeded; null when it is none.
+    /// The "ack" and the record of a reply to `cmd` that succeeded; null when it is none.
+    static const cJSON* ackOf(Reply& reply, std::string_view cmd);
     static const cJSON* recordOf(Reply& reply, std::string_view cmd);
 
     bed::Cable cable_;

@@ -9,14 +9,17 @@
 #include "avoipctl/completion.hpp"
 #include "avoipctl/line.hpp"
 #include "avoipctl/prompt.hpp"
+#include "avoipctl/report.hpp"
 #include "avoipctl/routes.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/subcommand.hpp"
 #include "avoipctl/suggest.hpp"
+#include "avoipctl/supervision.hpp"
 #include "avoipctl/update.hpp"
 #include "lib/catalogue/arguments.hpp"
 #include "lib/catalogue/catalogue.hpp"
+#include "lib/health/state_folder.hpp"
 
 namespace avoip::ctl {
 namespace {
@@ -177,6 +180,38 @@ void addRoutes(CLI::App& app, Session& session, Action& action) {
     });
 }
 
+using ShowState = Status (*)(Session&, const std::string& stateFolder);
+
+/// A subcommand about the daemon as a whole, which looks into the folder of its supervisor.
+void addStateView(CLI::App& app, Session& session, Action& action, ShowState show,
+                  const std::string& name, const std::string& summary, const std::string& footer) {
+    CLI::App* const sub = addSubcommand(app, name, summary);
+    const auto folder = std::make_shared<std::string>(kStateFolder);
+    sub->add_option("--state-folder", *folder, "Where avoipguard keeps its state")
+        ->capture_default_str()
+        ->type_name("DIR");
+    sub->footer(footer);
+    sub->callback([&session, &action, folder, show] {
+        action = [&session, folder, show] { return show(session, *folder); };
+    });
+}
+
+void addHealth(CLI::App& app, Session& session, Action& action) {
+    addStateView(app, session, action, Supervision_show, "health", "Show whether the daemon works",
+                 "Where no avoipguard runs, the daemon is asked for its devices.\n"
+                 "Exit status: 0 it works, 1 it is of no use, 2 wrong usage, 3 it is not there,\n"
+                 "5 it could not be asked, since other front ends were at it all the time.\n\n"
+                 "Example:\n  avoipctl health --json");
+}
+
+void addReport(CLI::App& app, Session& session, Action& action) {
+    addStateView(
+        app, session, action, Report_show, "report", "Print what to send with a bug report",
+        "Each answer stands below the shell command that asks for it. Of the journal there\n"
+        "are avoipguard's lines alone: the daemon's show commands with their values.\n\n"
+        "Example:\n  avoipctl report >report.md");
+}
+
 /// For the completion script of bash: what may stand in place of the last word, one a line.
 Status printCompletion(Session& session, const std::vector<std::string>& words) {
     for (const std::string& candidate :
@@ -250,6 +285,8 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     addRoutes(app, session, action);
     addImage(app, session, action);
     addSend(app, session, action);
+    addHealth(app, session, action);
+    addReport(app, session, action);
     app.add_flag_callback(
         "--bash-completion",
         [&session, &action] {

@@ -27,8 +27,8 @@ std::vector<Sentence> sentences(bool consoleTexts) {
             all.push_back({Line_words(command.text), command.arguments, "!"});
         }
     }
-    for (const char* const own :
-         {"routes", "routes video", "routes serial", "routes ir", "send", "image"}) {
+    for (const char* const own : {"routes", "routes video", "routes serial", "routes ir", "send",
+                                  "image", "health", "report"}) {
         all.push_back({Line_words(own), {}, ""});
     }
     return all;

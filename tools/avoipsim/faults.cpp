@@ -36,7 +36,7 @@ void leaveOutMember(cJSON* reply, std::uint64_t choice) {
             places.push_back({Json_find(reply, Json_key(object)), member});
         }
     }
-    const Place place = places[choice % places.size()];
+    const Place place = places[static_cast<std::size_t>(choice % places.size())];
     Json_remove(place.parent, place.member);
 }
 

@@ -20,8 +20,11 @@ void copyWindow(std::span<const unsigned char> bytes, std::uint64_t offset,
     const std::uint64_t begin = std::max(offset, windowOffset);
     const std::uint64_t end = std::min(offset + bytes.size(), windowOffset + window.size());
     if (begin < end) {
-        const auto part = bytes.subspan(begin - offset, end - begin);
-        std::copy(part.begin(), part.end(), window.subspan(begin - windowOffset).begin());
+        // Each of these lies within one of the pieces.
+        const auto from = static_cast<std::size_t>(begin - offset);
+        const auto to = static_cast<std::size_t>(begin - windowOffset);
+        const auto part = bytes.subspan(from, static_cast<std::size_t>(end - begin));
+        std::copy(part.begin(), part.end(), window.subspan(to).begin());
     }
 }
 

@@ -10,7 +10,7 @@ std::string timeText() {
     using std::chrono::milliseconds;
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto ms = std::chrono::duration_cast<milliseconds>(now).count();
-    const std::time_t seconds = ms / 1000;
+    const auto seconds = static_cast<std::time_t>(ms / 1000);
     std::tm parts{};
     ::gmtime_r(&seconds, &parts);
     char date[32];

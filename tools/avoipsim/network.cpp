@@ -47,7 +47,10 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
     // Bound to the group, the socket hears nothing else; without IP_MULTICAST_ALL off it would
     // hear the group on every interface on which anything on this machine has joined it.
     const sockaddr_in group = socketAddress(std::string(kDeviceGroup), kRequestPort);
-    if (!socket.isOpen() || !setOption(socket.get(), IP_MULTICAST_ALL, 0)) {
+    // Where the system does not know that option, as qemu's does not,
+    // other interfaces are heard too.
+    const bool hearsOne = setOption(socket.get(), IP_MULTICAST_ALL, 0) || errno == ENOPROTOOPT;
+    if (!socket.isOpen() || !hearsOne) {
         problem = failure("no UDP socket");
         return {};
     }
