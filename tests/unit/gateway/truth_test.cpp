@@ -3,7 +3,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <span>
 #include <string>
@@ -13,6 +12,7 @@
 #include "gateway/asking/polling.hpp"
 #include "gtest/gtest.h"
 #include "reading_model.hpp"
+#include "seeds.hpp"
 
 namespace avoip::gw {
 namespace {
@@ -24,12 +24,6 @@ constexpr std::array kFaults{Fault::kLate, Fault::kDoubled, Fault::kLost, Fault:
 /// Those that put a wrong value under a reader's eyes, if he lets them.
 constexpr std::array kMisleading{Fault::kLate, Fault::kDoubled, Fault::kForeign};
 constexpr double kDeviceSilence_s = 2.9;
-
-/// How many seeds a test takes: `usual`, or so many times as many as the environment says.
-std::uint64_t seeds(std::uint64_t usual) {
-    const char* const times = std::getenv("AVOIP_TEST_TIMES");
-    return usual * (times == nullptr ? 1 : std::strtoull(times, nullptr, 10));
-}
 
 /// The gateway's reading side on a model: two encoders, four decoders, and faults.
 class World {
