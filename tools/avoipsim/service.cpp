@@ -86,8 +86,9 @@ void wait(const Service& service) {
     if (due) {
         const auto left = std::max(Clock::duration::zero(), *due - Clock::now());
         // Narrower than what is counted, on 32-bit processors.
-        timeout.tv_sec = static_cast<time_t>(left / std::chrono::seconds(1));
-        timeout.tv_nsec = static_cast<long>((left % std::chrono::seconds(1)).count());
+        timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / std::chrono::seconds(1));
+        timeout.tv_nsec =
+            static_cast<decltype(timeout.tv_nsec)>((left % std::chrono::seconds(1)).count());
     }
     ::ppoll(watched.data(), watched.size(), due ? &timeout : nullptr, nullptr);
 }
