@@ -1,6 +1,6 @@
 """The rules of the documents: what docs/commands.md shows was recorded, and it shows everything;
-what is kept on purpose is named alike in the code and in its page; every line that the daemon prints
-is explained."""
+what is kept on purpose is named alike in the code and in its page; every line that the daemon
+prints is explained."""
 
 import re
 
@@ -17,7 +17,8 @@ _KEPT_TAG = re.compile(r"\bkept: ([a-z0-9-]+)")
 _KEPT_ENTRY = re.compile(r"^## ([a-z0-9-]+)$", re.MULTILINE)
 
 OPERATE = "docs/operate.md"
-# The lines that the daemon prints are explained in this section. What varies stands there in capitals.
+# The lines that the daemon prints are explained in this section. What varies stands there in
+# capitals.
 _LINES = re.compile(r"^## What the daemon prints$.*?(?=^## |\Z)", re.MULTILINE | re.DOTALL)
 _LINE = re.compile(r"`([^`]+)`")
 _VALUE = re.compile(r"(?<![A-Za-z])[A-Z]+(?![A-Za-z])")
