@@ -68,6 +68,7 @@ struct Work {
     /// Whether somebody else waits for an answer with the same name, or may have.
     bool crowded = false;
     bool uploading = false;  ///< when it was last looked at
+    bool begun = false;      ///< whether that was ever so
 };
 
 void tell(const Work& work, UpdateStage stage) {
@@ -84,6 +85,15 @@ bool isUploading(const Work& work) {
                (work.addresses.empty() ||
                 std::ranges::find(work.addresses, upload.address) != work.addresses.end());
     });
+}
+
+/// Sees whether an upload stands, and tells of the first.
+void lookAtUpload(Work& work) {
+    work.uploading = isUploading(work);
+    if (work.uploading && !work.begun) {
+        work.begun = true;
+        tell(work, UpdateStage::kUploading);
+    }
 }
 
 /// The update's answer if it stands in the segment; empty otherwise. Whoever has the turn may clear
@@ -133,9 +143,8 @@ avoip_result beginWork(Work& work, char** answer) {
         came =
             Dialogue_await(dialogue, work.named.question, timeout_ms, Deadline_in(kLookMs), answer);
     }
-    work.uploading = came == AVOIP_TIME_OUT && isUploading(work);
-    if (work.uploading) {
-        tell(work, UpdateStage::kUploading);
+    if (came == AVOIP_TIME_OUT) {
+        lookAtUpload(work);
     }
     noteNamesakes(work);
     Dialogue_shareNoMore(dialogue);
@@ -175,13 +184,13 @@ avoip_result awaitEnd(Work& work, char** answer) {
                        "its output, and at the versions of the devices.");
             return AVOIP_NO_DAEMON;
         }
+        const bool uploaded = work.uploading;
+        lookAtUpload(work);
         // Behind the end of an upload the answer follows soon, or the next upload does.
-        const bool uploading = isUploading(work);
-        if (work.uploading && !uploading) {
+        if (uploaded && !work.uploading) {
             pause_ms = kProbeAnswerMs;
             due = Deadline_in(pause_ms);
         }
-        work.uploading = uploading;
         if (Deadline_left_us(due) > 0 && standingAnswer(work).empty()) {
             continue;
         }

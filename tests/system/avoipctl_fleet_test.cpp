@@ -1,15 +1,14 @@
 // What avoipctl makes of several commands: names, single values, walls, presets and updates, with
 // the daemon and a fleet of simulated devices.
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
 #include "avoipctl_bed.hpp"
+#include "bed/image_file.hpp"
 #include "fleet_bed.hpp"
 #include "gtest/gtest.h"
-#include "lib/image/image.hpp"
 #include "terminal.hpp"
 
 namespace {
@@ -30,18 +29,10 @@ class AvoipctlOfFleet : public Avoipctl {
 class AvoipctlSlowUploads : public AvoipctlOfFleet {
   protected:
     AvoipctlSlowUploads()
-        : AvoipctlOfFleet({"--upload-answer-after", "6000", "--reboot-time", "100"}) {
-        avoip::FirmwareInfoBlock block{
-            .magic = avoip::kImageMagic, .version = {1, 2, 6}, .name = {}, .size = 8192};
-        constexpr std::string_view kName = "Video-TX-RX";
-        std::copy(kName.begin(), kName.end(), block.name.begin());
-        const auto bytes = avoip::Image_encode(block);
-        std::ofstream file(image, std::ios::binary);
-        file.seekp(avoip::kInfoBlockOffset);
-        file.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    }
+        : AvoipctlOfFleet({"--upload-answer-after", "6000", "--reboot-time", "100"}) {}
 
-    const std::string image = folder + "/image.bin";
+    const bed::ImageFile file{{.name = "Video-TX-RX", .size = bed::kWholeImage}};
+    const std::string& image = file.path();
 };
 
 }  // namespace

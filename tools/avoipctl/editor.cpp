@@ -108,12 +108,12 @@ unsigned char drop(EditLine* editLine, wint_t) {
 Editor::Editor()
     : history_(::history_init()),
       edit_(::el_init("avoipctl", stdin, stdout, stderr)),
-      history_path_(State_file("history").string()) {
+      historyPath_(State_file("history").string()) {
     HistEvent event{};
     ::history(history_.get(), &event, H_SETSIZE, kHistoryLines);
     ::history(history_.get(), &event, H_SETUNIQUE, 1);
-    if (!history_path_.empty()) {
-        ::history(history_.get(), &event, H_LOAD, history_path_.c_str());
+    if (!historyPath_.empty()) {
+        ::history(history_.get(), &event, H_LOAD, historyPath_.c_str());
     }
     ::el_set(edit_.get(), EL_PROMPT, &promptText);
     ::el_set(edit_.get(), EL_EDITOR, "emacs");
@@ -140,8 +140,8 @@ bool Editor::read(std::string& line) {
         HistEvent event{};
         ::history(history_.get(), &event, H_ENTER, line.c_str());
         // Saved after every line, so that an interrupt loses nothing.
-        if (!history_path_.empty()) {
-            ::history(history_.get(), &event, H_SAVE, history_path_.c_str());
+        if (!historyPath_.empty()) {
+            ::history(history_.get(), &event, H_SAVE, historyPath_.c_str());
         }
     }
     return true;
