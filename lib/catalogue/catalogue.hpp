@@ -104,6 +104,7 @@ struct Command {
     Shape shape = {};
     Exchange exchange;
     DeviceKind lists = DeviceKind::kAny;  ///< of a listing: which devices it is about
+    bool everyone = false;                ///< it concerns every device, or every one of a kind
     std::string_view successName = {};    ///< "cmd" of the success answer, empty when it is `text`
     std::string_view failureName = {};    ///< "cmd" of the failure answer, empty when it is `text`
     Witness witness = Witness::kNothing;

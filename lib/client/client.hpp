@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 
@@ -55,10 +56,18 @@ Confirmation Client_confirm(Client& client, const Request& change);
 /// verified.
 Reply Client_send(Client& client, const std::string& text);
 
-/// Has the daemon update devices. Others have their turn as soon as an upload to one of `addresses`
-/// has begun, to any device when there are none, or three seconds have passed. The daemon's answer
-/// may be overwritten then: End::kOverwritten says that the daemon is done, and that only the
-/// versions of the devices tell what came of it.
-Reply Client_update(Client& client, const Request& update, std::span<const std::string> addresses);
+/// How far an update has come while nobody has its answer yet.
+enum class UpdateStage {
+    kAsked,     ///< the daemon has the command, and looks for the devices
+    kUploading  ///< an upload has begun
+};
+
+/// Has the daemon update devices, and tells how far it has come where `told` is given. Others have
+/// their turn as soon as an upload to one of `addresses` has begun, to any device when there are
+/// none, or three seconds have passed. The daemon's answer may be overwritten then:
+/// End::kOverwritten says that the daemon is done, and that only the versions of the devices tell
+/// what came of it.
+Reply Client_update(Client& client, const Request& update, std::span<const std::string> addresses,
+                    const std::function<void(UpdateStage)>& told = {});
 
 }  // namespace avoip

@@ -22,7 +22,7 @@ void Fleet_learn(Fleet& fleet, const Command& listing, const Answer& answer) {
     };
     for (const Row& row : answer.rows) {
         fleet[member(row, "hostid")] = {kindOf(member(row, "devtype")), member(row, "devmac"),
-                                        member(row, "devaddr")};
+                                        member(row, "devaddr"), member(row, "alias")};
     }
 }
 

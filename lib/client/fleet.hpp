@@ -13,6 +13,7 @@ struct DeviceFacts {
     DeviceKind kind = DeviceKind::kAny;  ///< kAny: it calls itself neither "TX" nor "RX"
     std::string mac = {};
     std::string address = {};
+    std::string alias = {};
 };
 
 /// By their identities.

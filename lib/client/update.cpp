@@ -62,20 +62,38 @@ struct Work {
     std::vector<std::uint32_t> addresses;
     Uploads before;
     Deadline deadline;
+    const std::function<void(UpdateStage)>& told;
     Segment segment = {};  ///< to look at beside those who have the turn
     bool sent = false;
     /// Whether somebody else waits for an answer with the same name, or may have.
     bool crowded = false;
+    bool uploading = false;  ///< when it was last looked at
+    bool begun = false;      ///< whether that was ever so
 };
 
-/// Whether an upload has begun that can be this update's.
-bool hasBegun(const Work& work) {
+void tell(const Work& work, UpdateStage stage) {
+    if (work.told) {
+        work.told(stage);
+    }
+}
+
+/// Whether an upload stands that can be this update's.
+bool isUploading(const Work& work) {
     const Uploads now = uploadsNow();
     return std::ranges::any_of(now, [&](const UploadConnection& upload) {
         return std::ranges::find(work.before, upload) == work.before.end() &&
                (work.addresses.empty() ||
                 std::ranges::find(work.addresses, upload.address) != work.addresses.end());
     });
+}
+
+/// Sees whether an upload stands, and tells of the first.
+void lookAtUpload(Work& work) {
+    work.uploading = isUploading(work);
+    if (work.uploading && !work.begun) {
+        work.begun = true;
+        tell(work, UpdateStage::kUploading);
+    }
 }
 
 /// The update's answer if it stands in the segment; empty otherwise. Whoever has the turn may clear
@@ -117,12 +135,16 @@ avoip_result beginWork(Work& work, char** answer) {
         return put;
     }
     work.sent = true;
+    tell(work, UpdateStage::kAsked);
     work.segment.attach(work.deadline, work.client.why);
     const Deadline turnEnd = std::min(work.deadline, Deadline_in(kDiscoveryMs));
     avoip_result came = AVOIP_TIME_OUT;
-    while (came == AVOIP_TIME_OUT && !hasBegun(work) && Deadline_left_us(turnEnd) > 0) {
+    while (came == AVOIP_TIME_OUT && !isUploading(work) && Deadline_left_us(turnEnd) > 0) {
         came =
             Dialogue_await(dialogue, work.named.question, timeout_ms, Deadline_in(kLookMs), answer);
+    }
+    if (came == AVOIP_TIME_OUT) {
+        lookAtUpload(work);
     }
     noteNamesakes(work);
     Dialogue_shareNoMore(dialogue);
@@ -162,6 +184,13 @@ avoip_result awaitEnd(Work& work, char** answer) {
                        "its output, and at the versions of the devices.");
             return AVOIP_NO_DAEMON;
         }
+        const bool uploaded = work.uploading;
+        lookAtUpload(work);
+        // Behind the end of an upload the answer follows soon, or the next upload does.
+        if (uploaded && !work.uploading) {
+            pause_ms = kProbeAnswerMs;
+            due = Deadline_in(pause_ms);
+        }
         if (Deadline_left_us(due) > 0 && standingAnswer(work).empty()) {
             continue;
         }
@@ -188,14 +217,15 @@ avoip_result awaitEnd(Work& work, char** answer) {
 
 }  // namespace
 
-Reply Client_update(Client& client, const Request& update, std::span<const std::string> addresses) {
+Reply Client_update(Client& client, const Request& update, std::span<const std::string> addresses,
+                    const std::function<void(UpdateStage)>& told) {
     Reply checked = Request_check(update);
     if (!checked.succeeded()) {
         return checked;
     }
     const NamedQuestion named(checked.text);
     const int timeout_ms = Client_timeout_ms(client, named);
-    Work work{client, named, numbersOf(addresses), uploadsNow(), Deadline_in(timeout_ms)};
+    Work work{client, named, numbersOf(addresses), uploadsNow(), Deadline_in(timeout_ms), told};
     char* answer = nullptr;
     auto result = Client_enter(client, timeout_ms);
     if (result == AVOIP_OK) {

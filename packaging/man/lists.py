@@ -72,10 +72,10 @@ def subcommands(avoipctl):
 OPTION = re.compile(r"  (-\S+)(?: ([A-Z]+\b\S*(?: in \[[^]]*\]\S*)?(?: \.\.\.)?)(?=  |$))?\s*(.*)")
 
 
-def options(program):
-    """What --help lists: (heading, [(option, text)]), the first heading being "Options"."""
+def options(program, help_option="--help"):
+    """What the help lists: (heading, [(option, text)]), the first heading being "Options"."""
     groups = []
-    for line in output_of(program, "--help").splitlines():
+    for line in output_of(program, help_option).splitlines():
         option = OPTION.match(line)
         if re.match(r"[A-Z][^.]*:$", line):
             groups.append((line.rstrip(":"), []))
@@ -97,7 +97,8 @@ def option_items(entries):
 
 
 def first_options(program):
-    return option_items(options(program)[0][1])
+    # Its --help is but the first screen.
+    return option_items(options(program, "--help-all")[0][1])
 
 
 def grouped_options(program):

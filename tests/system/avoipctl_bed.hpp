@@ -5,9 +5,11 @@
 
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -103,6 +105,16 @@ class Avoipctl : public testing::Test {
         made.environment = {"XDG_STATE_HOME=" + folder + "/state",
                             "AVOIP_LOCK_FILE=" + folder + "/lock"};
         return made;
+    }
+
+    /// Lets avoipctl know these identities from an earlier list, as devices of any kind, so that it
+    /// looks none of them up.
+    void know(std::initializer_list<std::string_view> identities) const {
+        std::filesystem::create_directories(folder + "/state/avoipctl");
+        std::ofstream file(folder + "/state/avoipctl/devices");
+        for (const std::string_view identity : identities) {
+            file << "device " << identity << '\n';
+        }
     }
 
     static Outcome end(bed::Daemon& program) {

@@ -1,91 +1,11 @@
 // The prompt of avoipctl, with and without a terminal.
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
+#include <fstream>
 #include <string>
 
 #include "avoipctl_bed.hpp"
 #include "bed/stand_in.hpp"
-#include "bed/wait.hpp"
 #include "gtest/gtest.h"
-
-namespace {
-
-/// avoipctl at a terminal of the test's own.
-class Terminal {
-  public:
-    explicit Terminal(const std::string& folder) {
-        int screen = -1;
-        child_ = ::forkpty(&screen, nullptr, nullptr, nullptr);
-        if (child_ == 0) {
-            ::setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
-            ::setenv("AVOIP_LOCK_FILE", (folder + "/lock").c_str(), 1);
-            ::setenv("TERM", "dumb", 1);
-            ::execl(AVOIPCTL_PATH, "avoipctl", nullptr);
-            ::_exit(127);
-        }
-        screen_ = avoip::Descriptor(screen);
-    }
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
-    ~Terminal() {
-        screen_.reset();
-        if (child_ > 0) {
-            ::kill(child_, SIGKILL);
-            ::waitpid(child_, nullptr, 0);
-        }
-    }
-
-    void type(std::string_view keys) const {
-        ASSERT_EQ(::write(screen_.get(), keys.data(), keys.size()),
-                  static_cast<ssize_t>(keys.size()));
-    }
-
-    /// Waits until the screen shows `text`, behind what was awaited before.
-    void await(const std::string& text) {
-        std::size_t found = 0;
-        while ((found = shown_.find(text)) == std::string::npos) {
-            std::array<char, 4096> piece{};
-            if (!bed::awaitReadable(screen_.get())) {
-                throw bed::Error("no \"" + text + "\" on the screen but: " + shown_);
-            }
-            const ssize_t count = ::read(screen_.get(), piece.data(), piece.size());
-            if (count <= 0) {
-                throw bed::Error("the program ended without \"" + text + "\": " + shown_);
-            }
-            shown_.append(piece.data(), static_cast<std::size_t>(count));
-        }
-        shown_.erase(0, found + text.size());
-    }
-
-    /// Waits for the end of the program, and passes over what it shows until then; its exit status.
-    int awaitEnd() {
-        std::array<char, 4096> piece{};
-        bool readable = true;
-        while ((readable = bed::awaitReadable(screen_.get())) &&
-               ::read(screen_.get(), piece.data(), piece.size()) > 0) {
-        }
-        if (!readable) {
-            ::kill(child_, SIGKILL);
-        }
-        int status = 0;
-        ::waitpid(child_, &status, 0);
-        child_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-  private:
-    pid_t child_ = -1;
-    avoip::Descriptor screen_;
-    std::string shown_;
-};
-
-}  // namespace
+#include "terminal.hpp"
 
 TEST_F(AvoipctlAlone, reads_lines_to_their_end_where_there_is_no_terminal) {
     bed::StandIn daemon(smallNetwork);
@@ -161,4 +81,120 @@ TEST_F(AvoipctlAlone, brings_lines_back_from_the_history_of_an_earlier_run) {
     second.type("quit\r");
     EXPECT_EQ(second.awaitEnd(), 0);
     EXPECT_EQ(daemon.lines(), (std::vector<std::string>(2, "matrix set tx02 rx01!")));
+}
+
+TEST_F(AvoipctlAlone, drops_the_line_that_is_typed_at_ctrl_c) {
+    bed::StandIn daemon(smallNetwork);
+    Terminal terminal(folder);
+    terminal.await("avoip> ");
+    terminal.type("matrix set tx01 rx");
+    terminal.await("tx01 rx");
+    terminal.type("\x03");
+    terminal.await("^C\n");
+    terminal.await("avoip> ");
+    terminal.type("matrix set tx02 rx01\r");
+    terminal.await("Sent.\n");
+    terminal.await("avoip> ");
+    terminal.type("quit\r");
+    EXPECT_EQ(terminal.awaitEnd(), 0);
+    EXPECT_EQ(daemon.lines().back(), "matrix set tx02 rx01!");
+}
+
+TEST_F(AvoipctlAlone, returns_from_a_command_to_the_prompt_at_ctrl_c) {
+    // A daemon that answers nobody who reads a route.
+    bed::StandIn daemon([](const std::string& line) {
+        return line.starts_with("serial matrix get") ? std::nullopt : smallNetwork(line);
+    });
+    Terminal terminal(folder);
+    terminal.await("avoip> ");
+    terminal.type("serial-matrix get rx01\r");
+    bed::awaitCondition("the question", [&] {
+        const auto lines = daemon.lines();
+        return !lines.empty() && lines.back() == "serial matrix get rx01!";
+    });
+    terminal.type("\x03");
+    terminal.await(
+        "avoipctl: Interrupted. Nothing is changed; the daemon waits for replies some seconds "
+        "longer.\n");
+    terminal.await("avoip> ");
+    terminal.type("matrix set tx02 rx01!\r");
+    terminal.await(success("matrix sets"));
+    terminal.await("avoip> ");
+    terminal.type("quit\r");
+    EXPECT_EQ(terminal.awaitEnd(), 0);
+}
+
+TEST_F(AvoipctlAlone, ends_by_the_signal_at_ctrl_c_in_a_shell) {
+    bed::StandIn daemon([](const std::string& line) {
+        return line.starts_with("matrix set") ? std::nullopt : smallNetwork(line);
+    });
+    Terminal terminal(folder, {.arguments = {"matrix", "set", "tx01", "rx01"}});
+    bed::awaitCondition("the command", [&] {
+        const auto lines = daemon.lines();
+        return !lines.empty() && lines.back() == "matrix set tx01 rx01!";
+    });
+    terminal.type("\x03");
+    terminal.await("What was sent already is carried out; ask the device what became of it.\n");
+    EXPECT_EQ(terminal.awaitEnd(), -SIGINT);
+}
+
+TEST_F(AvoipctlAlone, passes_over_comments_at_the_prompt) {
+    bed::StandIn daemon(smallNetwork);
+    EXPECT_EQ(prompt("# matrix set tx01 rx01!\n  # nothing\nmatrix get rx01 # its route\n"),
+              (Outcome{0, "decoder  rx01\nencoder  tx02\n", ""}));
+}
+
+TEST_F(AvoipctlAlone, helps_at_a_question_mark) {
+    EXPECT_EQ(prompt("?\n"), prompt("help\n"));
+    EXPECT_EQ(prompt("matrix ?\n"), prompt("help matrix\n"));
+    EXPECT_EQ(prompt("matrix set ?\n").status, 0);
+}
+
+TEST_F(AvoipctlAlone, calls_a_full_output_device_an_error) {
+    bed::StandIn daemon(smallNetwork);
+    bed::DaemonOptions shell = options({"-c", "exec \"$0\" decoders > /dev/full", AVOIPCTL_PATH});
+    shell.program = "/bin/sh";
+    bed::Daemon program(shell);
+    EXPECT_EQ(end(program), (Outcome{1, "",
+                                     "avoipctl: The output could not be written (No space left on "
+                                     "device).\n"}));
+}
+
+TEST_F(AvoipctlAlone, asks_at_a_terminal_before_a_console_text_that_concerns_every_device) {
+    bed::StandIn daemon(
+        [](const std::string& line) { return success(line.substr(0, line.size() - 1)); });
+    Terminal terminal(folder);
+    terminal.await("avoip> ");
+    terminal.type("device all reboot!\r");
+    terminal.await("Reboot all devices: go on? [y/N] ");
+    terminal.type("n\r");
+    terminal.await("Nothing was sent.\n");
+    terminal.await("avoip> ");
+    EXPECT_TRUE(daemon.lines().empty());
+    terminal.type("quit\r");
+    EXPECT_EQ(terminal.awaitEnd(), 0);
+    EXPECT_EQ(prompt("device all reboot!\n").status, 0);
+}
+
+TEST_F(AvoipctlAlone, completes_aliases_in_quotes_and_paths_at_a_terminal) {
+    know({"rx01", "tx01"});
+    std::ofstream(folder + "/state/avoipctl/devices", std::ios::app) << "alias Meeting room 2\n";
+    std::ofstream(folder + "/picture.bin") << "x";
+    Terminal terminal(folder);
+    terminal.await("avoip> ");
+    terminal.type("matrix get Mee\t");
+    terminal.await("'Meeting room 2'");
+    terminal.type("\x03");
+    terminal.await("avoip> ");
+    terminal.type("image " + folder + "/pic\t");
+    terminal.await("/picture.bin");
+    terminal.type("\x03");
+    terminal.await("avoip> ");
+    // What a subcommand and a console text have in common is offered once.
+    terminal.type("matrix get r\t");
+    terminal.await("rx01");
+    terminal.type("\x03");
+    terminal.await("avoip> ");
+    terminal.type("quit\r");
+    EXPECT_EQ(terminal.awaitEnd(), 0);
 }

@@ -257,6 +257,7 @@ TEST_F(AvoipctlAndDaemon, shows_a_device_that_answered_over_the_network) {
 
 TEST_F(AvoipctlAndDaemon, sends_a_route_and_hears_matrix_sets) {
     bed::Session session;
+    know({"tx03", "rx01"});
     EXPECT_EQ(run({"--json", "matrix", "set", "tx03", "rx01"}),
               (Outcome{0, success("matrix sets") + "\n", ""}));
     EXPECT_EQ(session.device.receive().text,

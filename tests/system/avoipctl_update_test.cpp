@@ -97,7 +97,7 @@ TEST_F(AvoipctlUpdate, says_why_a_file_is_no_image) {
 TEST_F(AvoipctlUpdate, refuses_an_image_that_the_daemon_would_refuse) {
     bed::StandIn daemon([](const std::string& line) { return failure(line); });
     const std::string path = makeImage("Video-RX", 8192);
-    EXPECT_EQ(run({"update", "all-encoders", path}),
+    EXPECT_EQ(run({"update", "all-encoders", path, "--yes"}),
               (Outcome{2, "",
                        "avoipctl: The image " + path +
                            " cannot be used: it is not for encoders: its name, \"Video-RX\", has "
@@ -108,6 +108,7 @@ TEST_F(AvoipctlUpdate, refuses_an_image_that_the_daemon_would_refuse) {
 TEST_F(AvoipctlUpdate, refuses_a_device_that_is_not_listed) {
     Devices devices("encoder", {{"tx01", "V1.0.0"}});
     bed::StandIn daemon([&](const std::string& line) { return devices.answer(line); });
+    know({"tx09"});
     EXPECT_EQ(run({"update", "encoder", "tx09", makeImage("Video-TX", 8192)}),
               (Outcome{1, "",
                        "avoipctl: The device \"tx09\" is not among the encoders that answer: see "
@@ -119,7 +120,7 @@ TEST_F(AvoipctlUpdate, shows_image_and_devices_and_what_became_of_each) {
     Devices devices("encoder", {{"tx01", "V1.0.0"}, {"tx02", "V1.1.0"}});
     bed::StandIn daemon([&](const std::string& line) { return devices.answer(line); });
     const std::string path = makeImage("Video-TX", 8192);
-    EXPECT_EQ(run({"update", "all-encoders", path}),
+    EXPECT_EQ(run({"update", "all-encoders", path, "--yes"}),
               (Outcome{0,
                        std::string(kPlan) + "\n"
                                             "IDENTITY  VERSION\n"
@@ -138,6 +139,7 @@ TEST_F(AvoipctlUpdate, shows_image_and_devices_and_what_became_of_each) {
 TEST_F(AvoipctlUpdate, ends_with_1_and_shows_the_versions_when_the_daemon_answers_failure) {
     Devices devices("decoder", {{"rx01", "V1.0.0"}, {"rx02", "V1.0.0"}});
     bed::StandIn daemon([&](const std::string& line) { return devices.answer(line); });
+    know({"rx02"});
     const Outcome outcome = run({"update", "decoder", "rx02", makeImage("RX", 1)});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(
@@ -150,7 +152,7 @@ TEST_F(AvoipctlUpdate, ends_with_1_and_shows_the_versions_when_the_daemon_answer
 TEST_F(AvoipctlUpdate, prints_the_answer_alone_with_json) {
     Devices devices("decoder", {{"rx01", "V1.0.0"}});
     bed::StandIn daemon([&](const std::string& line) { return devices.answer(line); });
-    EXPECT_EQ(run({"--json", "update", "all-decoders", makeImage("RX", 1)}),
+    EXPECT_EQ(run({"--json", "update", "all-decoders", makeImage("RX", 1), "-y"}),
               (Outcome{0, success("update all decoders") + "\n", ""}));
 }
 
@@ -158,8 +160,9 @@ TEST_F(AvoipctlUpdate, hands_the_daemon_an_absolute_path) {
     Devices devices("decoder", {{"rx01", "V1.0.0"}});
     bed::StandIn daemon([&](const std::string& line) { return devices.answer(line); });
     const std::string path = makeImage("RX", 1);
-    bed::DaemonOptions shell = options(
-        {"-c", "cd \"$1\" && exec \"$0\" update all-decoders image.bin", AVOIPCTL_PATH, folder});
+    bed::DaemonOptions shell =
+        options({"-c", "cd \"$1\" && exec \"$0\" update all-decoders image.bin --yes",
+                 AVOIPCTL_PATH, folder});
     shell.program = "/bin/sh";
     bed::Daemon program(shell);
     EXPECT_EQ(end(program).status, 0);

@@ -1,3 +1,7 @@
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -7,7 +11,7 @@
 #include "avoipctl/routes.hpp"
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/table.hpp"
-#include "avoipctl/update.hpp"
+#include "avoipctl/targets.hpp"
 #include "gtest/gtest.h"
 
 namespace avoip::ctl {
@@ -21,8 +25,8 @@ std::vector<std::string_view> nearest(std::string_view word) {
 }
 
 Words candidates(const Words& words, bool consoleTexts = true) {
-    const Words identities{"rx01", "tx01", "tx02"};
-    return Completion_candidates(words, identities, consoleTexts);
+    return Completion_candidates(words, {{"rx01", "tx01", "tx02"}, {"Lobby", "Meeting room 2"}},
+                                 consoleTexts);
 }
 
 std::string rendered(std::string_view group, std::string_view action, std::vector<Row> rows) {
@@ -123,7 +127,43 @@ TEST(Completion, knows_identities_and_choices) {
     EXPECT_EQ(candidates({"encoder", "set", "tx01", ""}, false), (Words{"H264 ", "H265 "}));
     EXPECT_EQ(candidates({"wall", "set", ""}), Words{});
     EXPECT_EQ(candidates({"alias", "remove", "tx01", ""}), Words{});
-    EXPECT_EQ(candidates({"routes", ""}), (Words{"ir", "serial", "video"}));
+    EXPECT_EQ(candidates({"routes", ""}), (Words{"ir", "load ", "save ", "serial", "video"}));
+}
+
+TEST(Completion, knows_aliases_and_quotes_them_where_they_hold_blanks) {
+    EXPECT_EQ(candidates({"matrix", "get", "L"}, false), (Words{"Lobby"}));
+    EXPECT_EQ(candidates({"matrix", "set", "Mee"}, false), (Words{"Meeting room 2 "}));
+    EXPECT_EQ(Completion_typed("Meeting room 2 "), "'Meeting room 2' ");
+    EXPECT_EQ(Completion_typed("devices!"), "devices!");
+}
+
+TEST(Completion, offers_a_word_once_that_a_subcommand_and_a_console_text_have) {
+    EXPECT_EQ(candidates({"matrix", "get", "r"}), (Words{"rx01"}));
+    EXPECT_EQ(candidates({"matrix", "s"}), (Words{"set ", "set-all "}));
+}
+
+TEST(Completion, offers_the_options_of_a_subcommand) {
+    EXPECT_EQ(candidates({"devices", "--w"}), (Words{"--watch "}));
+    EXPECT_EQ(candidates({"encoder", "set", "tx01", "--b"}), (Words{"--bitrate "}));
+    EXPECT_EQ(candidates({"device", "reboot-all", "--y"}), (Words{"--yes "}));
+    EXPECT_EQ(candidates({"encoder", "set", "tx01", "--bitrate", "8000", "--fp"}),
+              (Words{"--fps "}));
+}
+
+TEST(Completion, offers_files_and_folders_where_an_image_stands) {
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("avoip-files-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(folder / "inner");
+    for (const char* const name : {"tx.bin", "txt.bin", ".hidden"}) {
+        std::ofstream(folder / name) << "x";
+    }
+    const std::string path = folder.string();
+    EXPECT_EQ(candidates({"update", "encoder", "tx01", path + "/t"}, false),
+              (Words{path + "/tx.bin", path + "/txt.bin"}));
+    EXPECT_EQ(candidates({"image", path + "/"}),
+              (Words{path + "/inner/", path + "/tx.bin", path + "/txt.bin"}));
+    EXPECT_EQ(candidates({"update", "tx01", "tx02", path + "/i"}), (Words{path + "/inner/"}));
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Completion, adds_what_all_candidates_begin_with) {
@@ -190,7 +230,7 @@ TEST(Update, says_what_became_of_each_device) {
     const std::vector<Target> targets{{"tx01", "V1.0.0", "V1.2.6"}, {"tx02", "V1.0.0", "V1.0.0"},
                                       {"tx03", "V1.0.0", ""},       {"tx04", "V1.0.0", "V0.9.0"},
                                       {"tx05", "1.0.0", "1.2.6"},   {"tx06", "1.2.6", "1.2.6"}};
-    EXPECT_EQ(Update_print(targets, "V1.2.6"),
+    EXPECT_EQ(Targets_print(targets, "V1.2.6"),
               "IDENTITY  BEFORE  AFTER   RESULT\n"
               "tx01      V1.0.0  V1.2.6  updated\n"
               "tx02      V1.0.0  V1.0.0  unchanged\n"

@@ -2,70 +2,40 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <functional>
 #include <ostream>
 
 #include "avoipctl/command_table.hpp"
 #include "avoipctl/completion.hpp"
+#include "avoipctl/help.hpp"
 #include "avoipctl/line.hpp"
+#include "avoipctl/own_commands.hpp"
 #include "avoipctl/prompt.hpp"
+#include "avoipctl/registration.hpp"
 #include "avoipctl/report.hpp"
-#include "avoipctl/routes.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
-#include "avoipctl/subcommand.hpp"
 #include "avoipctl/suggest.hpp"
 #include "avoipctl/supervision.hpp"
 #include "avoipctl/update.hpp"
-#include "lib/catalogue/arguments.hpp"
 #include "lib/catalogue/catalogue.hpp"
 #include "lib/health/state_folder.hpp"
 
 namespace avoip::ctl {
 namespace {
 
-using Action = std::function<Status()>;
-
 constexpr const char* kAbout =
     "avoipctl talks to avoipd, the control daemon of an AV-over-IP system, on this machine.\n"
     "Without a subcommand it is a prompt.";
 
 constexpr const char* kEnding =
-    "Exit status: 0 success, 1 the daemon answered failure, or what came cannot be believed, 2 "
-    "wrong\n"
-    "usage, 3 no daemon or no answer segment, 4 no answer in time, 5 no turn in time (nothing was\n"
+    "Exit status: 0 success, 1 the daemon answered failure, or what came cannot be believed, or "
+    "the\n"
+    "output could not be written, 2 wrong usage, 3 no daemon or no answer segment, 4 no answer in "
+    "time, 5 no turn in time (nothing was\n"
     "sent).\n\n"
     "Environment: AVOIP_LOCK_FILE names the lock file by which front ends take turns; all need "
     "the\n"
     "same. XDG_STATE_HOME is where the history and the devices last seen are kept.";
-
-/// What a value of this argument looks like, for the help.
-std::string typeName(const Argument& argument) {
-    switch (argument.kind) {
-        case ArgumentKind::kIdentity:
-        case ArgumentKind::kLastIdentity:
-            return "ID";
-        case ArgumentKind::kChoice: {
-            std::string choices(argument.choices);
-            std::ranges::replace(choices, ' ', '|');
-            return choices;
-        }
-        case ArgumentKind::kNumber:
-            return argument.maximum - std::int64_t{argument.minimum} > std::int64_t{1} << 31
-                       ? "NUMBER"
-                       : std::to_string(argument.minimum) + "-" + std::to_string(argument.maximum);
-        case ArgumentKind::kAddress:
-            return "ADDRESS";
-        case ArgumentKind::kHex:
-            return "HEX";
-        case ArgumentKind::kPath:
-            return "FILE";
-        case ArgumentKind::kAlias:
-        case ArgumentKind::kWord:
-            return "TEXT";
-    }
-    return "TEXT";
-}
 
 void addHost(CLI::App& app, Options& options) {
     app.add_option("--host", options.host,
@@ -85,64 +55,7 @@ void addOptions(CLI::App& app, Options& options) {
 }
 
 CLI::App* addSubcommand(CLI::App& parent, std::string_view name, std::string_view summary) {
-    CLI::App* const sub = parent.add_subcommand(std::string(name), std::string(summary));
-    // --json and its like may stand behind the subcommand too.
-    sub->fallthrough();
-    return sub;
-}
-
-void addCommand(CLI::App& parent, const Command& command, Session& session, Action& action) {
-    CLI::App* const sub = addSubcommand(
-        parent, command.action.empty() ? command.group : command.action, command.summary);
-    const auto values = std::make_shared<std::vector<std::string>>(command.arguments.size());
-    for (std::size_t i = 0; i < command.arguments.size(); ++i) {
-        const Argument& argument = command.arguments[i];
-        sub->add_option(std::string(argument.name), (*values)[i], std::string(argument.summary))
-            ->required()
-            ->type_name(typeName(argument))
-            ->check([&argument](const std::string& value) {
-                return Arguments_problem(argument, value);
-            });
-    }
-    sub->footer("Example:\n  " + Subcommand_example(command) +
-                "\nwhich sends the console text\n  " +
-                Arguments_consoleText(command, Arguments_examples(command)));
-    if (command.shape.key == "rxedid") {
-        sub->add_flag("--edid-decode", session.options.edidDecode,
-                      "Let the program edid-decode explain the EDID too");
-    }
-    if (command.exchange.kind == ExchangeKind::kSending) {
-        sub->add_flag("--verify", session.options.verify,
-                      "Ask the device back, twice, and say whether it has done it");
-    }
-    sub->callback([&session, &command, &action, values] {
-        const auto run = command.group == "update" ? &Update_run : &Run_command;
-        action = [&session, &command, run, values] { return run(session, command, *values); };
-    });
-}
-
-/// The subcommand that holds the actions of `command`'s group, made when it is not there yet; the
-/// app itself when the command is a subcommand of its own.
-CLI::App& groupOf(CLI::App& app, const Command& command) {
-    const auto groups = Catalogue_groups();
-    const auto group = std::ranges::find(groups, command.group, &Group::name);
-    if (group == groups.end()) {
-        return app;
-    }
-    const auto made =
-        app.get_subcommands([&](const CLI::App* sub) { return sub->get_name() == command.group; });
-    if (!made.empty()) {
-        return *made.front();
-    }
-    CLI::App* const sub = addSubcommand(app, group->name, group->summary);
-    sub->require_subcommand(1);
-    return *sub;
-}
-
-void addCatalogue(CLI::App& app, Session& session, Action& action) {
-    for (const Command& command : Catalogue_commands()) {
-        addCommand(groupOf(app, command), command, session, action);
-    }
+    return Registration_sub(parent, name, summary);
 }
 
 void addImage(CLI::App& app, Session& session, Action& action) {
@@ -163,20 +76,6 @@ void addSend(CLI::App& app, Session& session, Action& action) {
     sub->footer("Example:\n  avoipctl send 'config get devices!'");
     sub->callback([&session, &action, words] {
         action = [&session, words] { return Run_send(session, CLI::detail::join(*words, " ")); };
-    });
-}
-
-void addRoutes(CLI::App& app, Session& session, Action& action) {
-    CLI::App* const sub =
-        addSubcommand(app, "routes", "Show all routes as a matrix of decoders by encoders");
-    const auto kind = std::make_shared<std::string>("video");
-    sub->add_option("kind", *kind, "Which routes")
-        ->capture_default_str()
-        ->type_name("video|serial|ir")
-        ->check(CLI::IsMember({"video", "serial", "ir"}));
-    sub->footer("Example:\n  avoipctl routes serial");
-    sub->callback([&session, &action, kind] {
-        action = [&session, kind] { return Routes_run(session, *kind); };
     });
 }
 
@@ -212,13 +111,29 @@ void addReport(CLI::App& app, Session& session, Action& action) {
         "Example:\n  avoipctl report >report.md");
 }
 
-/// For the completion script of bash: what may stand in place of the last word, one a line.
+/// For the completion scripts of shells: what may stand in place of the last word, one a line.
 Status printCompletion(Session& session, const std::vector<std::string>& words) {
     for (const std::string& candidate :
-         Completion_candidates(Line_withoutOptions(words), State_identities(), false)) {
+         Completion_candidates(words, {State_identities(), State_aliases()}, false)) {
         session.out << Line_trimmed(candidate) << '\n';
     }
     return kSuccess;
+}
+
+void addScripts(CLI::App& app, Session& session, Action& action) {
+    const std::pair<const char*, Shell> shells[] = {
+        {"bash", Shell::kBash}, {"zsh", Shell::kZsh}, {"fish", Shell::kFish}};
+    for (const auto& [name, shell] : shells) {
+        app.add_flag_callback(
+            std::string("--") + name + "-completion",
+            [&session, &action, shell = shell] {
+                action = [&session, shell] {
+                    session.out << Completion_script(shell);
+                    return kSuccess;
+                };
+            },
+            std::string("Print a completion script for ") + name);
+    }
 }
 
 /// The names of the subcommands of `app`.
@@ -228,6 +143,11 @@ std::vector<std::string> subcommandNames(const CLI::App& app) {
         names.push_back(sub->get_name());
     }
     return names;
+}
+
+bool takesWords(const CLI::App& app) {
+    return !app.get_options([](const CLI::Option* option) { return option->get_positional(); })
+                .empty();
 }
 
 /// What is wrong with the first word that stands where a subcommand should and is none; nothing
@@ -240,6 +160,9 @@ std::string unknownWord(const CLI::App& app, const std::vector<std::string>& wor
             return {};
         }
         if (std::ranges::find(names, word) == names.end()) {
+            if (takesWords(*level)) {
+                return {};
+            }
             const std::vector<std::string_view> candidates(names.begin(), names.end());
             const std::string question = Suggest_question(Suggest_nearest(word, candidates));
             return "\"" + word + "\" is no subcommand." + (question.empty() ? "" : " " + question);
@@ -272,6 +195,7 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
     if (!words.empty() && words.front() == "--complete") {
         return printCompletion(session, {words.begin() + 1, words.end()});
     }
+    session.screen = Screen_now();
     CLI::App app(kAbout, "avoipctl");
     app.footer(kEnding);
     app.require_subcommand(0, 1);
@@ -281,21 +205,18 @@ Status Cli_run(Session& session, const std::vector<std::string>& words) {
         addHost(app, session.options);
     }
     addOptions(app, session.options);
-    addCatalogue(app, session, action);
-    addRoutes(app, session, action);
+    Registration_catalogue(app, session, action);
+    OwnCommands_add(app, session, action);
     addImage(app, session, action);
     addSend(app, session, action);
     addHealth(app, session, action);
     addReport(app, session, action);
-    app.add_flag_callback(
-        "--bash-completion",
-        [&session, &action] {
-            action = [&session] {
-                session.out << Completion_bashScript();
-                return kSuccess;
-            };
-        },
-        "Print a completion script for bash");
+    addScripts(app, session, action);
+    app.set_help_all_flag("--help-all", "Print all there is to say");
+    if (words.size() == 1 && (words.front() == "--help" || words.front() == "-h")) {
+        session.out << Help_screen(subcommandNames(app));
+        return kSuccess;
+    }
     try {
         // CLI11 takes the words from the back.
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));

@@ -26,7 +26,7 @@ class Editor {
     };
     std::unique_ptr<History, HistoryEnd> history_;
     std::unique_ptr<EditLine, EditLineEnd> edit_;
-    std::string history_path_;
+    std::string historyPath_;
 };
 
 }  // namespace avoip::ctl

@@ -26,7 +26,7 @@ std::string takers(const ImageFile& image) {
 
 std::string sizeText(const ImageFile& image) {
     std::string text = std::to_string(image.block.size) + " bytes";
-    if (image.block.size > image.file_size) {
+    if (image.block.size > image.fileSize) {
         text += ", more than the file has: the rest is sent as zeros";
     }
     return text;
@@ -44,7 +44,7 @@ ImageFile ImageFile_read(const std::string& path) {
         image.trouble = "it is no regular file";
     } else {
         image.block = Image_read(file.get());
-        image.file_size = facts.st_size;
+        image.fileSize = facts.st_size;
         if (image.block.magic != kImageMagic) {
             image.trouble = "it has no info block at offset 0xFF0000, so it is no firmware image";
         } else if (image.block.size < 0) {

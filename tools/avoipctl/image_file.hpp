@@ -11,7 +11,7 @@ namespace avoip::ctl {
 struct ImageFile {
     std::string trouble;        ///< why it cannot be used at all, empty when it can
     FirmwareInfoBlock block{};  ///< only without trouble
-    long long file_size = 0;
+    long long fileSize = 0;
 };
 
 /// Reads the image at `path`. Trouble is: the file cannot be read, has no info block, or has a

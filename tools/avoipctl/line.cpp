@@ -1,12 +1,21 @@
 #include "avoipctl/line.hpp"
 
+#include <algorithm>
+
 namespace avoip::ctl {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
+// All others have a value behind them.
+constexpr std::string_view kFlags[] = {
+    "--json",        "--verify", "--yes", "-y",        "--watch",
+    "--edid-decode", "--help",   "-h",    "--version", "--help-all",
+};
+
 bool takesValue(std::string_view option) {
-    return option == "--host" || option == "--port" || option == "--timeout";
+    return option.find('=') == std::string_view::npos &&
+           std::ranges::find(kFlags, option) == std::end(kFlags);
 }
 
 }  // namespace
@@ -19,6 +28,9 @@ std::vector<std::string> Line_words(std::string_view line) {
         if (quote == '\0' && kBlanks.find(letter) != std::string_view::npos) {
             inWord = false;
             continue;
+        }
+        if (quote == '\0' && !inWord && letter == '#') {
+            break;
         }
         if (!inWord) {
             words.emplace_back();
@@ -33,6 +45,21 @@ std::vector<std::string> Line_words(std::string_view line) {
         }
     }
     return words;
+}
+
+std::size_t Line_lastWord(std::string_view line) {
+    std::size_t begin = 0;
+    char quote = '\0';
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (quote == '\0' && kBlanks.find(line[i]) != std::string_view::npos) {
+            begin = i + 1;
+        } else if (quote == '\0' && (line[i] == '\'' || line[i] == '"')) {
+            quote = line[i];
+        } else if (line[i] == quote) {
+            quote = '\0';
+        }
+    }
+    return begin;
 }
 
 std::string_view Line_trimmed(std::string_view line) {

@@ -2,15 +2,22 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <mutex>
+#include <ostream>
 #include <utility>
 
 namespace avoip::ctl {
 namespace {
 
 using namespace std::chrono_literals;
+
+// Held while one line or the other is written.
+std::mutex screenMutex;
+
+constexpr const char* kWipeLine = "\r\x1b[K";
 
 void show(const std::stop_token& stop, const std::string& text) {
     const auto begin = std::chrono::steady_clock::now();
@@ -20,12 +27,14 @@ void show(const std::stop_token& stop, const std::string& text) {
     std::unique_lock lock(mutex);
     while (!stop.stop_requested()) {
         const auto passed = std::chrono::steady_clock::now() - begin;
-        std::fprintf(stderr, "\r%s, %lld s ", text.c_str(), static_cast<long long>(passed / 1s));
-        std::fflush(stderr);
+        {
+            const std::scoped_lock shown(screenMutex);
+            std::fprintf(stderr, "\r%s, %lld s ", text.c_str(),
+                         static_cast<long long>(passed / 1s));
+        }
         wake.wait_for(lock, stop, 1s, [] { return false; });
     }
-    // Wipes the line.
-    std::fputs("\r\x1b[K", stderr);
+    std::fputs(kWipeLine, stderr);
 }
 
 }  // namespace
@@ -38,5 +47,13 @@ Progress::Progress(std::string text) {
 }
 
 Progress::~Progress() = default;
+
+void Progress_print(std::ostream& out, const std::string& line) {
+    const std::scoped_lock lock(screenMutex);
+    if (::isatty(STDERR_FILENO) != 0) {
+        std::fputs(kWipeLine, stderr);
+    }
+    out << line << std::endl;
+}
 
 }  // namespace avoip::ctl

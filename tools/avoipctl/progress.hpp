@@ -1,7 +1,7 @@
 // A sign of life on a terminal while the daemon is at work.
 #pragma once
 
-#include <chrono>
+#include <iosfwd>
 #include <string>
 #include <thread>
 
@@ -19,5 +19,8 @@ class Progress {
   private:
     std::jthread thread_;
 };
+
+/// Writes `line` and a line end to `out`, in place of what is shown, which comes again below it.
+void Progress_print(std::ostream& out, const std::string& line);
 
 }  // namespace avoip::ctl

@@ -1,11 +1,18 @@
 #include "avoipctl/run.hpp"
 
+#include <algorithm>
 #include <ostream>
 
+#include "avoipctl/columns.hpp"
 #include "avoipctl/edid.hpp"
+#include "avoipctl/everyone.hpp"
+#include "avoipctl/interrupt.hpp"
+#include "avoipctl/names.hpp"
 #include "avoipctl/render.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/suggest.hpp"
+#include "avoipctl/wall.hpp"
+#include "avoipctl/watch.hpp"
 #include "lib/base/json.hpp"
 #include "lib/base/printable.hpp"
 
@@ -29,6 +36,13 @@ std::string_view advice(const Command& command) {
            "lists it.";
 }
 
+/// What an interrupt says while this command is asked.
+const char* interruptText(const Command& command) {
+    return command.exchange.kind == ExchangeKind::kSending
+               ? "What was sent already is carried out; ask the device what became of it."
+               : "Nothing is changed; the daemon waits for replies some seconds longer.";
+}
+
 /// What to say about a failure answer to a text that need not be of the catalogue.
 std::string remarkOn(const Reply& reply) {
     // The daemon answers a text that is no command with the text itself as the name.
@@ -38,17 +52,6 @@ std::string remarkOn(const Reply& reply) {
     }
     const Command* const command = Catalogue_findText(reply.text);
     return command == nullptr ? std::string() : std::string(advice(*command));
-}
-
-/// Names the devices among the values that the last list of devices did not have.
-void warnOfUnlisted(Session& session, const Command& command, std::span<const std::string> values) {
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (State_isMissing(command.arguments[i], values[i])) {
-            Session_error(session, "\"" + values[i] +
-                                       "\" was not in the last list of devices. That it was sent "
-                                       "does not mean that anybody has heard it.");
-        }
-    }
 }
 
 std::string_view verdictText(Verdict verdict) {
@@ -61,6 +64,13 @@ std::string_view verdictText(Verdict verdict) {
             break;
     }
     return "cannot be asked";
+}
+
+Paint paintOf(Verdict verdict) {
+    if (verdict == Verdict::kCannotBeAsked) {
+        return Paint::kFaint;
+    }
+    return verdict == Verdict::kConfirmed ? Paint::kGood : Paint::kBad;
 }
 
 /// The answer with the verdict as a further member.
@@ -77,7 +87,9 @@ Status verify(Session& session, const Request& change, const Reply& reply) {
     if (session.options.json) {
         session.out << Printable_json(withVerdict(reply.json, verdict)) << '\n';
     } else {
-        session.out << "Sent: " << verdict << ".\n";
+        session.out << "Sent: "
+                    << Screen_paint(session.screen.colour, paintOf(confirmation.verdict), verdict)
+                    << ".\n";
     }
     if (!confirmation.problem.empty()) {
         Session_error(session, Printable_text(confirmation.problem));
@@ -93,7 +105,58 @@ void explainEdid(Session& session, const Answer& answer) {
     }
 }
 
+/// One look at a list, in these columns; in those that fit when there are none.
+Status showList(Session& session, const Command& command, const Columns& columns) {
+    Reply reply;
+    const Status status = Run_read(session, command, {}, reply);
+    if (session.options.json && !reply.json.empty()) {
+        session.out << Printable_json(reply.json) << '\n';
+    } else if (status == kSuccess) {
+        std::string leftOut;
+        const Columns shown = columns.empty()
+                                  ? Columns_fitting(command.shape.members, reply.answer.rows,
+                                                    session.screen.columns, leftOut)
+                                  : columns;
+        session.out << Render_answer(command, reply.answer, session.screen, shown);
+        if (reply.answer.rows.empty()) {
+            Session_error(session, "No device answers.");
+        }
+        Session_tellLeftOut(session, leftOut);
+    }
+    return status;
+}
+
+Status list(Session& session, const Command& command) {
+    Columns columns;
+    const std::string& names = session.options.columns;
+    const std::string problem =
+        names.empty() ? "" : Columns_choose(command.shape.members, names, columns);
+    if (!problem.empty()) {
+        Session_error(session, problem);
+        return kWrongUsage;
+    }
+    return Watch_run(session, [&](Session& look) { return showList(look, command, columns); });
+}
+
 }  // namespace
+
+void Run_warnOfUnlisted(Session& session, const Command& command,
+                        std::span<const std::vector<std::string>> sent) {
+    std::vector<std::string> missing;
+    for (const auto& values : sent) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (State_isMissing(command.arguments[i], values[i]) &&
+                std::ranges::find(missing, values[i]) == missing.end()) {
+                missing.push_back(values[i]);
+            }
+        }
+    }
+    for (const std::string& name : missing) {
+        Session_error(session, "\"" + name +
+                                   "\" was not in the last list of devices. That it was sent "
+                                   "does not mean that anybody has heard it.");
+    }
+}
 
 Status Run_report(Session& session, const Reply& reply) {
     if (reply.end == End::kFailure) {
@@ -108,26 +171,35 @@ Status Run_report(Session& session, const Reply& reply) {
 
 Status Run_read(Session& session, const Command& command, std::span<const std::string> values,
                 Reply& reply) {
+    const InterruptText text(interruptText(command));
     reply = Client_run(Session_client(session), {&command, {values.begin(), values.end()}});
     return reply.succeeded() ? kSuccess : Run_report(session, reply);
 }
 
 Status Run_command(Session& session, const Command& command, std::span<const std::string> values) {
+    std::vector<std::string> named(values.begin(), values.end());
+    if (const Status known = Names_resolveAll(session, command, named); known != kSuccess) {
+        return known;
+    }
+    if (const Status meant = Everyone_ask(session, command); meant != kSuccess) {
+        return meant;
+    }
+    if (command.exchange.kind == ExchangeKind::kListing) {
+        return list(session, command);
+    }
     Reply reply;
-    const Status status = Run_read(session, command, values, reply);
+    const Status status = Run_read(session, command, named, reply);
     if (status == kSuccess && session.options.verify) {
-        return verify(session, {&command, {values.begin(), values.end()}}, reply);
+        return verify(session, {&command, named}, reply);
     }
     if (session.options.json && !reply.json.empty()) {
         session.out << Printable_json(reply.json) << '\n';
     } else if (status == kSuccess) {
-        session.out << Render_answer(command, reply.answer);
-        if (command.exchange.kind == ExchangeKind::kListing && reply.answer.rows.empty()) {
-            Session_error(session, "No device answers.");
-        }
+        session.out << Render_answer(command, reply.answer, session.screen);
     }
     if (status == kSuccess && command.exchange.kind == ExchangeKind::kSending) {
-        warnOfUnlisted(session, command, values);
+        Wall_note(command, named);
+        Run_warnOfUnlisted(session, command, {&named, 1});
     }
     if (status == kSuccess && session.options.edidDecode && !reply.answer.rows.empty()) {
         explainEdid(session, reply.answer);
@@ -136,6 +208,7 @@ Status Run_command(Session& session, const Command& command, std::span<const std
 }
 
 Status Run_send(Session& session, const std::string& text) {
+    const InterruptText said("If it was sent already, the daemon carries it out.");
     const Reply reply = Client_send(Session_client(session), text);
     if (!reply.json.empty()) {
         session.out << Printable_json(reply.json) << '\n';

@@ -3,6 +3,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "avoipctl/session.hpp"
 
@@ -21,6 +22,10 @@ Status Run_command(Session& session, const Command& command, std::span<const std
 /// Sends any console text and prints the answer as it is. A failure answer to a text that is no
 /// command is followed by a "did you mean" on the error stream.
 Status Run_send(Session& session, const std::string& text);
+
+/// Names the devices in these values of a command that the last list of devices did not have.
+void Run_warnOfUnlisted(Session& session, const Command& command,
+                        std::span<const std::vector<std::string>> sent);
 
 /// Reports how a request ended that was no success, and gives the exit status for it.
 Status Run_report(Session& session, const Reply& reply);

@@ -39,8 +39,19 @@ Status Session_status(End end) {
 
 void Session_error(Session& session, std::string_view text) {
     session.out.flush();
-    session.err << "avoipctl: " << text << '\n';
+    session.err << Screen_paint(session.screen.errorColour, Paint::kBad, "avoipctl:") << ' ' << text
+                << '\n';
     session.err.flush();
+}
+
+void Session_tellLeftOut(Session& session, const std::string& columns) {
+    if (columns.empty()) {
+        return;
+    }
+    session.out.flush();
+    session.err << Screen_paint(session.screen.errorColour, Paint::kFaint,
+                                "Not shown: " + columns + ". --columns shows what you name.")
+                << std::endl;
 }
 
 }  // namespace avoip::ctl

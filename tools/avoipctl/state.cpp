@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <set>
 #include <system_error>
 #include <utility>
 
+#include "lib/base/printable.hpp"
 #include "lib/catalogue/arguments.hpp"
 
 namespace avoip::ctl {
@@ -36,10 +38,12 @@ bool isIdentity(const std::string& text) {
 }
 
 /// What is kept of lists of devices. In the file, a line for each: what was listed, as
-/// "listed KIND", and the devices, as "KIND IDENTITY".
+/// "listed KIND", and the devices, as "KIND IDENTITY", each with "alias ALIAS" behind it where it
+/// has one.
 struct Memory {
     std::set<DeviceKind> listed;
     Fleet fleet;
+    std::string last;  ///< the device of the line before
 };
 
 constexpr std::pair<DeviceKind, std::string_view> kKinds[] = {
@@ -57,10 +61,14 @@ void readLine(Memory& memory, std::string_view line) {
     const std::string rest(line.substr(std::min(word.size() + 1, line.size())));
     for (const auto& [kind, name] : kKinds) {
         if (word == name && isIdentity(rest)) {
-            memory.fleet[rest] = {kind};
+            memory.fleet[rest] = {.kind = kind};
+            memory.last = rest;
         } else if (word == "listed" && rest == name) {
             memory.listed.insert(kind);
         }
+    }
+    if (word == "alias" && !memory.last.empty()) {
+        memory.fleet[memory.last].alias = rest;
     }
 }
 
@@ -97,6 +105,25 @@ std::vector<std::string> State_identities() {
     return identities;
 }
 
+std::vector<std::string> State_aliases() {
+    std::map<std::string, int> counts;
+    for (const auto& [identity, facts] : recall().fleet) {
+        ++counts[facts.alias];
+    }
+    std::vector<std::string> aliases;
+    for (const auto& [alias, count] : counts) {
+        if (!alias.empty() && count == 1 && alias.find('\'') == std::string::npos &&
+            Printable_text(alias) == alias) {
+            aliases.push_back(alias);
+        }
+    }
+    return aliases;
+}
+
+bool State_isListed(std::string_view identity) {
+    return Fleet_find(recall().fleet, identity) != nullptr;
+}
+
 void State_remember(const Command& listing, const Answer& answer) {
     Memory memory = recall();
     Fleet_learn(memory.fleet, listing, answer);
@@ -112,6 +139,9 @@ void State_remember(const Command& listing, const Answer& answer) {
     for (const auto& [identity, facts] : memory.fleet) {
         if (isIdentity(identity)) {
             file << nameOf(facts.kind) << ' ' << identity << '\n';
+            if (!facts.alias.empty() && facts.alias.find_first_of("\r\n") == std::string::npos) {
+                file << "alias " << facts.alias << '\n';
+            }
         }
     }
 }

@@ -23,6 +23,13 @@ std::vector<std::string> State_identities();
 /// out.
 void State_remember(const Command& listing, const Answer& answer);
 
+/// The aliases of the devices that were last listed, sorted: those that one device alone has, and
+/// that can be shown and quoted.
+std::vector<std::string> State_aliases();
+
+/// Whether a device with this identity was in the last list.
+bool State_isListed(std::string_view identity);
+
 /// Whether `value` is an identity, devices that this argument can mean have been listed, and it was
 /// not among them.
 bool State_isMissing(const Argument& argument, std::string_view value);

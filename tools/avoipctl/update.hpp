@@ -5,25 +5,18 @@
 #include <string>
 
 #include "avoipctl/session.hpp"
-#include "lib/client/answer.hpp"
 
 namespace avoip::ctl {
 
-/// A device that an update is for.
-struct Target {
-    std::string identity;
-    std::string before;        ///< its version before the update
-    std::string after;         ///< and after it, empty while it is not listed
-    std::string address = {};  ///< where the image is uploaded to
-};
-
-/// The targets as a table, with what became of each: "updated" when it now has the version
-/// `wanted`, "same version" when it had that before, "unchanged" when it still has its old one,
-/// "changed" when it has yet another, "not listed" when it does not answer.
-std::string Update_print(std::span<const Target> targets, const std::string& wanted);
+/// What an interrupt says while the daemon updates devices.
+inline constexpr const char* kUploadGoesOn = "The upload goes on; do not switch the device off.";
 
 /// Prints what the image file at `path` says of itself; kWrongUsage when it is no image.
 Status Update_showImage(Session& session, const std::string& path);
+
+/// kSuccess when the daemon would take the image at this absolute path for this update command,
+/// else kWrongUsage with a report.
+Status Update_checkImage(Session& session, const Command& command, const std::string& path);
 
 /// Runs an update command of the catalogue. The last value is the image's path, made absolute since
 /// the daemon reads it; one before it is the device. Refuses an image that the daemon would refuse
