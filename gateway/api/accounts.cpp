@@ -37,7 +37,7 @@ std::optional<Role> roleOf(Body& body) {
 }
 
 std::optional<std::string> passwordOf(Body& body, std::string_view key) {
-    const auto password = body.text(key);
+    auto password = body.text(key);
     const std::string problem = password ? Password_problem(*password) : "";
     if (!problem.empty()) {
         body.blame(key, std::string(key) + " " + problem + ".");

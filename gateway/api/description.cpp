@@ -93,7 +93,7 @@ void addOperation(cJSON* path, const Endpoint& endpoint) {
     cJSON* const responses = Json_addObject(operation, "responses");
     addResponse(responses, endpoint.status, endpoint);
     // What is put under a name may be new; an image may have been there.
-    const bool isKept = endpoint.method == "PUT" && endpoint.path.find("{") != std::string::npos &&
+    const bool isKept = endpoint.method == "PUT" && endpoint.path.find('{') != std::string::npos &&
                         endpoint.access != Access::kAnybody;
     if (isKept || endpoint.body == BodyKind::kImage) {
         addResponse(responses, endpoint.status == 201 ? 200 : 201, endpoint);

@@ -41,7 +41,7 @@ Handler log, description, live, ready, metrics;
 template <class Value>
 Value take(Outcome<Value> outcome) {
     if (!outcome.succeeded()) {
-        throw outcome.problem();
+        throw Problem(outcome.problem());
     }
     return std::move(outcome.value());
 }

@@ -104,7 +104,7 @@ Response putPreset(Gateway& gateway, Call& call) {
     made.routes =
         routes != nullptr ? take(RouteTable_read(routes, "routes.")) : capture(gateway, wish);
     if (const auto problem = Routes_problemOfIds(made.routes, "routes.")) {
-        throw *problem;
+        throw Problem(*problem);
     }
     const std::lock_guard lock(gateway.keeping);
     made.updatedAt = gateway.clock();
@@ -141,7 +141,7 @@ Response putLock(Gateway& gateway, Call& call) {
     gateway.state.with([&made](const State& state) {
         if (const auto problem =
                 Problem_ofDevice(state, made.decoder, DeviceKind::kDecoder, "id")) {
-            throw *problem;
+            throw Problem(*problem);
         }
         const auto held = state.locks.find(made.decoder);
         if (held == state.locks.end()) {

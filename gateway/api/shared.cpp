@@ -7,7 +7,7 @@ namespace avoip::gw::handlers {
 
 void check(const Body& body) {
     if (body.problem()) {
-        throw *body.problem();
+        throw Problem(*body.problem());
     }
 }
 

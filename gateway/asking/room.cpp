@@ -168,7 +168,7 @@ Reply AskingRoom::send(const Request& command, Moment until) {
 
 /// With the line to itself.
 Reply AskingRoom::sendAlone(const NamedQuestion& named, Moment until) {
-    const Reply entered = Line_enter(sendLine_, until, true);
+    Reply entered = Line_enter(sendLine_, until, true);
     if (!entered.succeeded()) {
         note(named, entered, {});
         return entered;

@@ -88,7 +88,7 @@ struct Key {
     std::variant<TextKey, TextsKey, NumberKey, BoolKey> kind;
 };
 
-constexpr int kDay_s = 86400;
+constexpr int kDayS = 86400;
 
 /// Every key there is, in the order in which they are printed.
 std::vector<Key> keys(Config& config) {
@@ -100,10 +100,10 @@ std::vector<Key> keys(Config& config) {
         {"http", "tls_certificate", TextKey{&config.http.tlsCertificate}},
         {"http", "tls_key", TextKey{&config.http.tlsKey}},
         {"http", "open", BoolKey{&config.http.open}},
-        {"poll", "devices_s", NumberKey{&config.poll.devices_s, 1, kDay_s}},
-        {"poll", "routes_s", NumberKey{&config.poll.routes_s, 1, kDay_s}},
+        {"poll", "devices_s", NumberKey{&config.poll.devices_s, 1, kDayS}},
+        {"poll", "routes_s", NumberKey{&config.poll.routes_s, 1, kDayS}},
         {"poll", "offline_after", NumberKey{&config.poll.offlineAfter, 1, 1000}},
-        {"firmware", "return_s", NumberKey{&config.firmware.return_s, 1, kDay_s}},
+        {"firmware", "return_s", NumberKey{&config.firmware.return_s, 1, kDayS}},
         {"firmware", "keep", NumberKey{&config.firmware.keep, 1, 1000}},
         {"firmware", "parallel", NumberKey{&config.firmware.parallel, 1, 64}},
         {"mqtt", "broker", TextsKey{&config.mqtt.broker, brokerProblem, true}},

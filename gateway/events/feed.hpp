@@ -18,8 +18,8 @@ namespace avoip::gw {
 
 /// So many events are kept at least, unless they take more room than kKeptBytes.
 inline constexpr std::size_t kKeptEvents = 12'000;
-inline constexpr std::size_t kKeptBytes = 16 * 1024 * 1024;
-inline constexpr std::size_t kBacklogMax = 1024 * 1024;
+inline constexpr std::size_t kKeptBytes = std::size_t{16} * 1024 * 1024;
+inline constexpr std::size_t kBacklogMax = std::size_t{1024} * 1024;
 
 struct Feed;
 struct FeedClose {

@@ -14,9 +14,9 @@ namespace {
 
 // A body that is refused is passed over up to this size, so that the sender reads the answer; a
 // longer one ends the connection.
-constexpr std::uint64_t kPassedOverMax = 256 * 1024 * 1024;
+constexpr std::uint64_t kPassedOverMax = std::size_t{256} * 1024 * 1024;
 // How long a body that is refused by its size may take to begin.
-constexpr int kBodyBegins_ms = 200;
+constexpr int kBodyBeginsMs = 200;
 
 constexpr std::string_view kJson = "application/json";
 constexpr std::string_view kBytes = "application/octet-stream";
@@ -238,7 +238,7 @@ bool Request_isHeldBack(const Request& request, MHD_Connection* connection) {
     const MHD_ConnectionInfo* const info =
         ::MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
     pollfd socket{info->connect_fd, POLLIN, 0};
-    return request.refusal->status == 413 && ::poll(&socket, 1, kBodyBegins_ms) == 0;
+    return request.refusal->status == 413 && ::poll(&socket, 1, kBodyBeginsMs) == 0;
 }
 
 Fed Request_feed(Request& request, std::string_view part) {

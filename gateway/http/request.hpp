@@ -13,9 +13,9 @@ struct MHD_Connection;
 
 namespace avoip::gw {
 
-inline constexpr std::size_t kHeadersMax = 16 * 1024;
-inline constexpr std::uint64_t kBodyMax = 1024 * 1024;
-inline constexpr std::uint64_t kImageBodyMax = 64 * 1024 * 1024;
+inline constexpr std::size_t kHeadersMax = std::size_t{16} * 1024;
+inline constexpr std::uint64_t kBodyMax = std::size_t{1024} * 1024;
+inline constexpr std::uint64_t kImageBodyMax = std::size_t{64} * 1024 * 1024;
 
 /// What is known of a connection's two ends.
 struct Ends {

@@ -19,9 +19,9 @@ namespace {
 
 // Beyond our own limit of connections, so many are still answered at a time.
 constexpr unsigned kRefusedMax = 64;
-constexpr unsigned kRefusedIdle_s = 5;
-constexpr std::size_t kConnectionMemory = 64 * 1024;
-constexpr std::size_t kStack = 512 * 1024;
+constexpr unsigned kRefusedIdleS = 5;
+constexpr std::size_t kConnectionMemory = std::size_t{64} * 1024;
+constexpr std::size_t kStack = std::size_t{512} * 1024;
 
 struct StopDaemon {
     void operator()(MHD_Daemon* daemon) const { ::MHD_stop_daemon(daemon); }
@@ -186,7 +186,7 @@ void onConnection(void* closure, MHD_Connection* connection, void** context,
         --server.connections;
     } else if (++server.connections > kConnectionsMax) {
         *context = &server;
-        ::MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, kRefusedIdle_s);
+        ::MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, kRefusedIdleS);
     }
 }
 
@@ -223,7 +223,7 @@ void start(Listener& listener, const Listen& where, const Config& config) {
         flags, 0, nullptr, nullptr, onRequest, &listener,            // no policy of addresses
         MHD_OPTION_LISTEN_SOCKET, socket.get(),                      //
         MHD_OPTION_CONNECTION_LIMIT, kConnectionsMax + kRefusedMax,  //
-        MHD_OPTION_CONNECTION_TIMEOUT, kIdle_s,                      //
+        MHD_OPTION_CONNECTION_TIMEOUT, kIdleS,                       //
         MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory,       //
         MHD_OPTION_THREAD_STACK_SIZE, kStack,                        //
         MHD_OPTION_URI_LOG_CALLBACK, onTarget, nullptr,              //

@@ -11,7 +11,7 @@
 namespace avoip::gw {
 
 inline constexpr int kConnectionsMax = 256;
-inline constexpr unsigned kIdle_s = 60;
+inline constexpr unsigned kIdleS = 60;
 
 /// Why the server cannot be started.
 struct ServerError {

@@ -14,7 +14,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr auto kQuietMax = std::chrono::seconds(15);
-constexpr std::size_t kBlock = 16 * 1024;
+constexpr std::size_t kBlock = std::size_t{16} * 1024;
 // What the system holds for a client that does not read.
 constexpr int kSendBuffer = 128 * 1024;
 constexpr std::string_view kComment = ":\n\n";

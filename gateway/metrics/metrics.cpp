@@ -59,8 +59,8 @@ class Page {
         std::uint64_t count = 0;
         for (std::size_t at = 0; at < histogram.counts.size(); ++at) {
             count += histogram.counts[at];
-            const std::string bound = at < Histogram::kBounds_s.size()
-                                          ? boundText(Histogram::kBounds_s[at])
+            const std::string bound = at < Histogram::kBoundsS.size()
+                                          ? boundText(Histogram::kBoundsS[at])
                                           : std::string("+Inf");
             sample(static_cast<double>(count), {{"le", bound}}, "_bucket");
         }
@@ -90,8 +90,8 @@ class Page {
 
 void add(Histogram& histogram, double seconds) {
     const auto* const bound =
-        std::lower_bound(Histogram::kBounds_s.begin(), Histogram::kBounds_s.end(), seconds);
-    ++histogram.counts[static_cast<std::size_t>(bound - Histogram::kBounds_s.begin())];
+        std::lower_bound(Histogram::kBoundsS.begin(), Histogram::kBoundsS.end(), seconds);
+    ++histogram.counts[static_cast<std::size_t>(bound - Histogram::kBoundsS.begin())];
     histogram.sum_s += seconds;
 }
 

@@ -16,9 +16,9 @@ namespace avoip::gw {
 
 /// How often something took how long, in buckets that are the same for all.
 struct Histogram {
-    static constexpr std::array<double, 13> kBounds_s{0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1,
-                                                      0.25,  0.5,    1,     2.5,  5,     10};
-    std::array<std::uint64_t, kBounds_s.size() + 1> counts{};
+    static constexpr std::array<double, 13> kBoundsS{0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1,
+                                                     0.25,  0.5,    1,     2.5,  5,     10};
+    std::array<std::uint64_t, kBoundsS.size() + 1> counts{};
     double sum_s = 0;
 };
 

@@ -6,7 +6,7 @@ namespace avoip::gw {
 
 namespace {
 
-constexpr int kRetryAfter_s = 2;
+constexpr int kRetryAfterS = 2;
 
 /// A text for people: whatever stands before it is the subject.
 std::string sentence(const std::string& subject, const std::string& predicate) {
@@ -31,9 +31,9 @@ Problem Problem_of(const Reply& reply) {
         case End::kRefused:
             return {422, orElse(reply.reason, "The console cannot carry this.")};
         case End::kNoDaemon:
-            return {503, orElse(reply.reason, "The daemon is not there."), {}, kRetryAfter_s};
+            return {503, orElse(reply.reason, "The daemon is not there."), {}, kRetryAfterS};
         case End::kNoTurn:
-            return {503, orElse(reply.reason, "The daemon is busy."), {}, kRetryAfter_s};
+            return {503, orElse(reply.reason, "The daemon is busy."), {}, kRetryAfterS};
         case End::kNoAnswer:
             return {504, orElse(reply.reason, "There was no answer in time.")};
         case End::kSuccess:

@@ -203,7 +203,7 @@ void beginRound(Planner& planner, Moment now) {
 }  // namespace
 
 Poll Planner_next(const Planner& planner, Moment now, bool clean, bool bold) {
-    const Poll routes = nextRoutes(planner, now, bold);
+    Poll routes = nextRoutes(planner, now, bold);
     const bool wanted = routes.kind == PollKind::kRoutes && !clean;
     const Moment room = Budget_roomAt(planner.polling, now, expectedListing(planner));
     // While a listing is due, decoders wait for it: otherwise they would take all the room there

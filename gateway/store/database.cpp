@@ -4,7 +4,7 @@ namespace avoip::gw {
 namespace {
 
 // How long another process, such as "avoipgw user add", may hold the database.
-constexpr int kBusy_ms = 5000;
+constexpr int kBusyMs = 5000;
 
 [[noreturn]] void fail(sqlite3* handle, const std::string& what) {
     const int code = ::sqlite3_errcode(handle);
@@ -23,7 +23,7 @@ Database::Database(const std::string& path, bool readOnly) {
     if (code != SQLITE_OK) {
         fail(handle, path);
     }
-    ::sqlite3_busy_timeout(handle, kBusy_ms);
+    ::sqlite3_busy_timeout(handle, kBusyMs);
 }
 
 void Database::run(const char* statements) {

@@ -32,7 +32,7 @@ inline constexpr std::string_view kImageKind = "image";
 /// Bounds: documents of a kind, bytes of one, users and tokens together, entries of the log
 /// and bytes of the detail of one.
 inline constexpr int kDocumentsMax = 4096;
-inline constexpr std::size_t kDocumentSizeMax = 256 * 1024;
+inline constexpr std::size_t kDocumentSizeMax = std::size_t{256} * 1024;
 inline constexpr int kAccountsMax = 4096;
 inline constexpr int kLogMax = 200'000;
 inline constexpr std::size_t kLogDetailMax = 1024;

@@ -23,7 +23,7 @@ using model::Fault;
 constexpr std::array kFaults{Fault::kLate, Fault::kDoubled, Fault::kLost, Fault::kForeign};
 /// Those that put a wrong value under a reader's eyes, if he lets them.
 constexpr std::array kMisleading{Fault::kLate, Fault::kDoubled, Fault::kForeign};
-constexpr double kDeviceSilence_s = 2.9;
+constexpr double kDeviceSilenceS = 2.9;
 
 /// The gateway's reading side on a model: two encoders, four decoders, and faults.
 class World {
@@ -110,7 +110,7 @@ class World {
         Reply reply = daemon.ask(request);
         session.last = request.command;
         session.silent = request.command->exchange.kind == ExchangeKind::kReading &&
-                         reply.end == End::kFailure && daemon.now_s() - began_s >= kDeviceSilence_s;
+                         reply.end == End::kFailure && daemon.now_s() - began_s >= kDeviceSilenceS;
         if (session.silent) {
             reply.end = End::kNoAnswer;
         }
@@ -152,7 +152,7 @@ class Wrongness {
 };
 
 /// What finds place between rounds: listings, and silent devices.
-constexpr double kBetween_s = 12;
+constexpr double kBetweenS = 12;
 
 }  // namespace
 
@@ -193,7 +193,7 @@ TEST(Truth, what_changes_is_shown_within_two_rounds_beside_a_fault) {
             world.addFault(40, kMisleading);
             world.poll(40, [&] { wrongness.look(); });
         }
-        ASSERT_LE(wrongness.longest_s, 2 * world.longestRound_s + kBetween_s) << "seed " << seed;
+        ASSERT_LE(wrongness.longest_s, 2 * world.longestRound_s + kBetweenS) << "seed " << seed;
     }
 }
 
