@@ -24,6 +24,9 @@ class Descriptor {
     /// Whether there is one: a call that makes descriptors gives a negative number when it fails.
     [[nodiscard]] bool isOpen() const { return number_ >= 0; }
 
+    /// Gives the number away: whoever takes it closes it.
+    [[nodiscard]] int release() { return std::exchange(number_, -1); }
+
     /// Closes the descriptor now.
     void reset() {
         if (isOpen()) {

@@ -2,6 +2,8 @@
 
 #include <cjson/cJSON.h>
 
+#include <cmath>
+
 namespace avoip {
 namespace {
 
@@ -77,6 +79,24 @@ std::optional<std::string> Json_text(const cJSON* object, std::string_view key) 
     return Json_text(Json_find(object, key));
 }
 
+std::optional<std::int64_t> Json_whole(const cJSON* value) {
+    // Beyond this, neighbouring whole numbers are the same number.
+    constexpr double kExact = 9007199254740992.0;
+    if (cJSON_IsNumber(value) == 0 || std::trunc(value->valuedouble) != value->valuedouble ||
+        std::abs(value->valuedouble) > kExact) {
+        return std::nullopt;
+    }
+    return static_cast<std::int64_t>(value->valuedouble);
+}
+
+std::optional<bool> Json_truth(const cJSON* value) {
+    return cJSON_IsBool(value) == 0 ? std::nullopt : std::optional(cJSON_IsTrue(value) != 0);
+}
+
+bool Json_isNull(const cJSON* value) {
+    return cJSON_IsNull(value) != 0;
+}
+
 std::optional<double> Json_number(const cJSON* object, std::string_view key) {
     const cJSON* const value = Json_find(object, key);
     return cJSON_IsNumber(value) != 0 ? std::optional(value->valuedouble) : std::nullopt;
@@ -121,6 +141,31 @@ cJSON* Json_addArray(cJSON* parent, std::string_view key) {
 
 void Json_addText(cJSON* parent, std::string_view key, std::string_view value) {
     cJSON_AddStringToObject(parent, std::string(key).c_str(), std::string(value).c_str());
+}
+
+void Json_addTextOrNull(cJSON* parent, std::string_view key, std::string_view value) {
+    if (value.empty()) {
+        Json_addNull(parent, key);
+    } else {
+        Json_addText(parent, key, value);
+    }
+}
+
+void Json_addWhole(cJSON* parent, std::string_view key, std::int64_t value) {
+    // The library itself prints fifteen digits of a number.
+    Json_addPrinted(parent, key, std::to_string(value));
+}
+
+void Json_addTruth(cJSON* parent, std::string_view key, bool value) {
+    cJSON_AddBoolToObject(parent, std::string(key).c_str(), value ? 1 : 0);
+}
+
+void Json_addNull(cJSON* parent, std::string_view key) {
+    cJSON_AddNullToObject(parent, std::string(key).c_str());
+}
+
+void Json_addPrinted(cJSON* parent, std::string_view key, std::string_view json) {
+    cJSON_AddRawToObject(parent, std::string(key).c_str(), std::string(json).c_str());
 }
 
 cJSON* Json_appendObject(cJSON* array) {

@@ -6,6 +6,7 @@
 // no tests between. Keys are compared letter by letter, case included.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,6 +43,13 @@ std::optional<std::string> Json_text(const cJSON* value);
 
 /// The text of the member `key` of `object`; nothing when there is no such member, or no text.
 std::optional<std::string> Json_text(const cJSON* object, std::string_view key);
+
+/// The same for a number that is whole, and for true and false.
+std::optional<std::int64_t> Json_whole(const cJSON* value);
+std::optional<bool> Json_truth(const cJSON* value);
+
+/// Whether there is a value, and it is null.
+bool Json_isNull(const cJSON* value);
 
 /// The number of the member `key` of `object`; nothing when there is no such member, or no number.
 std::optional<double> Json_number(const cJSON* object, std::string_view key);
@@ -84,6 +92,13 @@ Json Json_newObject();
 cJSON* Json_addObject(cJSON* parent, std::string_view key);
 cJSON* Json_addArray(cJSON* parent, std::string_view key);
 void Json_addText(cJSON* parent, std::string_view key, std::string_view value);
+/// An empty text becomes null.
+void Json_addTextOrNull(cJSON* parent, std::string_view key, std::string_view value);
+void Json_addWhole(cJSON* parent, std::string_view key, std::int64_t value);
+void Json_addTruth(cJSON* parent, std::string_view key, bool value);
+void Json_addNull(cJSON* parent, std::string_view key);
+/// `json` is the text of a JSON value, which is taken as it is.
+void Json_addPrinted(cJSON* parent, std::string_view key, std::string_view json);
 
 /// Add an item behind those that stand already in an array.
 cJSON* Json_appendObject(cJSON* array);

@@ -26,22 +26,6 @@ bool isSame(const Argument& argument, std::string_view wanted, std::string_view 
     return wanted == said;
 }
 
-/// What differs in a row of an answer from what the change should have made of it; empty when
-/// nothing does.
-std::string differenceIn(const Shape& shape, const Row& row, const Request& change) {
-    for (const Expectation& expected : change.command->askedBack.expected) {
-        const std::string said = Answer_member(shape, row, expected.member);
-        const auto place = static_cast<std::size_t>(std::max(expected.argument, 0));
-        const bool right = expected.argument == kNothing ? said.empty()
-                                                         : isSame(change.command->arguments[place],
-                                                                  change.values[place], said);
-        if (!right) {
-            return "its " + std::string(expected.member) + " is \"" + said + "\"";
-        }
-    }
-    return {};
-}
-
 /// One look at a device: what speaks against the change, empty when nothing does.
 std::string lookAt(Reader& reader, const Command& asked, const std::string& device,
                    const Request& change) {
@@ -49,14 +33,14 @@ std::string lookAt(Reader& reader, const Command& asked, const std::string& devi
         const Request read{&asked, {device}};
         const Batch batch = Reader_read(reader, {&read, 1});
         return batch.outcome.succeeded()
-                   ? differenceIn(asked.shape, batch.outcome.answer.rows.front(), change)
+                   ? Confirm_difference(batch.outcome.answer.rows.front(), change)
                    : "it does not answer";
     }
     const Reply listed = Reader_list(reader, asked);
     std::string problem = "it is not listed";
     for (const Row& row : listed.answer.rows) {
         if (Answer_member(asked.shape, row, asked.shape.device) == device) {
-            problem = differenceIn(asked.shape, row, change);
+            problem = Confirm_difference(row, change);
             if (!problem.empty()) {
                 break;
             }
@@ -133,6 +117,22 @@ Confirmation Reader_confirm(Reader& reader, const Request& change,
         }
     }
     return {Verdict::kConfirmed};
+}
+
+std::string Confirm_difference(const Row& row, const Request& change) {
+    const AskedBack& back = change.command->askedBack;
+    const Shape& shape = Catalogue_findText(back.text)->shape;
+    for (const Expectation& expected : back.expected) {
+        const std::string said = Answer_member(shape, row, expected.member);
+        const auto place = static_cast<std::size_t>(std::max(expected.argument, 0));
+        const bool right = expected.argument == kNothing ? said.empty()
+                                                         : isSame(change.command->arguments[place],
+                                                                  change.values[place], said);
+        if (!right) {
+            return "its " + std::string(expected.member) + " is \"" + said + "\"";
+        }
+    }
+    return {};
 }
 
 }  // namespace avoip

@@ -32,4 +32,8 @@ struct Confirmation {
 Confirmation Reader_confirm(Reader& reader, const Request& change,
                             const std::function<bool()>& again);
 
+/// What differs in a row that a device was asked for, by the command that asks the change back,
+/// from what the change should have made of it; empty when nothing does.
+std::string Confirm_difference(const Row& row, const Request& change);
+
 }  // namespace avoip

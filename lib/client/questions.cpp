@@ -27,7 +27,28 @@ int usualTimeout_ms(const Command* command) {
     return command == nullptr ? kUnknownTextMs : command->exchange.timeout_ms;
 }
 
-End endOf(avoip_result result) {
+struct Free {
+    void operator()(char* text) const { std::free(text); }
+};
+
+}  // namespace
+
+NamedQuestion::NamedQuestion(std::string consoleText)
+    : text(std::move(consoleText)),
+      command(Catalogue_commandOf(text)),
+      success(Catalogue_answerNames(text).success),
+      failure(Catalogue_answerNames(text).failure) {
+    question.command = text.c_str();
+    question.names[0] = success.c_str();
+    question.names[1] = failure.c_str();
+    question.linger_ms = usualTimeout_ms(command);
+    question.shared_ms = shared_ms(command);
+    const bool update = command != nullptr && command->exchange.kind == ExchangeKind::kUpdating;
+    question.markerAfter_ms = update ? 0 : usualTimeout_ms(command) / 2;
+    question.besideNamesakes = update;
+}
+
+End Reply_end(avoip_result result) {
     switch (result) {
         case AVOIP_OK:
             return End::kSuccess;
@@ -48,12 +69,10 @@ End endOf(avoip_result result) {
     return End::kNoDaemon;
 }
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-
-/// Reads the answer of a reply that has one.
-void readAnswer(Reply& reply, const Command* command, std::size_t room) {
+void Reply_takeAnswer(Reply& reply, const NamedQuestion& named, std::string json,
+                      std::size_t room) {
+    const Command* const command = named.command;
+    reply.json = std::move(json);
     reply.answer = Answer_read(reply.json, command == nullptr ? Shape{} : command->shape);
     if (reply.answer.readable) {
         reply.end = reply.answer.succeeded() ? End::kSuccess : End::kFailure;
@@ -68,23 +87,6 @@ void readAnswer(Reply& reply, const Command* command, std::size_t room) {
                        : "The answer to \"" + reply.text +
                              "\" is not what the daemon answers. Is another program using the "
                              "answer segment?";
-}
-
-}  // namespace
-
-NamedQuestion::NamedQuestion(std::string consoleText)
-    : text(std::move(consoleText)),
-      command(Catalogue_commandOf(text)),
-      success(Catalogue_answerNames(text).success),
-      failure(Catalogue_answerNames(text).failure) {
-    question.command = text.c_str();
-    question.names[0] = success.c_str();
-    question.names[1] = failure.c_str();
-    question.linger_ms = usualTimeout_ms(command);
-    question.shared_ms = shared_ms(command);
-    const bool update = command != nullptr && command->exchange.kind == ExchangeKind::kUpdating;
-    question.markerAfter_ms = update ? 0 : usualTimeout_ms(command) / 2;
-    question.besideNamesakes = update;
 }
 
 Reply Request_check(const Request& request) {
@@ -137,10 +139,9 @@ void Client_leave(Client& client) {
 
 Reply Client_reply(Client& client, const NamedQuestion& named, avoip_result result, char* answer) {
     const std::unique_ptr<char, Free> owner(answer);
-    Reply reply{endOf(result), named.text};
+    Reply reply{Reply_end(result), named.text};
     if (result == AVOIP_OK) {
-        reply.json = owner.get();
-        readAnswer(reply, named.command, client.segment.room());
+        Reply_takeAnswer(reply, named, owner.get(), client.segment.room());
         return reply;
     }
     reply.reason = client.why.text;

@@ -1,4 +1,5 @@
-// Questions of the catalogue in the words of lib/frontend. For lib/client alone.
+// Questions of the catalogue in the words of lib/frontend, and what comes of them in those of the
+// client: for lib/client, and for who asks over connections and turns of his own.
 #pragma once
 
 #include <string>
@@ -26,6 +27,13 @@ struct NamedQuestion {
 /// A reply with the console text of a request: a success when that can be sent, else End::kRefused
 /// with the reason.
 Reply Request_check(const Request& request);
+
+/// How the asking ended that gave `result`. With AVOIP_OK the answer tells.
+End Reply_end(avoip_result result);
+
+/// Takes an answer into the reply to the question that it answers. `room` is the longest answer
+/// that the segment has room for.
+void Reply_takeAnswer(Reply& reply, const NamedQuestion& named, std::string json, std::size_t room);
 
 /// How long to wait for the answer to this question.
 int Client_timeout_ms(const Client& client, const NamedQuestion& named);

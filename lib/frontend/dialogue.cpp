@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <string_view>
@@ -15,44 +13,11 @@ namespace avoip {
 
 namespace {
 
-constexpr std::string_view kNoName = "";
-
-/// Numbers of this process's questions and markers, each used once.
-int nextNumber() {
-    static std::atomic<int> last = 0;
-    return ++last & 0x7FFFFFFF;
-}
-
 /// Takes the answer that stands in the segment; null without memory. The prefix is cleared before
 /// the copy is made: an answer that is posted meanwhile is not lost, but seen next.
 char* takeAnswer(Segment& segment) {
     segment.clearPrefix();
     return segment.copyAnswer();
-}
-
-/// Whether one of the names that answers to the question carry is such that `fits` is true for it.
-template <class Fits>
-bool isNamed(const Question& question, Fits fits) {
-    return std::any_of(std::begin(question.names), std::end(question.names),
-                       [&](const char* name) { return name != nullptr && fits(name); });
-}
-
-/// Whether the owed answer may carry a name that answers to the question carry too.
-bool isNamesake(const OwedAnswer& owed, const Question& question) {
-    return OwedAnswer_isNamed(owed, kNoName) ||
-           isNamed(question, [&](const char* name) { return OwedAnswer_isNamed(owed, name); });
-}
-
-/// The owed answer that the question has to wait for; null when there is none. Two commands that
-/// read at once would take each other's replies.
-const OwedAnswer* obstacle(const Notes& notes, const Question& question) {
-    const std::int64_t now_ms = BootClock_ms();
-    const auto* const end = notes.owed.begin() + notes.owedCount;
-    const auto* const found = std::find_if(notes.owed.begin(), end, [&](const OwedAnswer& owed) {
-        return (question.shared_ms > 0 && owed.sharedUntil_ms > now_ms) ||
-               (!question.besideNamesakes && isNamesake(owed, question));
-    });
-    return found == end ? nullptr : found;
 }
 
 /// Crosses off the first note that an answer under this name may belong to, but not that of the own
@@ -77,7 +42,7 @@ avoip_result awaitOwed(Dialogue& dialogue, const Question& question, Deadline de
     Pauses pauses;
     while (true) {
         Notes_lapse(notes, dialogue.connection.daemon(), BootClock_ms());
-        const OwedAnswer* const owed = obstacle(notes, question);
+        const OwedAnswer* const owed = Question_obstacle(question, notes);
         if (owed == nullptr) {
             return AVOIP_OK;
         }
@@ -99,42 +64,17 @@ avoip_result awaitOwed(Dialogue& dialogue, const Question& question, Deadline de
     }
 }
 
-/// The note of this question: what is owed when its sender is killed, from now on.
-OwedAnswer noteOf(const Question& question, int number) {
-    const std::int64_t now_ms = BootClock_ms();
-    OwedAnswer owed;
-    owed.until_ms = now_ms + question.linger_ms;
-    owed.sharedUntil_ms = question.shared_ms > 0 ? now_ms + question.shared_ms : 0;
-    owed.pid = ::getpid();
-    owed.number = number;
-    for (std::size_t i = 0; i < owed.names.size(); ++i) {
-        const char* const name = question.names[i];
-        OwedAnswer_setName(owed, i, name == nullptr ? kNoName : name);
-    }
-    if (question.names[0] == nullptr) {
-        OwedAnswer_setName(owed, 0, kAnyName);
-    }
-    return owed;
-}
-
 /// Leaves it to the others to wait for the answer.
 void giveUp(Dialogue& dialogue, const Question& question) {
     Notes& notes = dialogue.turn.notes();
     if (OwedAnswer* const owed = Notes_find(notes, ::getpid(), dialogue.number)) {
-        *owed = noteOf(question, dialogue.number);
+        *owed = Question_note(question, dialogue.number);
         dialogue.turn.save();
     }
 }
 
-/// A line that no command matches. The daemon answers it with its own text, when it is done with
-/// the lines before it.
-struct Marker {
-    char line[64] = "";
-    [[nodiscard]] bool isSent() const { return line[0] != '\0'; }
-};
-
 bool sendMarker(Dialogue& dialogue, Marker& marker, Deadline deadline) {
-    std::snprintf(marker.line, sizeof marker.line, "avoip marker %d.%d!", ::getpid(), nextNumber());
+    marker = Marker_make();
     return dialogue.connection.send(marker.line, deadline);
 }
 
@@ -151,13 +91,12 @@ Look lookForAnswer(Dialogue& dialogue, const Question& question, const Marker& m
         return Look::kNoMemory;
     }
     const AnswerName name = Answer_name(taken);
-    const auto fits = [&](const char* expected) { return AnswerName_fits(name.text, expected); };
     // What carries no name at all is no answer of a daemon that works: that is for the asker to
     // see.
     Look look = Look::kAnswer;
-    if (marker.isSent() && fits(marker.line)) {
+    if (marker.isSent() && AnswerName_fits(name.text, marker.line)) {
         look = Look::kMarker;
-    } else if (name.exists && !isNamed(question, fits)) {
+    } else if (name.exists && !Question_isNamed(question, name.text)) {
         const bool owed = settleOwed(dialogue.turn, name, dialogue.number);
         look = owed || question.names[0] != nullptr ? Look::kNothing : Look::kAnswer;
     }
@@ -265,8 +204,8 @@ avoip_result Dialogue_put(Dialogue& dialogue, const Question& question, Deadline
     if (const auto free = awaitOwed(dialogue, question, deadline); free != AVOIP_OK) {
         return free;
     }
-    dialogue.number = nextNumber();
-    Notes_add(dialogue.turn.notes(), noteOf(question, dialogue.number));
+    dialogue.number = Question_nextNumber();
+    Notes_add(dialogue.turn.notes(), Question_note(question, dialogue.number));
     dialogue.turn.notes().clean = dialogue.turn.notes().clean && question.shared_ms == 0;
     dialogue.turn.save();
     dialogue.segment.clearPrefix();

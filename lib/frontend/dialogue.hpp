@@ -7,31 +7,13 @@
 
 #include "lib/frontend/avoip_frontend.h"
 #include "lib/frontend/connection.hpp"
+#include "lib/frontend/question.hpp"
 #include "lib/frontend/reason.hpp"
 #include "lib/frontend/segment.hpp"
 #include "lib/frontend/turn.hpp"
 #include "lib/frontend/waiting.hpp"
 
 namespace avoip {
-
-struct Question {
-    /// What is sent, its "!" included.
-    const char* command = nullptr;
-    /// The names that its answers carry, at most two; the first one null: any answer counts that is
-    /// not owed to somebody else.
-    const char* names[2] = {nullptr, nullptr};
-    /// How long its answer may still come when nobody waits for it any more.
-    std::int64_t linger_ms = 15'000;
-    /// How long its command may take replies of devices out of the daemon's socket; 0: it takes
-    /// none.
-    std::int64_t shared_ms = 15'000;
-    /// When to ask with a marker whether the command is done without its answer having been seen;
-    /// 0: never.
-    std::int64_t markerAfter_ms = 0;
-    /// Whether it may be sent although an answer with the same name is owed to somebody else. Which
-    /// of the two answers is which cannot be told then.
-    bool besideNamesakes = false;
-};
 
 /// What a dialogue goes through. Between Dialogue_begin() and the end of the turn the turn is held,
 /// the connection stands and the segment is attached.

@@ -107,6 +107,34 @@ TEST(LibJson, what_is_added_stands_behind_what_is_there) {
               R"({"z":"1","m":[{"x":"3"},"text"],"a":{"y":"quote \" line\n"}})");
 }
 
+TEST(LibJson, values_of_all_kinds_are_added) {
+    const Json root = Json_newObject();
+    Json_addTextOrNull(root.get(), "text", "a");
+    Json_addTextOrNull(root.get(), "none", "");
+    Json_addWhole(root.get(), "whole", -9223372036854775807);
+    Json_addTruth(root.get(), "right", true);
+    Json_addTruth(root.get(), "wrong", false);
+    Json_addNull(root.get(), "null");
+    Json_addPrinted(root.get(), "printed", R"([{"a":1}])");
+    EXPECT_EQ(Json_print(root.get()),
+              R"({"text":"a","none":null,"whole":-9223372036854775807,"right":true,"wrong":false,)"
+              R"("null":null,"printed":[{"a":1}]})");
+}
+
+TEST(LibJson, a_value_of_another_kind_is_none) {
+    const Json root = Json_parse(R"({"n":12,"f":1.5,"e":1e300,"t":true,"s":"1","z":null})");
+    const auto at = [&](const char* key) { return Json_find(root.get(), key); };
+    EXPECT_EQ(Json_whole(at("n")), 12);
+    EXPECT_EQ(Json_whole(at("f")), std::nullopt);
+    EXPECT_EQ(Json_whole(at("e")), std::nullopt);
+    EXPECT_EQ(Json_whole(at("s")), std::nullopt);
+    EXPECT_EQ(Json_whole(at("missing")), std::nullopt);
+    EXPECT_EQ(Json_truth(at("t")), true);
+    EXPECT_EQ(Json_truth(at("n")), std::nullopt);
+    EXPECT_TRUE(Json_isNull(at("z")));
+    EXPECT_FALSE(Json_isNull(at("missing")));
+}
+
 TEST(LibJson, people_get_lines) {
     EXPECT_EQ(Json_printForPeople(Json_parse(R"({"a":"b"})").get()), "{\n\t\"a\":\t\"b\"\n}");
 }

@@ -2,7 +2,7 @@
 #include <string>
 
 #include "gtest/gtest.h"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip {
 

@@ -84,7 +84,7 @@ void Daemon::send(const avoip::Command& command, Device& device) {
     reply.mac = device.mac;
     reply.value = listing ? device.type : valueOf(device, command);
     // A device replies in the order in which it was asked.
-    double& last_s = last_arrival_s_[device.identity];
+    double& last_s = lastArrival_s_[device.identity];
     last_s = std::max(last_s, now_s_ + device.latency_s * (0.5 + fraction()));
     reply.arrives_s = last_s;
     const auto fault = faults.find(replies++);

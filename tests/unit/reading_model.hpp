@@ -61,6 +61,7 @@ class Daemon {
         return std::uniform_int_distribution<std::size_t>(0, bound - 1)(random_);
     }
     void pass(double seconds) { now_s_ += seconds; }
+    double now_s() const { return now_s_; }
     /// Lets a reply of the device to this command arrive later, as if it had been asked now.
     void sendStray(const avoip::Command& command, const Device& device, double later_s);
 
@@ -82,7 +83,7 @@ class Daemon {
     std::mt19937_64 random_;
     double now_s_ = 0;
     std::multimap<double, Reply> socket_;
-    std::map<std::string, double> last_arrival_s_;
+    std::map<std::string, double> lastArrival_s_;
 };
 
 }  // namespace model

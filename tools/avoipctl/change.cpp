@@ -6,8 +6,8 @@
 
 #include "avoipctl/names.hpp"
 #include "avoipctl/run.hpp"
+#include "lib/base/printable.hpp"
 #include "lib/catalogue/arguments.hpp"
-#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 

@@ -5,8 +5,8 @@
 #include "avoipctl/interrupt.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
+#include "lib/base/printable.hpp"
 #include "lib/catalogue/arguments.hpp"
-#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

@@ -7,7 +7,7 @@
 #include <ostream>
 
 #include "avoipctl/supervision.hpp"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 

@@ -7,7 +7,7 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/table.hpp"
 #include "avoipctl/watch.hpp"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

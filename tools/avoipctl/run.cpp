@@ -14,7 +14,7 @@
 #include "avoipctl/wall.hpp"
 #include "avoipctl/watch.hpp"
 #include "lib/base/json.hpp"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

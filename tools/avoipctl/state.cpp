@@ -8,8 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "lib/base/printable.hpp"
 #include "lib/catalogue/arguments.hpp"
-#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

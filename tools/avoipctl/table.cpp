@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

@@ -12,8 +12,8 @@
 #include "avoipctl/progress.hpp"
 #include "avoipctl/run.hpp"
 #include "avoipctl/targets.hpp"
+#include "lib/base/printable.hpp"
 #include "lib/catalogue/arguments.hpp"
-#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

@@ -15,7 +15,7 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/targets.hpp"
 #include "avoipctl/update.hpp"
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

@@ -14,8 +14,8 @@
 #include "avoipctl/run.hpp"
 #include "avoipctl/state.hpp"
 #include "avoipctl/table.hpp"
+#include "lib/base/printable.hpp"
 #include "lib/catalogue/arguments.hpp"
-#include "lib/client/printable.hpp"
 
 namespace avoip::ctl {
 namespace {

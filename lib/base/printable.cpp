@@ -1,4 +1,4 @@
-#include "lib/client/printable.hpp"
+#include "lib/base/printable.hpp"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,0 +1,157 @@
+#include "gateway/store/store.hpp"
+
+#include <filesystem>
+
+#include "gateway/store/store_state.hpp"
+
+namespace avoip::gw {
+namespace {
+
+constexpr const char* kSchema =
+    "PRAGMA journal_mode=WAL;"
+    "PRAGMA synchronous=FULL;"
+    "CREATE TABLE IF NOT EXISTS document("
+    " kind TEXT NOT NULL, name TEXT NOT NULL, body TEXT NOT NULL, PRIMARY KEY(kind, name))"
+    " WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS account("
+    " kind INTEGER NOT NULL, name TEXT NOT NULL, role TEXT NOT NULL, secret TEXT NOT NULL,"
+    " PRIMARY KEY(kind, name)) WITHOUT ROWID;"
+    "CREATE INDEX IF NOT EXISTS account_secret ON account(kind, secret);"
+    "CREATE TABLE IF NOT EXISTS log("
+    " id INTEGER PRIMARY KEY AUTOINCREMENT, time INTEGER NOT NULL, user TEXT, address TEXT,"
+    " action TEXT NOT NULL, target TEXT, detail TEXT, result TEXT NOT NULL);"
+    "CREATE INDEX IF NOT EXISTS log_time ON log(time);"
+    "PRAGMA user_version=1;";
+
+/// The path of the database in a folder that stands by then.
+std::string databaseIn(const std::string& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        throw StoreError{folder + ": " + error.message()};
+    }
+    return folder + "/gateway.sqlite";
+}
+
+bool exists(Database& database, std::string_view kind, std::string_view name) {
+    return Statement(database, "SELECT 1 FROM document WHERE kind=? AND name=?")
+        .bind(kind)
+        .bind(name)
+        .step();
+}
+
+std::int64_t countOf(Database& database, std::string_view kind) {
+    Statement count(database, "SELECT count(*) FROM document WHERE kind=?");
+    count.bind(kind).step();
+    return count.number(0);
+}
+
+}  // namespace
+
+Store::Store(const std::string& path)
+    : writer(path, false), reader((writer.run(kSchema), path), true) {}
+
+void StoreClose::operator()(Store* store) const {
+    delete store;
+}
+
+StoreHandle Store_open(const std::string& folder) {
+    return StoreHandle(new Store(databaseIn(folder)));
+}
+
+bool Store_put(Store& store, std::string_view kind, std::string_view name, std::string_view body) {
+    if (body.size() > kDocumentSizeMax) {
+        throw StoreError{"a " + std::string(kind) + " may have " +
+                             std::to_string(kDocumentSizeMax) + " bytes at most",
+                         true};
+    }
+    const std::lock_guard lock(store.writing);
+    Transaction transaction(store.writer);
+    const bool isNew = !exists(store.writer, kind, name);
+    if (isNew && countOf(store.writer, kind) >= kDocumentsMax) {
+        throw StoreError{"there may be " + std::to_string(kDocumentsMax) + " of these at most",
+                         true};
+    }
+    Statement(store.writer, "INSERT OR REPLACE INTO document VALUES(?,?,?)")
+        .bind(kind)
+        .bind(name)
+        .bind(body)
+        .run();
+    transaction.commit();
+    return isNew;
+}
+
+bool Store_remove(Store& store, std::string_view kind, std::string_view name) {
+    const std::lock_guard lock(store.writing);
+    Statement(store.writer, "DELETE FROM document WHERE kind=? AND name=?")
+        .bind(kind)
+        .bind(name)
+        .run();
+    return store.writer.changes() > 0;
+}
+
+std::optional<std::string> Store_get(Store& store, std::string_view kind, std::string_view name) {
+    const std::lock_guard lock(store.reading);
+    Statement read(store.reader, "SELECT body FROM document WHERE kind=? AND name=?");
+    return read.bind(kind).bind(name).step() ? read.optionalText(0) : std::nullopt;
+}
+
+std::vector<Document> Store_list(Store& store, std::string_view kind) {
+    const std::lock_guard lock(store.reading);
+    Statement read(store.reader, "SELECT name, body FROM document WHERE kind=? ORDER BY name");
+    read.bind(kind);
+    std::vector<Document> documents;
+    while (read.step()) {
+        documents.push_back({read.text(0), read.text(1)});
+    }
+    return documents;
+}
+
+void Store_log(Store& store, std::span<LogEntry> entries) {
+    const std::lock_guard lock(store.writing);
+    Transaction transaction(store.writer);
+    for (LogEntry& entry : entries) {
+        Statement(store.writer,
+                  "INSERT INTO log(time, user, address, action, target, detail, result)"
+                  " VALUES(?,?,?,?,?,?,?)")
+            .bind(std::int64_t{entry.time.time_since_epoch().count()})
+            .bind(entry.user)
+            .bind(entry.address)
+            .bind(std::string_view(entry.action))
+            .bind(entry.target)
+            .bind(entry.detail)
+            .bind(std::string_view(entry.result))
+            .run();
+        entry.id = ::sqlite3_last_insert_rowid(store.writer.handle());
+    }
+    transaction.commit();
+}
+
+std::vector<LogEntry> Store_readLog(Store& store, std::int64_t before, int limit) {
+    const std::lock_guard lock(store.reading);
+    Statement read(store.reader,
+                   "SELECT id, time, user, address, action, target, detail, result FROM log"
+                   " WHERE id < ? ORDER BY id DESC LIMIT ?");
+    read.bind(before).bind(std::int64_t{limit});
+    std::vector<LogEntry> entries;
+    while (read.step()) {
+        entries.push_back({read.number(0), Time(std::chrono::milliseconds(read.number(1))),
+                           read.optionalText(2), read.optionalText(3), read.text(4),
+                           read.optionalText(5), read.optionalText(6), read.text(7)});
+    }
+    return entries;
+}
+
+void Store_trimLog(Store& store, Time oldest) {
+    const std::lock_guard lock(store.writing);
+    Transaction transaction(store.writer);
+    Statement(store.writer, "DELETE FROM log WHERE time < ?")
+        .bind(std::int64_t{oldest.time_since_epoch().count()})
+        .run();
+    Statement(store.writer, "DELETE FROM log WHERE id <= (SELECT max(id) FROM log) - ?")
+        .bind(std::int64_t{kLogMax})
+        .run();
+    transaction.commit();
+}
+
+}  // namespace avoip::gw
