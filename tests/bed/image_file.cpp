@@ -18,7 +18,7 @@ constexpr std::int64_t kFilledSize = 65536;
 constexpr std::int64_t kMarkDistance = 65536;
 
 void write(const avoip::Descriptor& file, const std::string& bytes, std::int64_t offset) {
-    if (::pwrite(file.get(), bytes.data(), bytes.size(), offset) !=
+    if (::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset)) !=
         static_cast<ssize_t>(bytes.size())) {
         throwSystemError("cannot write an image file");
     }
@@ -60,7 +60,7 @@ ImageFile::ImageFile(const ImageFileOptions& options)
         write(file, "mark " + std::to_string(mark), mark);
     }
     write(file, imageBlock(options), kImageBlockOffset);
-    if (::ftruncate(file.get(), options.fileSize) != 0) {
+    if (::ftruncate(file.get(), static_cast<off_t>(options.fileSize)) != 0) {
         throwSystemError("cannot set the size of an image file");
     }
 }

@@ -2,7 +2,9 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <system_error>
 #include <thread>
 
@@ -23,7 +25,8 @@ bool awaitReadable(int descriptor, std::chrono::milliseconds patience) {
     while (true) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
         pollfd waited{.fd = descriptor, .events = POLLIN, .revents = 0};
-        const int ready = ::poll(&waited, 1, static_cast<int>(std::max(left.count(), 0L)));
+        const int ready =
+            ::poll(&waited, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
         if (ready >= 0) {
             return ready > 0;
         }

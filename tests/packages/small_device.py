@@ -108,7 +108,7 @@ class InstructionCount(threading.Thread):
 
 def session(avoipctl):
     """What a user would do first. Each command's answer must show what was asked for."""
-    # An emulated fleet may answer later than a daemon waits.
+    # A fleet that is emulated may answer later than a daemon waits.
     await_that("the devices", lambda: "RX-0032" in run(*avoipctl, "devices"))
     for command, expected in (
             (["matrix", "set", "TX-0002", "RX-0001"], "Sent."),
@@ -146,7 +146,7 @@ def main():
                      programs / "tools/avoipsim/avoipsim", "--interface", "dev0",
                      "--first-address", "10.77.1.1", "--encoders", str(DEVICES // 2),
                      "--decoders", str(DEVICES // 2)], f"{logs}/avoipsim.log")
-    await_that("the fleet", lambda: fleet.has_printed("on dev0"))
+    await_that("the fleet", lambda: fleet.has_printed("decoders on dev0"))
 
     listening = "Server: listening"
     daemon = Program([*qemu, programs / "src/avoipd"], f"{logs}/avoipd.log")

@@ -1,8 +1,10 @@
 """The rules of the documents: what docs/commands.md shows was recorded, and it shows everything;
-what is kept on purpose is named alike in the code and in its page."""
+what is kept on purpose is named alike in the code and in its page; every line that the daemon
+prints is explained."""
 
 import re
 
+import cpp
 from tree import CPP_SUFFIXES
 
 COMMANDS = "docs/commands.md"
@@ -13,6 +15,22 @@ KEPT = "docs/kept-behaviours.md"
 # A behaviour that is kept on purpose: the tag at the code, and the entry that the page has for it.
 _KEPT_TAG = re.compile(r"\bkept: ([a-z0-9-]+)")
 _KEPT_ENTRY = re.compile(r"^## ([a-z0-9-]+)$", re.MULTILINE)
+
+OPERATE = "docs/operate.md"
+# The lines that the daemon prints are explained in this section. What varies stands there in
+# capitals.
+_LINES = re.compile(r"^## What the daemon prints$.*?(?=^## |\Z)", re.MULTILINE | re.DOTALL)
+_LINE = re.compile(r"`([^`]+)`")
+_VALUE = re.compile(r"(?<![A-Za-z])[A-Z]+(?![A-Za-z])")
+
+# Who prints a text that it is given, and what comes behind that text.
+_PRINTING = {"Output_print": "", "Output_systemError": ": X", "Command_fail": "",
+             "printError": " error:X X"}
+# The one hands on what it is given. Of the other, the daemon asks for a MAC address alone.
+_UNEXPLAINED = ("src/base/", "src/netif/")
+# Texts that are handed on to one of those say what went wrong.
+_HANDED_ON = re.compile(r"(err!|error|failed!)$")
+_DIRECTIVE = re.compile(r"%(?:\.\*)?[a-z]+")
 
 # The table of all commands, up to the empty line behind it. Each row begins with a console text.
 _TABLE = re.compile(r"^\| Console text \|.*\n(?:.+\n)*", re.MULTILINE)
@@ -55,6 +73,39 @@ def kept_behaviour(tree):
     for name, match in entries.items():
         if name not in tagged:
             yield KEPT, _line_of(match), f"no code of the daemon has the tag kept: {name}"
+
+
+def explained_line(tree):
+    """Every line that the daemon prints stands in the page for operators, with what it means."""
+    page = "".join(_LINES.findall(tree.text(OPERATE) if OPERATE in tree.files else ""))
+    explained = [re.compile(_VALUE.sub(".+", re.escape(line))) for line in _LINE.findall(page)]
+    for path in tree.with_suffix((".cpp",)):
+        if path.startswith("src/") and not path.startswith(_UNEXPLAINED):
+            for number, line in _printed(cpp.tokens(tree.text(path))):
+                if not any(each.fullmatch(line) for each in explained):
+                    yield path, number, f"{OPERATE} does not explain this line: {line}"
+
+
+def _printed(code):
+    """The lines that a source prints, as (number, line), with X for each value."""
+    direct = set()
+    for call in cpp.calls(code):
+        first = call.arguments[0]
+        if call.name in _PRINTING and first and first[0].kind == "string":
+            direct.add(first[0])
+            line = _line_of_literal(first[0].text) + _PRINTING[call.name]
+            if re.search("[a-z]", line):
+                yield call.line, line
+    for token in code:
+        if token.kind == "string" and token not in direct:
+            line = _line_of_literal(token.text)
+            if _HANDED_ON.search(line):
+                yield token.line, line
+
+
+def _line_of_literal(literal):
+    text = literal[1:-1].removesuffix("\\n").removeprefix("\\n").replace("\\t", " ")
+    return _DIRECTIVE.sub("X", text).strip()
 
 
 def _line_of(match):

@@ -6,7 +6,7 @@ import re
 
 import cpp
 from dialect import helper_comment, unit_name
-from documents import described_command, kept_behaviour, recorded_session
+from documents import described_command, explained_line, kept_behaviour, recorded_session
 from tree import CPP_SUFFIXES
 
 MAX_COLUMNS = 100
@@ -215,4 +215,5 @@ RULES = {
     "recorded_session": recorded_session,
     "described_command": described_command,
     "kept_behaviour": kept_behaviour,
+    "explained_line": explained_line,
 }

@@ -283,6 +283,20 @@ class Documents(RuleTest):
         self.assertEqual(self.places(rules.kept_behaviour),
                          [("src/a.cpp", 3), ("docs/kept-behaviours.md", 5)])
 
+    def test_a_printed_line_that_is_not_explained_is_found(self):
+        self.write("docs/operate.md", "## What the daemon prints\n\n| `open NAME!` | bad |\n"
+                   "| `bind: WHY` | bad |\n| `get NAME err!` | bad |\n\n## Other\n`more`\n")
+        self.write("src/a.cpp", """void f() {
+    Output_print("open %.*s!\\n", 1, "a");
+    Output_print("more\\n");
+    Output_systemError("bind");
+    Output_systemError("socket");
+}
+constexpr Name kNames[] = {{"id", "get id err!"}, {"id", "id err!"}};
+""")
+        self.assertEqual(self.places(rules.explained_line),
+                         [("src/a.cpp", 3), ("src/a.cpp", 5), ("src/a.cpp", 7)])
+
 
 if __name__ == "__main__":
     unittest.main()

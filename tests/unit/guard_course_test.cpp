@@ -95,6 +95,22 @@ TEST(GuardCourse, does_not_start_what_could_not_work_for_somebody_else) {
     });
 }
 
+TEST(GuardCourse, waits_without_a_word_while_a_killed_daemon_holds_what_the_next_one_needs) {
+    Seen held = noDaemon("");
+    held.holders.consolePort = "another process";
+    held.lingers = true;
+    Seen heldOn = held;
+    heldOn.lingers = false;
+    expectCourse({
+        {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},
+        {10, seenWorking(), HealthState::kOk, ""},
+        {5000, withoutSegment(), HealthState::kUseless, kGone, Action::kEnd},
+        {5000, held, HealthState::kUseless, kGone},
+        {5030, heldOn, HealthState::kUseless, "TCP port 6888 is held by another process: end it."},
+        {5280, noDaemon(""), HealthState::kUseless, kGone, Action::kStart},
+    });
+}
+
 TEST(GuardCourse, ends_and_starts_for_a_fault_that_a_restart_mends_without_a_pause) {
     expectCourse({
         {0, noDaemon(""), HealthState::kStarting, "", Action::kStart},

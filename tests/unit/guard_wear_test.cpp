@@ -59,7 +59,7 @@ TEST(GuardWear, of_descriptors_counts_neither_connections_that_stand_nor_the_roo
 TEST(GuardWear, of_what_has_no_bound_is_none) {
     Use now = kFresh;
     now.descriptors = now.mappings = now.size_bytes = now.private_bytes = now.resident_bytes =
-        std::size_t{1} << 30U;
+        std::size_t{1} << 20U;
     EXPECT_EQ(Wear_worst(kFresh, now, Bounds{}).percent, 0);
 }
 

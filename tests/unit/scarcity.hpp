@@ -9,10 +9,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <system_error>
 
 #include "bed/segment.hpp"
@@ -33,6 +35,10 @@ class NoMoreDescriptors {
     rlimit before_{};
 };
 
+/// More bytes than a process can have.
+inline constexpr auto kTooManyBytes = static_cast<std::size_t>(std::min<std::uint64_t>(
+    std::uint64_t{1} << 50U, std::numeric_limits<std::size_t>::max() / 4 * 3));
+
 /// No thread with default attributes can be created: their stacks would not fit into memory.
 class NoMoreThreads {
   public:
@@ -40,7 +46,7 @@ class NoMoreThreads {
         ::pthread_getattr_default_np(&before_);
         pthread_attr_t huge;
         ::pthread_attr_init(&huge);
-        ::pthread_attr_setstacksize(&huge, std::size_t{1} << 50U);
+        ::pthread_attr_setstacksize(&huge, kTooManyBytes);
         ::pthread_setattr_default_np(&huge);
         ::pthread_attr_destroy(&huge);
     }
@@ -84,5 +90,5 @@ class ForbiddenSegment {
 
 /// The answer segment stands already, and is larger than any address space. It needs no memory.
 inline int makeUnattachableSegment() {
-    return ::shmget(bed::kSegmentKey, std::size_t{1} << 50U, IPC_CREAT | SHM_NORESERVE | 0664);
+    return ::shmget(bed::kSegmentKey, kTooManyBytes, IPC_CREAT | SHM_NORESERVE | 0664);
 }

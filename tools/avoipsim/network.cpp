@@ -17,6 +17,10 @@ namespace {
 
 constexpr std::size_t kLargestDatagram = 65536;
 
+/// qemu reads the index that a 64-bit program gives as a long, and none where there is no room for
+/// one. The system itself does not mind what stands behind.
+struct alignas(long) Membership : ip_mreqn {};
+
 sockaddr_in socketAddress(const std::string& address, std::uint16_t port) {
     sockaddr_in result{};
     result.sin_family = AF_INET;
@@ -59,7 +63,7 @@ Descriptor Network_open(const std::string& interface, std::string& problem) {
                   "; another fleet may be running here (\"ss -ulpn\" shows who has it)";
         return {};
     }
-    ip_mreqn membership{};
+    Membership membership{};
     membership.imr_multiaddr = group.sin_addr;
     membership.imr_ifindex = static_cast<int>(index);
     if (!setOption(socket.get(), IP_ADD_MEMBERSHIP, membership)) {

@@ -85,8 +85,10 @@ void wait(const Service& service) {
     timespec timeout{};
     if (due) {
         const auto left = std::max(Clock::duration::zero(), *due - Clock::now());
-        timeout.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
-        timeout.tv_nsec = (left % std::chrono::seconds(1)).count();
+        // Narrower than what is counted, on 32-bit processors.
+        timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(left / std::chrono::seconds(1));
+        timeout.tv_nsec =
+            static_cast<decltype(timeout.tv_nsec)>((left % std::chrono::seconds(1)).count());
     }
     ::ppoll(watched.data(), watched.size(), due ? &timeout : nullptr, nullptr);
 }

@@ -189,7 +189,8 @@ bool receive(const UploadServer& server, const Fleet& fleet, UploadConnection& c
     static std::array<unsigned char, kPieceSize> piece;
     std::size_t room = piece.size();
     if (const auto limit = limitOf(server, connection)) {
-        room = std::min<std::uint64_t>(room, *limit - connection.received);
+        const std::uint64_t left = *limit - connection.received;
+        room = static_cast<std::size_t>(std::min<std::uint64_t>(room, left));
     }
     if (room == 0) {
         const bool stops = !server.options.closeAfter;

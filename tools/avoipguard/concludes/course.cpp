@@ -57,6 +57,9 @@ Step withoutDaemon(Course& course, const Seen& seen, std::int64_t now_ms) {
         lose(course, seen.end, now_ms);
     }
     if (auto obstacle = Fault_obstacle(seen)) {
+        if (seen.lingers && !obstacle->isControl) {
+            return unproven(course);
+        }
         return {obstacle->isControl ? HealthState::kWaiting : HealthState::kUseless,
                 std::move(obstacle->reason)};
     }

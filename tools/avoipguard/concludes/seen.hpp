@@ -42,8 +42,9 @@ struct DaemonSeen {
 struct Seen {
     ControlSeen control;
     Holders holders;
-    bool runs = false;  ///< whether there is a daemon
-    std::string end;    ///< what became of the last one, as a sentence; while none runs
+    bool runs = false;     ///< whether there is a daemon
+    bool lingers = false;  ///< the last one was killed, and has yet to leave what it held
+    std::string end;       ///< what became of the last one, as a sentence; while none runs
     DaemonSeen daemon;
 };
 

@@ -62,6 +62,7 @@ struct Guard {
     /// What became of the last daemon, and what of it the system may not have cleared away yet.
     std::string end;
     std::uint64_t dyingSocket = 0;
+    pid_t dying = 0;  ///< killed, and not waited for yet; 0 for none
     std::vector<int> segments;
 
     HeldTurn turn;
@@ -132,12 +133,14 @@ void reap(Guard& guard) {
             guard.end = Child_endText(end);
             forgetChild(guard);
         }
+        guard.dying = end.si_pid == guard.dying ? 0 : guard.dying;
         end = {};
     }
 }
 
 void endChild(Guard& guard) {
     Child_kill(guard.child.pid, guard.watch->listener);
+    guard.dying = guard.child.pid;
     forgetChild(guard);
 }
 
@@ -201,6 +204,7 @@ Seen look(Guard& guard, std::int64_t now) {
     if (guard.child.pid == 0) {
         seen.runs = false;
         seen.end = guard.end;
+        seen.lingers = guard.dying != 0;
         seen.holders = lookAtHolders(guard);
     }
     return seen;
@@ -266,7 +270,7 @@ void announce(Guard& guard, HealthState state, const std::string& reason) {
 void leaveTurn(Guard& guard, std::int64_t now) {
     if (guard.turn == nullptr) {
         guard.turnSince_ms = now;
-    } else if (guard.course.phase != Phase::kStarting || now - guard.turnSince_ms > kTurnAtMostMs) {
+    } else if (guard.course.phase == Phase::kServing || now - guard.turnSince_ms > kTurnAtMostMs) {
         guard.turn.reset();
     }
 }
