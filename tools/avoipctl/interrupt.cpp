@@ -20,10 +20,13 @@ void write(const char* text) {
 
 /// The signal is raised once more, and ends the process when this returns.
 void onInterrupt(int signal) {
+    if (::isatty(STDERR_FILENO) != 0) {
+        // Behind the "^C" that the terminal shows.
+        write("\n");
+    }
     const char* const text = saidText.load();
     if (text != nullptr && !silent) {
-        write(::isatty(STDERR_FILENO) != 0 ? "\navoipctl: Interrupted. "
-                                           : "avoipctl: Interrupted. ");
+        write("avoipctl: Interrupted. ");
         write(text);
         write("\n");
     }
