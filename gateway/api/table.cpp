@@ -153,7 +153,7 @@ constexpr std::array kEndpoints{
              h::removeJob, "job-removal", "", "", "", 204},
 
     Endpoint{"GET", "/api/v1/log", "log", "Who changed what", kViewer, kNone, h::log, "",
-             "before limit", "", "Log"},
+             "before limit q", "", "Log"},
     // What streams has no handler: whoever carries the call knows how.
     Endpoint{"GET", "/api/v1/events", "events", "What changes, as it changes", kViewer, kNone,
              nullptr, "", "", "", "text/event-stream"},

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "gateway/api/limit.hpp"
 #include "gateway/http/request.hpp"
 #include "gateway/http/sockets.hpp"
 #include "gateway/http/stream.hpp"
@@ -104,7 +105,8 @@ MHD_Result streamEvents(Server& server, Request& request, MHD_Connection* connec
     };
     const ResponseHandle response(
         Stream_open(server.gateway.feed, connection,
-                    last == nullptr ? std::nullopt : std::optional<std::string>(last), isAllowed),
+                    last == nullptr ? std::nullopt : std::optional<std::string>(last), isAllowed,
+                    Limit_ofEvents(server.gateway, request.call.caller)),
         ::MHD_destroy_response);
     if (response == nullptr) {
         return MHD_NO;

@@ -112,13 +112,21 @@ def drive(client):
     assert client.removePreset("Evening") == (204, None)
     assert client.putRoom("Hall", body={"decoders": ["rx1"], "encoders": []})[0] == 201
     assert client.room("Hall")[1]["decoders"] == ["rx1"]
-    assert client.removeRoom("Hall")[0] == 204
     status, made = client.addToken(body={"name": "t", "role": "admin"})
     assert status == 201
     status, user = client.addUser(body={"name": "u", "role": "admin", "password": "secret"},
                                   token=made["token"])
     assert (status, user) == (201, {"name": "u", "role": "admin"})
     assert client.users()[0] == 401
+    status, room = client.addToken(body={"name": "r", "role": "operator", "rooms": ["Hall"]},
+                                   token=made["token"])
+    assert (status, room["rooms"]) == (201, ["Hall"])
+    assert client.session(token=room["token"])[1]["rooms"] == ["Hall"]
+    assert client.removeRoom("Hall", token=made["token"])[0] == 204
+    assert client.rooms(token=room["token"])[1]["rooms"] == []
+    assert client.logIn(body={"token": room["token"]})[1]["user"] == "r"
+    assert client.removeToken("r", token=made["token"])[0] == 204
+    assert client.log(q="room-removal", token=made["token"])[1]["entries"][0]["target"] == "Hall"
     assert client.changeUser("u", body={"password": "other"}, token=made["token"])[0] == 200
     assert client.logIn(body={"user": "u", "password": "other"})[0] == 200
     assert client.session(token=made["token"])[1]["user"] == "t"
