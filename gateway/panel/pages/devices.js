@@ -78,8 +78,8 @@ export function DevicesPage(/** @type {{query: URLSearchParams}} */ { query }) {
             <input type="search" placeholder=${t("devices.search")}
                 aria-label=${t("devices.search")} value=${search}
                 onInput=${(/** @type {any} */ event) => setSearch(event.target.value)} />
-            <${Choice} label=${t("devices.filter")} value=${filter} onChange=${setFilter} options=${[
-                ["all", t("devices.all")], ["encoder", t("devices.encoders")],
+            <${Choice} label=${t("devices.filter")} value=${filter} onChange=${setFilter}
+                options=${[["all", t("devices.all")], ["encoder", t("devices.encoders")],
                 ["decoder", t("devices.decoders")], ["offline", t("devices.offline")]]} />
             <span class="muted" role="status">${t("devices.shown", { count: shown.length })}</span>
         </div>

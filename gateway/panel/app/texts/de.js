@@ -80,7 +80,6 @@ export default {
     "devices.seen": "Zuletzt gehört",
     "devices.shown": "1 Gerät | {count} Geräte",
     "devices.state": "Zustand",
-    "devices.status": "Status",
     "devices.type": "Art",
     "devices.version": "Version",
 };

@@ -80,7 +80,6 @@ export default {
     "devices.seen": "Last seen",
     "devices.shown": "1 device | {count} devices",
     "devices.state": "State",
-    "devices.status": "Status",
     "devices.type": "Kind",
     "devices.version": "Version",
 };
