@@ -71,7 +71,8 @@ function UserMenu() {
         <summary>
             <span class="hidden">${t("menu")}:</span>
             <span class="name">${name}</span>
-            <span aria-hidden="true">▾</span>
+            <span class="wide" aria-hidden="true">▾</span>
+            <span class="narrow" aria-hidden="true">☰</span>
         </summary>
         <div class="card">
             <p class="muted">${user.local ? t("menu.local")

@@ -62,11 +62,12 @@ const Row = memo((props) => {
     return html`<div role="row" aria-rowindex=${index} data-decoder=${device.id}
         class="row ${device.online ? "" : "offline"}">
         <div role="rowheader" aria-colindex="1" class="name">
-            <a href=${link("devices", device.id)} tabindex="-1">${device.alias || device.id}</a>
+            <a href=${link("devices", device.id)} tabindex="-1" title=${device.id}>
+                ${device.alias || device.id}</a>
             ${lock && html`<span class="lock" title=${t("grid.locked", { owner: lock.owner })}>
                 <span class="hidden">${t("grid.locked", { owner: lock.owner })}</span></span>`}
             ${!device.online && html`<span class="hidden">${t("offline")}</span>`}
-            <span class="source">${shown ? deviceName(shown) : "–"}</span>
+            <span class="source" title=${shown ?? undefined}>${shown ? deviceName(shown) : "–"}</span>
         </div>
         ${cells.map(([encoder, marks]) => html`<div role="gridcell" key=${encoder}
             aria-colindex=${places.get(encoder) + 2} style=${{ "--column": places.get(encoder) }}
@@ -90,7 +91,8 @@ const Head = memo(({ devices, starts }) => html`
                 class="column ${device.online ? "" : "offline"} ${
                     starts.has(device.id) ? "start" : ""}">
                 <a href=${link("devices", device.id)} tabindex="-1"
-                    title=${starts.get(device.id) || undefined}>${device.alias || device.id}</a>
+                    title=${[device.alias && device.id, starts.get(device.id)].filter(Boolean)
+                        .join(", ") || undefined}>${device.alias || device.id}</a>
             </div>`)}
     </div>`);
 
@@ -137,13 +139,6 @@ function onPointer(/** @type {PointerEvent} */ event) {
     }
 }
 
-function onClick(/** @type {MouseEvent} */ event) {
-    const point = crosspointAt(event);
-    if (point) {
-        choose(point.decoder, point.encoder);
-    }
-}
-
 /** Puts the cursor where there is something. */
 function placeCursor() {
     const { decoder, encoder } = cursor.value;
@@ -155,18 +150,25 @@ function placeCursor() {
 
 export function Table() {
     const scroller = useRef(/** @type {HTMLElement | null} */ (null));
+    const isClicked = useRef(false);
     useEffect(placeCursor);
-    const { decoder, encoder } = cursor.value;
     useLayoutEffect(() => {
         const cell = /** @type {HTMLElement | null} */ (
             scroller.current?.querySelector('[role="gridcell"][tabindex]'));
-        const isInside = scroller.current?.contains(document.activeElement)
-            || document.activeElement === document.body;
+        const isInside = scroller.current?.contains(document.activeElement) || isClicked.current;
         if (cell && isInside && document.activeElement !== cell) {
             cell.focus({ preventScroll: true });
             cell.scrollIntoView({ block: "nearest", inline: "nearest" });
         }
-    }, [decoder, encoder]);
+        isClicked.current = false;
+    });
+    const onClick = (/** @type {MouseEvent} */ event) => {
+        const point = crosspointAt(event);
+        if (point) {
+            isClicked.current = true;
+            choose(point.decoder, point.encoder);
+        }
+    };
     const groups = rowGroups.value;
     const encoders = shownEncoders.value;
     let index = 1;
