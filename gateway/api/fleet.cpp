@@ -78,6 +78,10 @@ Response forgetDevice(Gateway& gateway, Call& call) {
     return Response_empty();
 }
 
+Response ranges(Gateway& /*gateway*/, Call& /*call*/) {
+    return Response_json(Settings_ranges());
+}
+
 Response parameters(Gateway& gateway, Call& call) {
     return ask(gateway, call, Settings::kParameters);
 }

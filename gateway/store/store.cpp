@@ -1,11 +1,16 @@
 #include "gateway/store/store.hpp"
 
+#include <fcntl.h>
+
 #include <filesystem>
 
 #include "gateway/store/store_state.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace avoip::gw {
 namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
 
 constexpr const char* kSchema =
     "PRAGMA journal_mode=WAL;"
@@ -23,14 +28,17 @@ constexpr const char* kSchema =
     "CREATE INDEX IF NOT EXISTS log_time ON log(time);"
     "PRAGMA user_version=1;";
 
-/// The path of the database in a folder that stands by then.
+/// The path of the database in a folder; both stand by then. The group may read the folder, for
+/// images; users and tokens are for the own user alone.
 std::string databaseIn(const std::string& folder) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
         throw StoreError{folder + ": " + error.message()};
     }
-    return folder + "/gateway.sqlite";
+    std::string path = folder + "/gateway.sqlite";
+    const Descriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerOnly));
+    return path;
 }
 
 bool exists(Database& database, std::string_view kind, std::string_view name) {

@@ -40,6 +40,17 @@ TEST_F(GatewayAccounts, are_made_listed_and_removed_from_a_terminal) {
     EXPECT_EQ(run({"user", "add", "eva", "--role", "chief", "--password-stdin"}, "x\n"), 2);
 }
 
+TEST_F(GatewayAccounts, are_kept_from_the_group_of_front_ends) {
+    addUser("anna", "admin");
+    start();
+    for (const char* const file : {"", "-wal", "-shm"}) {
+        const auto path = folder + "/data/gateway.sqlite" + file;
+        EXPECT_EQ(std::filesystem::status(path).permissions(),
+                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
+            << path;
+    }
+}
+
 TEST_F(GatewayAccounts, log_in_with_a_cookie_and_change_things_with_its_token_only) {
     addUser("anna", "admin");
     start();

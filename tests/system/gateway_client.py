@@ -98,9 +98,12 @@ class Client:
 
 def drive(client):
     for name in ("live", "metrics", "system", "devices", "routes", "presets", "locks", "rooms",
-                 "users", "tokens", "walls", "images", "jobs", "log", "description"):
+                 "users", "tokens", "walls", "images", "jobs", "log", "description", "ranges"):
         assert getattr(client, name)()[0] == 200, name
     assert client.ready()[0] == 503
+    fps = next(each for each in client.ranges()[1]["parameters"]["encoder"]
+               if each["name"] == "fps")
+    assert (fps["kind"], fps["minimum"]) == ("number", 1), fps
     assert client.devices(type="decoder", online="true")[0] == 200
     assert client.device("rx/1")[0] == 404
     assert client.putPreset("Evening", body={"routes": {"video": {"rx1": None}}})[0] == 201
