@@ -262,6 +262,7 @@ gateway_serves() {
     check "the gateway's package is installed by dpkg alone" \
         on device bash -c "dpkg --install /packages/avoip-gateway_*_$processor.deb"
     await "its unit serves" gateway GET /healthz/live --fail
+    shows "the panel, too" "panel/app/main.js" gateway GET /
     check "and starts with the system" on device systemctl is-enabled avoip-gateway
     shows "it runs as avoip-gw" avoip-gw on device ps -o user= -C avoipgw
     await "it sees the daemon" gateway GET /healthz/ready --fail

@@ -71,7 +71,7 @@ export function Dialog(/** @type {{title: string, onClose: () => void, children?
 
 /**
  * A dialog that does something when it is agreed to, shows what went wrong, and closes when it was
- * done.
+ * done, unless onDo gives false.
  */
 export function FormDialog(/** @type {{title: string, action: string, kind?: string,
                                        onDo: (form: FormData) => Promise<any>,
@@ -83,8 +83,10 @@ export function FormDialog(/** @type {{title: string, action: string, kind?: str
         event.preventDefault();
         setBusy(true);
         try {
-            await onDo(new FormData(/** @type {HTMLFormElement} */ (event.target)));
-            onClose();
+            const form = new FormData(/** @type {HTMLFormElement} */ (event.target));
+            if (await onDo(form) !== false) {
+                onClose();
+            }
         } catch (error) {
             setProblem(problemText(error));
             setBusy(false);

@@ -5,7 +5,13 @@
 import { DevicePage } from "../pages/device.js";
 import { DevicesPage } from "../pages/devices.js";
 import { GridPage } from "../pages/grid.js";
-import { mayAdminister } from "./session.js";
+import { AccountsPage } from "../pages/accounts.js";
+import { FirmwarePage } from "../pages/firmware.js";
+import { LogPage } from "../pages/log.js";
+import { RoomPage } from "../pages/room.js";
+import { RoomsPage } from "../pages/rooms.js";
+import { WallsPage } from "../pages/walls.js";
+import { isLimited, mayAdminister } from "./session.js";
 
 /**
  * @typedef {object} Page
@@ -13,6 +19,7 @@ import { mayAdminister } from "./session.js";
  * @property {(place: {parts: string[], query: URLSearchParams}) => any} draw
  * @property {boolean} [admin] whether it is for admins alone
  * @property {boolean} [plain] whether it stands without header and navigation
+ * @property {boolean} [limited] whether it is for those who are limited to rooms, too
  */
 
 /** @type {Page[]} */
@@ -23,11 +30,19 @@ const PAGES = [
         draw: ({ parts, query }) => (parts[0] ? DevicePage({ id: parts[0] })
             : DevicesPage({ query })),
     },
+    { name: "rooms", draw: RoomsPage, limited: true },
+    { name: "room", draw: ({ parts }) => RoomPage({ name: parts[0] ?? "" }), plain: true,
+        limited: true },
+    { name: "walls", draw: ({ parts }) => WallsPage({ name: parts[0] }) },
+    { name: "firmware", draw: ({ parts }) => FirmwarePage({ id: parts[0] }) },
+    { name: "log", draw: LogPage },
+    { name: "accounts", draw: AccountsPage, admin: true },
 ];
 
 /** The pages for whoever uses the panel. */
 export function pages() {
-    return PAGES.filter((page) => !page.admin || mayAdminister.value);
+    return PAGES.filter((page) => (!page.admin || mayAdminister.value)
+        && (page.limited || !isLimited.value));
 }
 
 /** The page of a name; undefined when there is none for this user. */

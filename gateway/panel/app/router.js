@@ -23,6 +23,15 @@ export function link(/** @type {string[]} */ ...parts) {
     return "#/" + parts.map(encodeURIComponent).join("/");
 }
 
+/** Takes a parameter out of the address, and out of the browser's history. */
+export function forgetParameter(/** @type {string} */ name) {
+    const { query } = place.value;
+    query.delete(name);
+    const [way] = location.hash.split("?");
+    history.replaceState(null, "", way + (query.size > 0 ? `?${query}` : ""));
+    place.value = read();
+}
+
 export function go(/** @type {string[]} */ ...parts) {
     location.hash = link(...parts);
 }

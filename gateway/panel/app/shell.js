@@ -90,7 +90,7 @@ function UserMenu() {
 
 function Navigation() {
     return html`<nav aria-label=${t("navigation")}>
-        ${pages().map(({ name }) => html`
+        ${pages().filter(({ plain }) => !plain).map(({ name }) => html`
             <a key=${name} href=${link(name)}
                 aria-current=${place.value.name === name ? "page" : undefined}>
                 ${tAny("page." + name)}</a>`)}

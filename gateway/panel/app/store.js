@@ -47,11 +47,19 @@ const COLLECTIONS = /** @type {const} */ ([
     ["rooms", rooms, "name"], ["walls", walls, "name"], ["jobs", jobs, "id"],
 ]);
 
+/** What is not for this user is empty. */
+const nothing = (/** @type {any} */ error) => {
+    if (!(error instanceof ApiProblem) || error.status !== 403) {
+        throw error;
+    }
+    return {};
+};
+
 /** Reads one collection anew; for those of which not every change is an event. */
 export async function refresh(/** @type {string} */ name) {
     const [, target, key] = COLLECTIONS.find(([known]) => known === name) ?? COLLECTIONS[0];
-    const answer = await api.get(name);
-    const entries = answer[name].map((/** @type {any} */ entry) => [entry[key], entry]);
+    const answer = await api.get(name).catch(nothing);
+    const entries = (answer[name] ?? []).map((/** @type {any} */ entry) => [entry[key], entry]);
     /** @type {any} */ (target).value = new Map(entries);
 }
 
