@@ -67,12 +67,12 @@ function Terminal(/** @type {{device: Device}} */ { device }) {
                 <option value="crlf">CR LF</option>
             </select>`}
         </div>
-        <ol class="sent mono" tabindex="0" role="log" aria-label=${t("serial.sent")}>
-            ${sent.map(({ bytes: done, time, problem }, at) => html`<li key=${at}>
+        <div class="sent mono" tabindex="0" role="log" aria-label=${t("serial.sent")}>
+            ${sent.map(({ bytes: done, time, problem }, at) => html`<div key=${at}>
                 <span class="muted">${time}</span> <span>${hexOf(done)}</span>
                 ${" "}<span class="muted">${seen(done)}</span>
-                ${problem && html`<span class="problem"> ${problem}</span>`}</li>`)}
-        </ol>
+                ${problem && html`<span class="problem"> ${problem}</span>`}</div>`)}
+        </div>
         <${Field} label=${t("serial.data")} problem=${isWrong ? t("serial.wrong") : null}
             hint=${t("serial.hint")}>
             <input class="mono" value=${line} autocomplete="off" spellcheck=${false}
