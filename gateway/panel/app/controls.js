@@ -38,7 +38,7 @@ export function Choice(/** @type {{label: string, value: string, options: (reado
     { label, value, options, onChange }) {
     return html`<div class="choice" role="group" aria-label=${label}>
         ${options.map(([name, text]) => html`
-            <button key=${name} aria-pressed=${String(name === value)}
+            <button type="button" key=${name} aria-pressed=${String(name === value)}
                 onClick=${() => onChange(name)}>${text}</button>`)}
     </div>`;
 }

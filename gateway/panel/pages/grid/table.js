@@ -67,7 +67,8 @@ const Row = memo((props) => {
             ${lock && html`<span class="lock" title=${t("grid.locked", { owner: lock.owner })}>
                 <span class="hidden">${t("grid.locked", { owner: lock.owner })}</span></span>`}
             ${!device.online && html`<span class="hidden">${t("offline")}</span>`}
-            <span class="source" title=${shown ?? undefined}>${shown ? deviceName(shown) : "–"}</span>
+            <span class="source" title=${shown ?? undefined}>
+                ${shown ? deviceName(shown) : "–"}</span>
         </div>
         ${cells.map(([encoder, marks]) => html`<div role="gridcell" key=${encoder}
             aria-colindex=${places.get(encoder) + 2} style=${{ "--column": places.get(encoder) }}
