@@ -23,6 +23,10 @@ export const address = `http://127.0.0.1:${PORT}/`;
 export const labFolder = LAB;
 const run = promisify(execFile);
 
+// Where the programs are built with sanitizers: leaks cannot be looked for, since the lab's /proc is
+// that of other processes.
+process.env.ASAN_OPTIONS ??= "detect_leaks=0";
+
 /** Runs avoipctl, and gives what it prints. */
 export async function avoipctl(...words) {
     return (await run("avoipctl", words)).stdout;
@@ -143,7 +147,7 @@ export async function openPanel(hash = "/grid", look = {}) {
 /** Waits until the page shows a text somewhere. */
 export async function untilShown(page, text) {
     await page.waitForFunction((wanted) => document.body.innerText.includes(wanted),
-        { polling: "mutation" }, text).catch(async (error) => {
+        { polling: 50 }, text).catch(async (error) => {
         const shown = await page.evaluate(() => document.body.innerText);
         throw new Error(`"${text}" is not shown; this is:\n${shown}`, { cause: error });
     });

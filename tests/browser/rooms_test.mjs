@@ -51,6 +51,7 @@ panelTest("a link opens a room on a phone, where a source is chosen for a screen
     await ask("PUT", "routes/video/RX-0001", { encoder: "TX-0002" });
     const admin = await openPanel("/rooms");
     await untilShown(admin, "Beamer");
+    await untilShown(admin, "Camera");
     await admin.click(button("Link and code"));
     await isAccessible(admin);
     await admin.click(button("Make the link"));
@@ -83,9 +84,9 @@ panelTest("a link opens a room on a phone, where a source is chosen for a screen
     await page.waitForSelector('.source[aria-pressed="true"]::-p-text(Nothing)');
 
     // What is beyond the room is not there for it.
+    page.expected.push(/status of 403 .*api\/v1\/log/);
     const status = await page.evaluate(async () => (await fetch("api/v1/log")).status);
     assert.equal(status, 403);
-    page.expected.push(/status of 403/);
     await page.goto(`${address}#/log`);
     await untilShown(page, "Rooms");
     await page.waitForSelector("header nav");

@@ -375,8 +375,8 @@ device_is_installed
 fleet_is_seen
 guard_cures
 sandbox_holds avoip tests/packages/sandbox.txt works
-gateway_serves
 firewall_holds
 ports_close
+gateway_serves
 upgrade_and_end
 echo "All of it held."

@@ -32,9 +32,11 @@ export function problemText(/** @type {unknown} */ error) {
     return error.status === 0 ? t("problem.unreachable") : error.message;
 }
 
-/** Says why something failed. */
+/** Says why something failed; that one has to log in is said by the log-in, which comes then. */
 export function sayProblem(/** @type {unknown} */ error) {
-    say(problemText(error), "bad");
+    if (!(error instanceof ApiProblem) || error.status !== 401) {
+        say(problemText(error), "bad");
+    }
 }
 
 /**

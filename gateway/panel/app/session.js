@@ -32,7 +32,7 @@ onUnauthorised(() => session.value && begin(null));
 function begin(/** @type {Session | null} */ found) {
     session.value = found;
     if (found) {
-        start();
+        start(!!found.rooms);
     } else {
         stop();
     }

@@ -47,19 +47,11 @@ const COLLECTIONS = /** @type {const} */ ([
     ["rooms", rooms, "name"], ["walls", walls, "name"], ["jobs", jobs, "id"],
 ]);
 
-/** What is not for this user is empty. */
-const nothing = (/** @type {any} */ error) => {
-    if (!(error instanceof ApiProblem) || error.status !== 403) {
-        throw error;
-    }
-    return {};
-};
-
 /** Reads one collection anew; for those of which not every change is an event. */
 export async function refresh(/** @type {string} */ name) {
     const [, target, key] = COLLECTIONS.find(([known]) => known === name) ?? COLLECTIONS[0];
-    const answer = await api.get(name).catch(nothing);
-    const entries = (answer[name] ?? []).map((/** @type {any} */ entry) => [entry[key], entry]);
+    const answer = await api.get(name);
+    const entries = answer[name].map((/** @type {any} */ entry) => [entry[key], entry]);
     /** @type {any} */ (target).value = new Map(entries);
 }
 
@@ -73,11 +65,23 @@ export async function refreshRoutes() {
     takeRoutes(await api.get("routes"));
 }
 
+/** Collections that whoever is limited to rooms may not read. */
+const BEYOND_ROOMS = ["presets", "walls", "jobs"];
+let isForRooms = false;
+
+function readOrEmpty(/** @type {string} */ name, /** @type {any} */ target) {
+    if (!isForRooms || !BEYOND_ROOMS.includes(name)) {
+        return refresh(name);
+    }
+    target.value = new Map();
+    return null;
+}
+
 /** Reads everything; gives the place in the stream from which on events tell the rest. */
 async function load() {
     const first = await api.get("system");
     const [found] = await Promise.all([api.get("routes"),
-        ...COLLECTIONS.map(([name]) => refresh(name))]);
+        ...COLLECTIONS.map(([name, target]) => readOrEmpty(name, target))]);
     batch(() => {
         system.value = first;
         takeRoutes(found);
@@ -176,8 +180,12 @@ async function followOnce(lastId, ended, opened) {
     return last;
 }
 
-/** Keeps everything fresh until stop(), whatever happens to the connection. */
-export async function start() {
+/**
+ * Keeps everything fresh until stop(), whatever happens to the connection; with `forRooms` only
+ * what somebody who is limited to rooms may see.
+ */
+export async function start(forRooms = false) {
+    isForRooms = forRooms;
     running.abort();
     running = new AbortController();
     const { signal: ended } = running;

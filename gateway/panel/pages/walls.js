@@ -17,7 +17,7 @@ import { bezelOf, bodyOf, NEW_PLAN, planOf, resized } from "./walls/plan.js";
 
 // In place of a name; no wall can have one with a "/".
 const NEW = "/new";
-const SIZES = ["1920×1080", "3840×2160", "7680×4320"];
+const SIZES = /** @type {const} */ ([["HD", 1920, 1080], ["4K", 3840, 2160], ["8K", 7680, 4320]]);
 
 function askDelete(/** @type {string} */ name) {
     ask({
@@ -96,11 +96,9 @@ function Form(/** @type {{plan: Plan, isNew: boolean, name: string, onName: (nam
                 value=${plan.height}
                 onChange=${(/** @type {number} */ height) => set({ height })} />
         </div>
-        <div class="sizes">${SIZES.map((size) => html`<button type="button" key=${size}
-            onClick=${() => {
-                const [width, height] = size.split("×").map(Number);
-                set({ width, height });
-            }}>${size}</button>`)}</div>
+        <div class="sizes">${SIZES.map(([size, width, height]) => html`
+            <button type="button" key=${size} title="${width} × ${height}"
+                onClick=${() => set({ width, height })}>${size}</button>`)}</div>
         <fieldset>
             <legend>${t("walls.bezel")}</legend>
             <${Choice} label=${t("walls.unit")} value=${plan.unit}

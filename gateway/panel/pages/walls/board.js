@@ -63,11 +63,12 @@ function Cell(/** @type {{plan: Plan, column: number, row: number, held: string,
     const what = decoder ? deviceName(decoder) : t("walls.free");
     return html`<button type="button" role="gridcell" tabindex=${isStop ? 0 : -1}
         class="cell ${decoder ? "taken" : ""} ${decoder && decoder === held ? "held" : ""}"
-        data-column=${column} data-row=${row} aria-label="${where}: ${what}"
+        data-column=${column} data-row=${row}
         onClick=${() => onUse(column, row)}
         onKeyDown=${(/** @type {KeyboardEvent} */ event) => onKey(event, column, row)}
         onPointerDown=${(/** @type {PointerEvent} */ event) => decoder && onDrag(event, decoder)}>
-        ${decoder && html`<strong>${what}</strong>`}
+        <i class="hidden">${where}:</i>
+        ${decoder ? html`<strong>${what}</strong>` : html`<i class="hidden">${what}</i>`}
         <span>${part.x}, ${part.y}<br />${part.width} × ${part.height}</span>
     </button>`;
 }
