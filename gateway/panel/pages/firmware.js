@@ -125,7 +125,7 @@ function JobLine(/** @type {{device: JobDevice}} */ { device }) {
             <${Badge} kind=${STATE_KINDS[state] ?? "muted"}>
                 ${tAny("job.device." + state)}</${Badge}></td>
         <td data-label=${t("firmware.version")}>${before ?? "?"}${after && ` → ${after}`}</td>
-        <td class="problem">${problem}</td>
+        <td class=${state === "failed" ? "problem" : "muted"}>${problem}</td>
     </tr>`;
 }
 
@@ -204,7 +204,7 @@ export function FirmwarePage(/** @type {{id: string | undefined}} */ { id }) {
         ${all.length > 0 && html`<${Images} all=${all} />`}
         ${images.value?.length === 0 && html`<${Empty} title=${t("firmware.empty.title")}>
             ${t("firmware.empty.text")}</${Empty}>`}
-        ${works.length > 0 && html`<h2>${t("job.title")}</h2>
+        ${works.length > 0 && html`<div class="titlebar"><h2>${t("job.title")}</h2></div>
             <ul class="jobs">${works.map((job) => html`<${JobCard} key=${job.id} job=${job}
                 image=${all.find((each) => each.id === job.image)} />`)}</ul>`}`;
 }
