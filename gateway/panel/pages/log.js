@@ -36,6 +36,12 @@ function actionText(/** @type {string} */ action) {
     return text.startsWith("log.") ? action : text;
 }
 
+/** A target; of an image, which is known by its SHA-256, the beginning. */
+function Target(/** @type {{target: string | null}} */ { target }) {
+    return target && /^[0-9a-f]{64}$/.test(target)
+        ? html`<code title=${target}>${target.slice(0, 12)}…</code>` : target;
+}
+
 function Line(/** @type {{entry: Entry}} */ { entry }) {
     const { time, user, address, action, target, detail, result } = entry;
     return html`<tr>
@@ -43,7 +49,7 @@ function Line(/** @type {{entry: Entry}} */ { entry }) {
         <td data-label=${t("log.user")}>
             <span title=${address ?? ""}>${user ?? t("log.nobody")}</span></td>
         <td data-label=${t("log.action")}>${actionText(action)}</td>
-        <td data-label=${t("log.target")} class="wide">${target}</td>
+        <td data-label=${t("log.target")} class="wide"><${Target} target=${target} /></td>
         <td data-label=${t("log.detail")} class="wide">${detail}</td>
         <td data-label=${t("log.result")}>${result === "ok" ? t("log.ok")
             : html`<${Badge} kind="bad">${result}</${Badge}>`}</td>

@@ -1,6 +1,6 @@
 // @ts-check
 // One room on a phone: choose a screen, then what it shall show.
-import { useState } from "../vendor/hooks.js";
+import { useEffect, useRef, useState } from "../vendor/hooks.js";
 import { Badge, Empty } from "../app/controls.js";
 import { html } from "../app/html.js";
 import { link } from "../app/router.js";
@@ -59,6 +59,8 @@ function Screens(/** @type {{ids: string[], chosen: string, onChoose: (id: strin
 }
 
 function Sources(/** @type {{screens: string[], ids: string[]}} */ { screens, ids }) {
+    const section = useRef(/** @type {HTMLElement | null} */ (null));
+    useEffect(() => section.current?.scrollIntoView({ block: "nearest" }), [screens.join()]);
     const states = screens.map(shownBy);
     const free = screens.filter((id) => !lockerOf(id) || mayAdminister.value);
     const route = (/** @type {string | null} */ encoder) =>
@@ -71,7 +73,7 @@ function Sources(/** @type {{screens: string[], ids: string[]}} */ { screens, id
             class="tile source ${isAsked ? "asked" : ""}" aria-pressed=${String(isShown)}
             onClick=${() => route(encoder)}>${content}</button>`;
     };
-    return html`<section aria-label=${t("room.source")}>
+    return html`<section ref=${section} aria-label=${t("room.source")}>
         <h2>${t("room.source")}</h2>
         <div class="tiles">
             ${ids.map((id) => button(id, html`<strong>${deviceName(id)}</strong>
