@@ -5,7 +5,8 @@
 // When a test fails, a picture of each open page stands in the folder $AVOIP_PICTURES.
 import assert from "node:assert/strict";
 import { execFile, spawn } from "node:child_process";
-import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { mkdirSync, mkdtempSync, readdirSync, readFileSync, readlinkSync, rmSync,
+    writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -30,6 +31,32 @@ process.env.ASAN_OPTIONS ??= "detect_leaks=0";
 /** Runs avoipctl, and gives what it prints. */
 export async function avoipctl(...words) {
     return (await run("avoipctl", words)).stdout;
+}
+
+/** Sends a signal to a program of this lab, which has process numbers of its own. */
+export function inLab(signal, program) {
+    const read = (number, file) => readFileSync(`/proc/${number}/${file}`, "utf8");
+    const isMeant = (number) => {
+        try {
+            return read(number, "comm") === program + "\n"
+                && readlinkSync(`/proc/${number}/ns/pid`) === readlinkSync("/proc/self/ns/pid");
+        } catch {
+            return false;
+        }
+    };
+    const found = readdirSync("/proc").filter((number) => /^\d/.test(number) && isMeant(number));
+    assert.equal(found.length, 1, `${program}: ${found.length} of them`);
+    const [, number] = read(found[0], "status").match(/^NSpid:.*\t(\d+)$/m);
+    process.kill(Number(number), `SIG${signal}`);
+}
+
+/** Presses keys, one after the other; "Control+End" holds the first meanwhile. */
+export async function press(page, ...keys) {
+    for (const [key, ...held] of keys.map((name) => name.split("+").reverse())) {
+        await Promise.all(held.map((each) => page.keyboard.down(each)));
+        await page.keyboard.press(key);
+        await Promise.all(held.map((each) => page.keyboard.up(each)));
+    }
 }
 
 /** Waits until something is so; gives what it is then. */
@@ -69,10 +96,10 @@ export async function startGateway() {
     });
 }
 
-/** Ends the gateway, as a restart of it does, or by SIGKILL. */
-export async function stopGateway(signal = "SIGTERM") {
+/** Ends the gateway. */
+export async function stopGateway() {
     const ended = new Promise((then) => gateway.once("exit", then));
-    gateway.kill(signal);
+    gateway.kill("SIGTERM");
     await ended;
     gateway = null;
 }

@@ -43,12 +43,12 @@ const DEEDS = {
     l: (decoder) => { if (checkMay()) { toggleLock(decoder); } },
 };
 
-/** Carries out a key that the grid knows; leaves the others to the browser. */
+/** Carries out a key that the grid knows; leaves the others to the browser and gives false. */
 export function onKey(/** @type {KeyboardEvent} */ event) {
     const target = /** @type {HTMLElement} */ (event.target);
     if (event.altKey || event.metaKey || (event.ctrlKey && !(event.key in MOVES))
         || target.getAttribute("role") !== "gridcell") {
-        return;
+        return false;
     }
     const { decoder, encoder } = cursor.value;
     if (event.key in MOVES) {
@@ -56,9 +56,10 @@ export function onKey(/** @type {KeyboardEvent} */ event) {
     } else if (event.key in DEEDS) {
         DEEDS[event.key](decoder, encoder);
     } else {
-        return;
+        return false;
     }
     event.preventDefault();
+    return true;
 }
 
 /** The keys that work everywhere on the page, where nothing is typed. */

@@ -44,7 +44,7 @@ function SaveDialog(/** @type {{onClose: () => void}} */ { onClose }) {
         onClose=${onClose}>
         <p>${t("presets.save.text", values)}</p>
         <${Field} label=${t("presets.name")}>
-            <input name="name" required maxlength="64" pattern="[^/]+" list="preset-names" />
+            <input name="name" required maxlength="64" pattern="[^\\/]+" list="preset-names" />
         </${Field}>
         <datalist id="preset-names">
             ${[...presets.value.keys()].map((name) => html`<option key=${name} value=${name} />`)}

@@ -151,31 +151,34 @@ function placeCursor() {
 
 export function Table() {
     const scroller = useRef(/** @type {HTMLElement | null} */ (null));
-    const isClicked = useRef(false);
+    // A focused cell that has nothing to show any more is gone before the next one is there.
+    const wantsFocus = useRef(false);
     useEffect(placeCursor);
     useLayoutEffect(() => {
         const cell = /** @type {HTMLElement | null} */ (
             scroller.current?.querySelector('[role="gridcell"][tabindex]'));
-        const isInside = scroller.current?.contains(document.activeElement) || isClicked.current;
-        if (cell && isInside && document.activeElement !== cell) {
+        if (cell && wantsFocus.current && document.activeElement !== cell) {
             cell.focus({ preventScroll: true });
             cell.scrollIntoView({ block: "nearest", inline: "nearest" });
         }
-        isClicked.current = false;
+        wantsFocus.current = false;
     });
     const onClick = (/** @type {MouseEvent} */ event) => {
         const point = crosspointAt(event);
         if (point) {
-            isClicked.current = true;
+            wantsFocus.current = true;
             choose(point.decoder, point.encoder);
         }
+    };
+    const onKeyDown = (/** @type {KeyboardEvent} */ event) => {
+        wantsFocus.current = onKey(event);
     };
     const groups = rowGroups.value;
     const encoders = shownEncoders.value;
     let index = 1;
     return html`<div class="grid" ref=${scroller} role="grid" aria-label=${t("page.grid")}
         aria-rowcount=${shownDecoders.value.length + 1} aria-colcount=${encoders.length + 1}
-        onKeyDown=${onKey}>
+        onKeyDown=${onKeyDown}>
         <div class="canvas" role="presentation" style=${{ "--columns": encoders.length }}
             onPointerMove=${onPointer} onPointerLeave=${onPointer} onClick=${onClick}>
             <${Head} devices=${encoders} starts=${columnStarts.value} />
