@@ -43,7 +43,7 @@ struct Follower {
     Feed& feed;
     Descriptor wake;
     int socket = -1;
-    FeedFilter gets;
+    FeedFilter wants;
     /// The number of the event to take next, and the bytes of all events before that one.
     std::uint64_t next = 0;
     std::uint64_t taken = 0;
@@ -186,13 +186,13 @@ void FollowerClose::operator()(Follower* follower) const {
 }
 
 FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket,
-                           FeedFilter gets) {
+                           FeedFilter wants) {
     Descriptor wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wake.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     const std::lock_guard lock(feed.mutex);
-    FollowerHandle follower(new Follower{feed, std::move(wake), socket, std::move(gets)});
+    FollowerHandle follower(new Follower{feed, std::move(wake), socket, std::move(wants)});
     follower->told = feed.bytesAdded;
     placeAtEnd(*follower);
     const auto revision =
@@ -222,7 +222,7 @@ Fetched Feed_take(Follower& follower, std::size_t most, std::string& text) {
     }
     // The filter may wait for whoever adds events, so the feed is not locked.
     for (const Event& event : taken) {
-        if (!follower.gets || follower.gets(event.name, event.key)) {
+        if (!follower.wants || follower.wants(event.name, event.key)) {
             follower.pending.append(event.text);
         }
     }

@@ -45,7 +45,7 @@ std::size_t Feed_clients(const Feed& feed);
 /// What a client gets from Feed_take().
 enum class Fetched { kText, kNothingYet, kDropped, kStopped };
 
-/// Whether a client gets an event about a key. Called by Feed_take().
+/// Whether a client wants an event about a key. Called by Feed_take().
 using FeedFilter = std::function<bool(std::string_view event, std::string_view key)>;
 
 struct Follower;
@@ -57,9 +57,9 @@ using FollowerHandle = std::unique_ptr<Follower, FollowerClose>;
 /// Begins to follow, with what comes from now on, or behind the event that `lastEventId` names.
 /// When it names none that can be gone on from, an event "reset" comes first. When the client is
 /// dropped its `socket` is shut down, so that whoever writes to it stops; -1 for none. Without
-/// `gets` the client gets every event. The feed, and the socket, outlive it.
+/// `wants` the client gets every event. The feed, and the socket, outlive it.
 FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket,
-                           FeedFilter gets = {});
+                           FeedFilter wants = {});
 
 /// Gives what is there for the client, at most `most` bytes of it, as text/event-stream.
 Fetched Feed_take(Follower& follower, std::size_t most, std::string& text);

@@ -76,7 +76,7 @@ std::int64_t lastLogId(Store& store) {
     return last.step() ? last.number(0) : 0;
 }
 
-/// Which entries are read: ids from `from` to below `below`, that fit the pattern where there is one.
+/// Which entries are read: ids from `from` to below `below` that fit the pattern, if there is one.
 struct LogPart {
     std::int64_t from = 0;
     std::int64_t below = 0;

@@ -215,8 +215,8 @@ guard_cures() {
     refused "and nobody's commands" grep --fixed-strings "TX-0001" "$scratch/report"
 }
 
-# sandbox_holds UNIT LIST CONDITION...: what a probe beside the unit finds is what the list says, and
-# the unit meets the condition with and without it.
+# sandbox_holds UNIT LIST CONDITION...: what a probe beside the unit finds is what the list says,
+# and the unit meets the condition with and without it.
 sandbox_holds() {
     local unit=$1 drop_in=/etc/systemd/system/$1.service.d/probe.conf line
     install -D "$probe" "$scratch/device/usr/local/bin/probe"
