@@ -18,6 +18,17 @@ class GatewayAccounts : public GatewayBed {
         return "Authorization: Bearer " + token.substr(0, token.find('\n'));
     }
 
+    /// What a browser sends once it was given this session.
+    struct Browser {
+        std::string cookie;
+        std::string csrf;
+    };
+    static Browser browserOf(const bed::HttpAnswer& session) {
+        const std::string set = session.headers.at("set-cookie");
+        return {"Cookie: " + set.substr(0, set.find(';')),
+                "X-CSRF-Token: " + member(session, "csrf_token")};
+    }
+
     static bed::HttpAnswer logIn(const std::string& user, const std::string& password) {
         return ask("POST", kApi + "/session",
                    R"({"user":")" + user + R"(","password":")" + password + "\"}");
@@ -64,8 +75,7 @@ TEST_F(GatewayAccounts, log_in_with_a_cookie_and_change_things_with_its_token_on
     for (const char* const attribute : {"; HttpOnly", "; SameSite=Strict"}) {
         EXPECT_NE(set.find(attribute), std::string::npos) << set;
     }
-    const std::string cookie = "Cookie: " + set.substr(0, set.find(';'));
-    const std::string csrf = "X-CSRF-Token: " + member(session, "csrf_token");
+    const auto [cookie, csrf] = browserOf(session);
     EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).body, session.body);
     EXPECT_EQ(ask("PUT", kApi + "/rooms/a", "{}", {cookie}).status, 403);
     EXPECT_EQ(ask("PUT", kApi + "/rooms/a", "{}", {cookie, csrf}).status, 201);
@@ -94,9 +104,7 @@ TEST_F(GatewayAccounts, log_in_with_a_token_for_as_long_as_it_stands) {
     const bed::HttpAnswer session = logInBy(token);
     ASSERT_EQ(session.status, 200) << session.body;
     EXPECT_TRUE(session.body.starts_with(R"({"user":"wall","role":"operator","csrf_token":")"));
-    const std::string set = session.headers.at("set-cookie");
-    const std::string cookie = "Cookie: " + set.substr(0, set.find(';'));
-    const std::string csrf = "X-CSRF-Token: " + member(session, "csrf_token");
+    const auto [cookie, csrf] = browserOf(session);
     EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).body, session.body);
     EXPECT_EQ(ask("PUT", kApi + "/locks/rx1", "{}", {cookie}).status, 403);
     EXPECT_EQ(ask("PUT", kApi + "/locks/rx1", "{}", {cookie, csrf}).status, 404);
