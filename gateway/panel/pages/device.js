@@ -45,7 +45,7 @@ function Facts(/** @type {{device: Device}} */ { device }) {
         ["device.gateway", device.gateway], ["device.mac", device.mac],
         ["devices.version", device.version], ["device.status", device.status],
     ]);
-    return html`<section class="card facts" aria-label=${t("device.facts")}><dl>
+    return html`<section class="card says" aria-label=${t("device.facts")}><dl>
         ${facts.map(([name, value]) => html`<div key=${name}>
             <dt>${t(name)}</dt><dd>${value || "–"}</dd></div>`)}
         <div><dt>${t("devices.seen")}</dt><dd><${Age} time=${device.last_seen} /></dd></div>
@@ -71,7 +71,7 @@ export function DevicePage(/** @type {{id: string}} */ { id }) {
             <${Actions} device=${device} />
         </div>
         ${!device.online && html`<p class="note">${t("device.offline")}</p>`}
-        <div class="cards">
+        <div class="device-parts">
             <${Facts} device=${device} />
             ${device.type !== "unknown" && html`
                 <${Settings} device=${device} what="parameters" title=${t("device.parameters")} />`}

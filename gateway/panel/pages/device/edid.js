@@ -51,7 +51,7 @@ function give(/** @type {Edid} */ edid, /** @type {string} */ encoder) {
 function Table(/** @type {{edids: Edid[]}} */ { edids }) {
     const differs = (/** @type {string} */ name) =>
         edids.length > 1 && fact(edids[0], name) !== fact(edids[1], name);
-    return html`<div class="scroller"><table class="facts">
+    return html`<div class="scroller"><table class="edids">
         <thead><tr><td></td>${edids.map(({ from }) => html`
             <th key=${from} scope="col">${deviceName(from)}</th>`)}</tr></thead>
         <tbody>${FACTS.map((name) => html`<tr key=${name} class=${differs(name) ? "differs" : ""}>
