@@ -2,6 +2,7 @@
 
 #include <future>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "gateway/asking/confirming.hpp"
@@ -60,12 +61,6 @@ Reply tooMany() {
     return {End::kNoTurn, {}, "Too many commands wait for the daemon. Try again."};
 }
 
-/// Leaves the queue at the end of a block.
-struct LeavingLater {
-    SendersQueue& queue;
-    ~LeavingLater() { queue.leave(); }
-};
-
 /// A batch of reads as a job that is done in one step.
 struct ReadWork {
     std::vector<Request> reads;
@@ -89,24 +84,6 @@ struct ConfirmWork {
 };
 
 }  // namespace
-
-bool SendersQueue::enter(Moment until) {
-    std::unique_lock held(mutex_);
-    if (waiting_ >= kMostSenders) {
-        return false;
-    }
-    ++waiting_;
-    const bool entered = free_.wait_until(held, until, [&] { return !taken_; });
-    --waiting_;
-    taken_ = taken_ || entered;
-    return entered;
-}
-
-void SendersQueue::leave() {
-    const std::scoped_lock held(mutex_);
-    taken_ = false;
-    free_.notify_one();
-}
 
 AskingRoom::AskingRoom(RoomOptions options, SharedState& state)
     : options_(std::move(options)),
@@ -181,10 +158,11 @@ Reply AskingRoom::send(const Request& command, Moment until) {
     }
     const NamedQuestion named(checked.text);
     Reply reply = tooMany();
-    if (senders_.enter(until)) {
-        const LeavingLater leaving{senders_};
-        reply = sendAlone(named, until);
+    if (++senders_ <= kMostSenders) {
+        const std::unique_lock line(sending_, until);
+        reply = line.owns_lock() ? sendAlone(named, until) : tooMany();
     }
+    --senders_;
     reply.text = checked.text;
     return reply;
 }

@@ -4,12 +4,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <stop_token>
 
 #include "gateway/asking/asking.hpp"
 #include "gateway/asking/reads.hpp"
+#include "gateway/base/timed_mutex.hpp"
 
 namespace avoip::gw {
 
@@ -18,22 +17,6 @@ struct RoomOptions {
     PlannerOptions polling = {};
     Clock clock = Time_now;
     AskingWatch watch = {};
-};
-
-/// One-way commands go one after the other. A std::timed_mutex would do, but ThreadSanitizer does not
-/// see its waits by the steady clock.
-class SendersQueue {
-  public:
-    /// Waits for its turn until `until`; false when too many wait already, or it did not come. Who
-    /// came in leaves again.
-    bool enter(Moment until);
-    void leave();
-
-  private:
-    std::mutex mutex_;
-    std::condition_variable free_;
-    bool taken_ = false;
-    int waiting_ = 0;
 };
 
 class AskingRoom {
@@ -65,7 +48,8 @@ class AskingRoom {
     AskedWatch watch_;
     std::stop_source stop_;
     Desk desk_;
-    SendersQueue senders_;
+    TimedMutex sending_;
+    std::atomic<int> senders_ = 0;
     Line sendLine_;
     Reads reads_;
     Asking asking_;
