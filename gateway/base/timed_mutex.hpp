@@ -13,6 +13,7 @@ namespace avoip::gw {
 /// For std::unique_lock with a moment: std::unique_lock held(mutex, until).
 class TimedMutex {
   public:
+    // NOLINTNEXTLINE(readability-identifier-naming): std::unique_lock calls it so
     bool try_lock_until(std::chrono::steady_clock::time_point until) {
         std::unique_lock held(mutex_);
         const bool isOurs = free_.wait_until(held, until, [this] { return !taken_; });
