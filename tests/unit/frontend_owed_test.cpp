@@ -51,8 +51,8 @@ class FrontEndOwed : public FrontEnd {
     }
 };
 
-/// A text of the stand-in's thread for the test's own. The answer's way through the segment puts one
-/// behind the other, but ThreadSanitizer does not see that: it is mapped twice.
+/// A text of the stand-in's thread for the test's own. The answer's way through the segment puts
+/// one behind the other, but ThreadSanitizer does not see that: it is mapped twice.
 class Kept {
   public:
     void put(std::string text) {
