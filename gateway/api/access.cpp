@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include "gateway/api/limit.hpp"
 #include "gateway/base/secret.hpp"
 
 namespace avoip::gw {
@@ -13,6 +14,13 @@ bool isReading(const Endpoint& endpoint) {
     return endpoint.method == "GET";
 }
 
+void takeToken(const Account& token, Caller& caller) {
+    caller.name = token.name;
+    caller.role = token.role;
+    caller.rooms = token.rooms;
+    caller.token = true;
+}
+
 void identifyToken(Gateway& gateway, const std::string& authorization, Caller& caller) {
     const bool bearer = authorization.size() > kBearer.size() &&
                         ::strncasecmp(authorization.c_str(), kBearer.data(), kBearer.size()) == 0;
@@ -20,16 +28,23 @@ void identifyToken(Gateway& gateway, const std::string& authorization, Caller& c
         bearer ? Store_token(gateway.store, Token_secret(authorization.substr(kBearer.size())))
                : std::nullopt;
     if (token) {
-        caller.name = token->name;
-        caller.role = token->role;
-        caller.token = true;
+        takeToken(*token, caller);
     }
 }
 
 void identifySession(Gateway& gateway, const std::string& cookie, Caller& caller) {
     const auto session = Sessions_find(gateway.sessions, cookie, gateway.clock());
-    const auto user = session ? Store_user(gateway.store, session->user) : std::nullopt;
-    if (user) {
+    if (!session) {
+        return;
+    }
+    if (!session->token.empty()) {
+        if (const auto token = Store_token(gateway.store, session->token)) {
+            takeToken(*token, caller);
+            caller.session = cookie;
+        }
+        return;
+    }
+    if (const auto user = Store_user(gateway.store, session->user)) {
         caller.name = user->name;
         caller.role = user->role;
         caller.session = cookie;
@@ -88,6 +103,9 @@ Caller Access_check(Gateway& gateway, const Endpoint& endpoint, const Credential
     }
     if (!caller.session.empty()) {
         checkCsrf(gateway, endpoint, credentials);
+    }
+    if (caller.rooms && !Limit_opens(endpoint)) {
+        throw Problem{403, "This log-in is for some rooms only."};
     }
     if (isForAnybody(gateway, endpoint, caller.loopback)) {
         return caller;

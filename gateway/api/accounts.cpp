@@ -9,10 +9,21 @@
 namespace avoip::gw::handlers {
 namespace {
 
+/// Who is not limited to rooms has no such member.
+void addRooms(cJSON* parent, const std::optional<std::vector<std::string>>& rooms) {
+    if (rooms) {
+        cJSON* const array = Json_addArray(parent, "rooms");
+        for (const std::string& room : *rooms) {
+            Json_appendText(array, room);
+        }
+    }
+}
+
 std::string accountJson(const Account& account, const std::string& token = {}) {
     const Json json = Json_newObject();
     Json_addText(json.get(), "name", account.name);
     Json_addText(json.get(), "role", Role_name(account.role));
+    addRooms(json.get(), account.rooms);
     if (!token.empty()) {
         Json_addText(json.get(), "token", token);
     }
@@ -74,11 +85,11 @@ void check(AccountResult result, std::string_view what, const std::string& name)
     }
 }
 
-std::string sessionJson(const std::string& user, Role role,
-                        const std::optional<UserSession>& session) {
+std::string sessionJson(const Account& account, const std::optional<UserSession>& session) {
     const Json json = Json_newObject();
-    Json_addText(json.get(), "user", user);
-    Json_addText(json.get(), "role", Role_name(role));
+    Json_addText(json.get(), "user", account.name);
+    Json_addText(json.get(), "role", Role_name(account.role));
+    addRooms(json.get(), account.rooms);
     if (session) {
         Json_addText(json.get(), "csrf_token", session->csrfToken);
         Json_addText(json.get(), "expires_at", Time_text(session->expiresAt));
@@ -97,19 +108,61 @@ std::pair<std::string, std::string> cookieHeader(const Call& call, const std::st
                 std::to_string(cookie.empty() ? 0 : life) + (call.secure ? "; Secure" : "")};
 }
 
-/// The user, when the password is right. Throws 401, or 429 after too many wrong ones.
-Account authenticate(Gateway& gateway, const Call& call, const std::string& name,
-                     const std::string& password) {
+/// Counts an attempt to log in. Throws 429 when there were too many wrong ones.
+void beginAttempt(Gateway& gateway, const Call& call) {
     const int wait_s = Attempts_begin(gateway.attempts, call.caller.address, gateway.clock());
     if (wait_s > 0) {
         throw Problem{429, "There were too many wrong passwords from this address.", "", wait_s};
     }
+}
+
+/// The user, when the password is right. Throws 401, or 429 after too many wrong ones.
+Account authenticate(Gateway& gateway, const Call& call, const std::string& name,
+                     const std::string& password) {
+    beginAttempt(gateway, call);
     const auto user = Store_user(gateway.store, name);
     if (!Password_matches(password, user ? user->secret : "")) {
         throw Problem{401, "The user or the password is wrong."};
     }
     Attempts_right(gateway.attempts, call.caller.address);
     return *user;
+}
+
+/// The same of a token.
+Account authenticateToken(Gateway& gateway, const Call& call, const std::string& token) {
+    beginAttempt(gateway, call);
+    const auto found = Store_token(gateway.store, Token_secret(token));
+    if (!found) {
+        throw Problem{401, "The token is not known.", "token"};
+    }
+    Attempts_right(gateway.attempts, call.caller.address);
+    return *found;
+}
+
+/// Whoever a log-in is for, by a user's name and password or by a token.
+struct LogIn {
+    Account account;
+    bool byToken = false;
+};
+LogIn readLogIn(Gateway& gateway, Call& call) {
+    constexpr std::string_view kMembers[] = {"user", "password"};
+    constexpr std::string_view kTokenMembers[] = {"token"};
+    const Json tree = Body_parse(call.body);
+    Body body(tree.get());
+    const auto token = body.text("token");
+    if (token) {
+        body.only(kTokenMembers);
+        handlers::check(body);
+        return {authenticateToken(gateway, call, *token), true};
+    }
+    body.only(kMembers);
+    body.require("user");
+    body.require("password");
+    const std::string name = body.text("user").value_or("");
+    const std::string password = body.text("password").value_or("");
+    handlers::check(body);
+    call.target = name;
+    return {authenticate(gateway, call, name, password)};
 }
 
 /// Whoever is logged in; throws 401.
@@ -127,35 +180,27 @@ UserSession sessionOf(Gateway& gateway, const Call& call) {
 }  // namespace
 
 Response logIn(Gateway& gateway, Call& call) {
-    constexpr std::string_view kMembers[] = {"user", "password"};
-    const Json tree = Body_parse(call.body);
-    Body body(tree.get());
-    body.only(kMembers);
-    body.require("user");
-    body.require("password");
-    const std::string name = body.text("user").value_or("");
-    const std::string password = body.text("password").value_or("");
-    check(body);
-    call.target = name;
-    const Account user = authenticate(gateway, call, name, password);
-    const std::string cookie = Sessions_begin(gateway.sessions, user.name, gateway.clock());
-    call.caller.name = user.name;
-    Response response = Response_json(sessionJson(
-        user.name, user.role, Sessions_find(gateway.sessions, cookie, gateway.clock())));
+    const auto [account, byToken] = readLogIn(gateway, call);
+    call.target = account.name;
+    const std::string cookie = Sessions_begin(gateway.sessions, account.name, gateway.clock(),
+                                              byToken ? account.secret : "");
+    call.caller.name = account.name;
+    Response response = Response_json(
+        sessionJson(account, Sessions_find(gateway.sessions, cookie, gateway.clock())));
     response.headers.push_back(cookieHeader(call, cookie));
     return response;
 }
 
 Response session(Gateway& gateway, Call& call) {
+    const Account account{call.caller.name.value_or(""), call.caller.role, "", call.caller.rooms};
     if (!call.caller.session.empty()) {
-        const UserSession found = sessionOf(gateway, call);
-        return Response_json(sessionJson(found.user, call.caller.role, found));
+        return Response_json(sessionJson(account, sessionOf(gateway, call)));
     }
     // Of a token it is told whose it is; nobody is logged in where no log-in is needed.
     if (!call.caller.token) {
         throw Problem{401, "Nobody is logged in."};
     }
-    return Response_json(sessionJson(*call.caller.name, call.caller.role, std::nullopt));
+    return Response_json(sessionJson(account, std::nullopt));
 }
 
 Response logOut(Gateway& gateway, Call& call) {
@@ -170,6 +215,9 @@ Response logOut(Gateway& gateway, Call& call) {
 Response changePassword(Gateway& gateway, Call& call) {
     constexpr std::string_view kMembers[] = {"old", "new"};
     const UserSession own = sessionOf(gateway, call);
+    if (!own.token.empty()) {
+        throw Problem{403, "A token has no password."};
+    }
     const Json tree = Body_parse(call.body);
     Body body(tree.get());
     body.only(kMembers);
@@ -245,11 +293,16 @@ Response tokens(Gateway& gateway, Call& /*call*/) {
 }
 
 Response addToken(Gateway& gateway, Call& call) {
-    constexpr std::string_view kMembers[] = {"name", "role"};
+    constexpr std::string_view kMembers[] = {"name", "role", "rooms"};
     const Json tree = Body_parse(call.body);
     Body body(tree.get());
     body.only(kMembers);
     Account account = newAccount(body);
+    account.rooms = body.texts("rooms");
+    const std::string problem = Token_roomsProblem(gateway.store, account);
+    if (!problem.empty()) {
+        body.blame("rooms", "rooms " + problem + ".");
+    }
     check(body);
     call.target = account.name;
     const std::string token = Token_make(account);

@@ -26,6 +26,8 @@ struct Caller {
     std::string session = {};
     /// Whether it is a token that calls.
     bool token = false;
+    /// The rooms that a token is limited to; nothing: no limit.
+    std::optional<std::vector<std::string>> rooms = {};
     /// Whether the call came over loopback, both ends.
     bool loopback = false;
 };

@@ -1,6 +1,7 @@
 // The system, the devices and what is done to single ones.
 #include "gateway/api/handlers.hpp"
 #include "gateway/api/json_body.hpp"
+#include "gateway/api/limit.hpp"
 #include "gateway/operations/devices.hpp"
 #include "gateway/operations/settings.hpp"
 #include "gateway/state/json.hpp"
@@ -45,10 +46,12 @@ Response system(Gateway& gateway, Call& /*call*/) {
 }
 
 Response devices(Gateway& gateway, Call& call) {
-    const DeviceFilter filter{typeOf(call), flag(call, "online")};
-    if (filter.type || filter.online) {
-        return Response_json(gateway.state.with(
-            [&filter](const State& state) { return Devices_text(state, filter); }));
+    DeviceFilter filter{typeOf(call), flag(call, "online")};
+    if (filter.type || filter.online || call.caller.rooms) {
+        return Response_json(gateway.state.with([&](const State& state) {
+            filter.shown = Limit_of(state, call.caller).devices;
+            return Devices_text(state, filter);
+        }));
     }
     Response response;
     response.body = gateway.state.with([](State& state) { return Devices_text(state); });
@@ -57,6 +60,7 @@ Response devices(Gateway& gateway, Call& call) {
 
 Response device(Gateway& gateway, Call& call) {
     const std::string& id = call.parts.at(0);
+    Limit_checkDevice(gateway, call.caller, id);
     return Response_json(gateway.state.with([&id](const State& state) {
         const Device* const found = State_device(state, id);
         if (found == nullptr) {
@@ -76,6 +80,10 @@ Response renameDevice(Gateway& gateway, Call& call) {
 Response forgetDevice(Gateway& gateway, Call& call) {
     take(Device_forget(gateway.operations, call.parts.at(0)));
     return Response_empty();
+}
+
+Response ranges(Gateway& /*gateway*/, Call& /*call*/) {
+    return Response_json(Settings_ranges());
 }
 
 Response parameters(Gateway& gateway, Call& call) {
@@ -128,6 +136,7 @@ Response sendSerial(Gateway& gateway, Call& call) {
 }
 
 Response identify(Gateway& gateway, Call& call) {
+    Limit_checkDevice(gateway, call.caller, call.parts.at(0));
     take(Device_identify(gateway.operations, call.parts.at(0)));
     return accepted();
 }

@@ -11,7 +11,7 @@ using Handler = Response(Gateway& gateway, Call& call);
 
 // fleet.cpp
 Handler system, devices, device, renameDevice, forgetDevice;
-Handler parameters, changeParameters, network, changeNetwork, serial, changeSerial;
+Handler ranges, parameters, changeParameters, network, changeNetwork, serial, changeSerial;
 Handler edid, giveEdid, sendSerial, identify, reboot, factoryReset;
 
 // routing.cpp

@@ -1,6 +1,7 @@
 // Presets, locks and rooms: what people keep.
 #include "gateway/api/handlers.hpp"
 #include "gateway/api/json_body.hpp"
+#include "gateway/api/limit.hpp"
 #include "gateway/operations/routes.hpp"
 #include "gateway/state/json.hpp"
 
@@ -121,8 +122,10 @@ Response recallPreset(Gateway& gateway, Call& call) {
         RouteResults_json(take(Routes_recall(gateway.operations, actorOf(call), recalled.routes))));
 }
 
-Response locks(Gateway& gateway, Call& /*call*/) {
-    return Response_json(gateway.state.with([](const State& state) { return Locks_text(state); }));
+Response locks(Gateway& gateway, Call& call) {
+    return Response_json(gateway.state.with([&call](const State& state) {
+        return Locks_text(state, Limit_of(state, call.caller).devices);
+    }));
 }
 
 Response putLock(Gateway& gateway, Call& call) {
@@ -164,11 +167,14 @@ Response removeLock(Gateway& gateway, Call& call) {
     return drop(gateway, kLockKind, decoder, State_removeLock);
 }
 
-Response rooms(Gateway& gateway, Call& /*call*/) {
-    return Response_json(gateway.state.with([](const State& state) { return Rooms_text(state); }));
+Response rooms(Gateway& gateway, Call& call) {
+    return Response_json(gateway.state.with([&call](const State& state) {
+        return Rooms_text(state, Limit_of(state, call.caller).rooms);
+    }));
 }
 
 Response room(Gateway& gateway, Call& call) {
+    Limit_checkRoom(call.caller, call.parts.at(0));
     return Response_json(Room_json(find(gateway, &State::rooms, kRoomKind, call.parts.at(0))));
 }
 

@@ -1,6 +1,7 @@
 // Routes and video walls.
 #include "gateway/api/handlers.hpp"
 #include "gateway/api/json_body.hpp"
+#include "gateway/api/limit.hpp"
 #include "gateway/operations/routes.hpp"
 #include "gateway/operations/walls.hpp"
 #include "gateway/state/json.hpp"
@@ -16,6 +17,9 @@ Response route(Gateway& gateway, Call& call, const std::string& encoder) {
     call.target = call.parts[0] + "/" + call.parts.at(1);
     call.detail = encoder;
     const RouteWish wish{*kind, call.parts[1], encoder};
+    RouteOrder order;
+    order.routes.at(static_cast<std::size_t>(*kind))[wish.decoder] = encoder;
+    Limit_checkRoutes(gateway, call.caller, order);
     return Response_json(
         RouteResult_json(take(Routes_set(gateway.operations, actorOf(call), wish))));
 }
@@ -32,8 +36,10 @@ std::string wallText(Gateway& gateway, const std::string& name) {
 
 }  // namespace
 
-Response routes(Gateway& gateway, Call& /*call*/) {
-    return Response_json(gateway.state.with([](const State& state) { return Routes_text(state); }));
+Response routes(Gateway& gateway, Call& call) {
+    return Response_json(gateway.state.with([&call](const State& state) {
+        return Routes_text(state, Limit_of(state, call.caller).devices);
+    }));
 }
 
 Response setRoute(Gateway& gateway, Call& call) {
@@ -49,6 +55,7 @@ Response setRoutes(Gateway& gateway, Call& call) {
     const Json body = Body_parse(call.body);
     const RouteOrder order = take(RouteOrder_read(body.get()));
     call.detail = Json_print(body.get());
+    Limit_checkRoutes(gateway, call.caller, order);
     return Response_json(
         RouteResults_json(take(Routes_setMany(gateway.operations, actorOf(call), order))));
 }

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::int64_t kLimitMax = 1000;
 constexpr std::int64_t kLimitDefault = 100;
+constexpr std::size_t kSearchMax = 200;
 
 /// A parameter that is a number from 1 to `most`.
 std::int64_t numberOf(const Call& call, std::string_view name, std::int64_t most,
@@ -52,9 +53,14 @@ Response log(Gateway& gateway, Call& call) {
     const std::int64_t most = std::numeric_limits<std::int64_t>::max();
     const std::int64_t before = numberOf(call, "before", most, most);
     const auto limit = static_cast<int>(numberOf(call, "limit", kLimitMax, kLimitDefault));
+    const auto wanted = call.query.find("q");
+    if (wanted != call.query.end() && wanted->second.size() > kSearchMax) {
+        throw Problem{422, "q may have " + std::to_string(kSearchMax) + " bytes at most.", "q"};
+    }
     std::string text = "{\"entries\":[";
     const char* separator = "";
-    for (const LogEntry& entry : Store_readLog(gateway.store, before, limit)) {
+    for (const LogEntry& entry : Store_readLog(gateway.store, before, limit,
+                                               wanted == call.query.end() ? "" : wanted->second)) {
         text.append(separator).append(LogEntry_json(entry));
         separator = ",";
     }

@@ -21,7 +21,8 @@ void forgetOldest(Attempts& attempts) {
 
 }  // namespace
 
-std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now) {
+std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now,
+                           const std::string& token) {
     std::string cookie = Secret_random(kSecretBytes);
     const std::lock_guard lock(sessions.mutex);
     std::erase_if(sessions.open, [now](const auto& each) { return each.second.expiresAt <= now; });
@@ -31,7 +32,8 @@ std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now
                 return left.second.expiresAt < right.second.expiresAt;
             }));
     }
-    sessions.open[Secret_sha256(cookie)] = {user, Secret_random(kSecretBytes), now + kSessionLife};
+    sessions.open[Secret_sha256(cookie)] = {user, Secret_random(kSecretBytes), now + kSessionLife,
+                                            token};
     return cookie;
 }
 
@@ -53,8 +55,9 @@ void Sessions_end(Sessions& sessions, std::string_view cookie) {
 void Sessions_endOf(Sessions& sessions, std::string_view user, std::string_view cookie) {
     const std::string kept = Secret_sha256(cookie);
     const std::lock_guard lock(sessions.mutex);
-    std::erase_if(sessions.open,
-                  [&](const auto& each) { return each.second.user == user && each.first != kept; });
+    std::erase_if(sessions.open, [&](const auto& each) {
+        return each.second.user == user && each.second.token.empty() && each.first != kept;
+    });
 }
 
 int Attempts_begin(Attempts& attempts, const std::string& address, Time now) {

@@ -22,6 +22,8 @@ struct UserSession {
     std::string user;
     std::string csrfToken;
     Time expiresAt;
+    /// Of a session that a token began: what is stored of it. Such a session ends with the token.
+    std::string token = {};
     bool operator==(const UserSession&) const = default;
 };
 
@@ -31,15 +33,16 @@ struct Sessions {
     std::map<std::string, UserSession, std::less<>> open;
 };
 
-/// Begins a session; gives its cookie.
-std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now);
+/// Begins a session of a user, or of the token of that name; gives its cookie.
+std::string Sessions_begin(Sessions& sessions, const std::string& user, Time now,
+                           const std::string& token = {});
 
 std::optional<UserSession> Sessions_find(Sessions& sessions, std::string_view cookie, Time now);
 
 /// Ends the session of a cookie.
 void Sessions_end(Sessions& sessions, std::string_view cookie);
 
-/// Ends all sessions of a user but that of the cookie.
+/// Ends all sessions that a user's password began but that of the cookie.
 void Sessions_endOf(Sessions& sessions, std::string_view user, std::string_view cookie = {});
 
 /// Wrong passwords of the last minute, by address.

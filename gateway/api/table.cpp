@@ -45,6 +45,8 @@ constexpr std::array kEndpoints{
              h::renameDevice, "alias", "", "DeviceChange", "ConfirmedDevice"},
     Endpoint{"DELETE", "/api/v1/devices/{id}", "forgetDevice", "Forget an offline device", kAdmin,
              kNone, h::forgetDevice, "forget", "", "", "", 204},
+    Endpoint{"GET", "/api/v1/ranges", "ranges", "What parameters and settings may be", kViewer,
+             kNone, h::ranges, "", "", "", "Ranges"},
     Endpoint{"GET", "/api/v1/devices/{id}/parameters", "parameters", "What a device says", kViewer,
              kNone, h::parameters, "", "", "", "Parameters"},
     Endpoint{"PUT", "/api/v1/devices/{id}/parameters", "changeParameters", "Change parameters",
@@ -151,7 +153,7 @@ constexpr std::array kEndpoints{
              h::removeJob, "job-removal", "", "", "", 204},
 
     Endpoint{"GET", "/api/v1/log", "log", "Who changed what", kViewer, kNone, h::log, "",
-             "before limit", "", "Log"},
+             "before limit q", "", "Log"},
     // What streams has no handler: whoever carries the call knows how.
     Endpoint{"GET", "/api/v1/events", "events", "What changes, as it changes", kViewer, kNone,
              nullptr, "", "", "", "text/event-stream"},

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <set>
 #include <system_error>
+#include <vector>
 
 #include "lib/base/descriptor.hpp"
 
@@ -18,6 +19,8 @@ namespace avoip::gw {
 struct Event {
     std::uint64_t revision = 0;
     std::string text;
+    std::string name;
+    std::string key;
 };
 
 struct Feed {
@@ -40,6 +43,7 @@ struct Follower {
     Feed& feed;
     Descriptor wake;
     int socket = -1;
+    FeedFilter wants;
     /// The number of the event to take next, and the bytes of all events before that one.
     std::uint64_t next = 0;
     std::uint64_t taken = 0;
@@ -117,6 +121,23 @@ void placeBehind(Follower& follower, std::uint64_t revision) {
     }
 }
 
+/// Takes events until there are `most` bytes with what is pending; wakes the follower when more are
+/// left.
+void take(Follower& follower, std::size_t most, std::vector<Event>& taken) {
+    const Feed& feed = follower.feed;
+    const std::uint64_t end = feed.first + feed.kept.size();
+    for (std::size_t size = follower.pending.size(); size < most && follower.next < end;
+         ++follower.next) {
+        const Event& event = feed.kept[follower.next - feed.first];
+        size += event.text.size();
+        follower.taken += event.text.size();
+        taken.push_back(event);
+    }
+    if (follower.next < end) {
+        wakeUp(follower);
+    }
+}
+
 }  // namespace
 
 void FeedClose::operator()(Feed* feed) const {
@@ -129,13 +150,14 @@ FeedHandle Feed_open(std::string epoch) {
     return feed;
 }
 
-void Feed_add(Feed& feed, std::uint64_t revision, std::string_view event, std::string_view data) {
+void Feed_add(Feed& feed, std::uint64_t revision, std::string_view event, std::string_view data,
+              std::string_view key) {
     std::string text = "id: " + idOf(feed, revision) + "\nevent: ";
     text.append(event).append("\ndata: ").append(data).append("\n\n");
     const std::lock_guard lock(feed.mutex);
     feed.last = revision;
     feed.bytesAdded += text.size();
-    feed.kept.push_back({revision, std::move(text)});
+    feed.kept.push_back({revision, std::move(text), std::string(event), std::string(key)});
     tidy(feed);
     for (const Follower* const follower : feed.followers) {
         wakeUp(*follower);
@@ -163,13 +185,14 @@ void FollowerClose::operator()(Follower* follower) const {
     delete follower;
 }
 
-FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket) {
+FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket,
+                           FeedFilter wants) {
     Descriptor wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wake.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     const std::lock_guard lock(feed.mutex);
-    FollowerHandle follower(new Follower{feed, std::move(wake), socket});
+    FollowerHandle follower(new Follower{feed, std::move(wake), socket, std::move(wants)});
     follower->told = feed.bytesAdded;
     placeAtEnd(*follower);
     const auto revision =
@@ -189,20 +212,23 @@ Fetched Feed_take(Follower& follower, std::size_t most, std::string& text) {
     Feed& feed = follower.feed;
     std::uint64_t count = 0;
     static_cast<void>(::read(follower.wake.get(), &count, sizeof count) == sizeof count);
-    const std::lock_guard lock(feed.mutex);
-    if (follower.dropped || feed.stopped) {
-        return follower.dropped ? Fetched::kDropped : Fetched::kStopped;
+    std::vector<Event> taken;
+    {
+        const std::lock_guard lock(feed.mutex);
+        if (follower.dropped || feed.stopped) {
+            return follower.dropped ? Fetched::kDropped : Fetched::kStopped;
+        }
+        take(follower, most, taken);
     }
-    while (follower.pending.size() < most && follower.next < feed.first + feed.kept.size()) {
-        const Event& event = feed.kept[follower.next - feed.first];
-        follower.pending.append(event.text);
-        follower.taken += event.text.size();
-        ++follower.next;
+    // The filter may wait for whoever adds events, so the feed is not locked.
+    for (const Event& event : taken) {
+        if (!follower.wants || follower.wants(event.name, event.key)) {
+            follower.pending.append(event.text);
+        }
     }
     text = follower.pending.substr(0, most);
     follower.pending.erase(0, most);
-    const bool more = !follower.pending.empty() || follower.next < feed.first + feed.kept.size();
-    if (more) {
+    if (!follower.pending.empty()) {
         wakeUp(follower);
     }
     return text.empty() ? Fetched::kNothingYet : Fetched::kText;

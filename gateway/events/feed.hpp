@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,8 +31,10 @@ using FeedHandle = std::unique_ptr<Feed, FeedClose>;
 /// A feed of an epoch, which is what the ids of its events begin with.
 FeedHandle Feed_open(std::string epoch);
 
-/// Adds an event. Revisions rise from call to call. `data` is one line of JSON.
-void Feed_add(Feed& feed, std::uint64_t revision, std::string_view event, std::string_view data);
+/// Adds an event. Revisions rise from call to call. `data` is one line of JSON, `key` what it is
+/// about, for those who do not get everything.
+void Feed_add(Feed& feed, std::uint64_t revision, std::string_view event, std::string_view data,
+              std::string_view key = {});
 
 /// Ends all clients, now and later.
 void Feed_stop(Feed& feed);
@@ -42,6 +45,9 @@ std::size_t Feed_clients(const Feed& feed);
 /// What a client gets from Feed_take().
 enum class Fetched { kText, kNothingYet, kDropped, kStopped };
 
+/// Whether a client wants an event about a key. Called by Feed_take().
+using FeedFilter = std::function<bool(std::string_view event, std::string_view key)>;
+
 struct Follower;
 struct FollowerClose {
     void operator()(Follower* follower) const;
@@ -50,9 +56,10 @@ using FollowerHandle = std::unique_ptr<Follower, FollowerClose>;
 
 /// Begins to follow, with what comes from now on, or behind the event that `lastEventId` names.
 /// When it names none that can be gone on from, an event "reset" comes first. When the client is
-/// dropped its `socket` is shut down, so that whoever writes to it stops; -1 for none. The feed,
-/// and the socket, outlive it.
-FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket);
+/// dropped its `socket` is shut down, so that whoever writes to it stops; -1 for none. Without
+/// `wants` the client gets every event. The feed, and the socket, outlive it.
+FollowerHandle Feed_follow(Feed& feed, const std::optional<std::string>& lastEventId, int socket,
+                           FeedFilter wants = {});
 
 /// Gives what is there for the client, at most `most` bytes of it, as text/event-stream.
 Fetched Feed_take(Follower& follower, std::size_t most, std::string& text);

@@ -181,9 +181,14 @@ void begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Connection*
     Call& call = request.call;
     const std::string_view target = request.target;
     const std::size_t mark = target.find('?');
-    request.match = Endpoint_match(call.method, target.substr(0, mark));
+    request.file = Panel_find(target.substr(0, mark));
+    request.match = request.file != nullptr ? Match{nullptr, {}, "/panel", "GET, HEAD"}
+                                            : Endpoint_match(call.method, target.substr(0, mark));
     readCredentials(request, ends, connection);
     checkHost(ends, connection);
+    if (request.file != nullptr && (call.method == "GET" || call.method == "HEAD")) {
+        return;
+    }
     if (request.match.endpoint == nullptr) {
         throw request.match.allow.empty()
             ? Problem{404, "There is nothing under this path."}

@@ -8,6 +8,7 @@
 
 #include "gateway/api/access.hpp"
 #include "gateway/api/endpoint.hpp"
+#include "gateway/panel/panel.hpp"
 
 struct MHD_Connection;
 
@@ -34,6 +35,8 @@ struct Request {
     Match match = {};
     Call call = {};
     Credentials credentials = {};
+    /// The panel's file that it is for, in place of a call.
+    const PanelFile* file = nullptr;
     /// Why it is refused; what is left of its body is passed over.
     std::optional<Problem> refusal = {};
     std::uint64_t received = 0;

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "gateway/api/limit.hpp"
 #include "gateway/http/request.hpp"
 #include "gateway/http/sockets.hpp"
 #include "gateway/http/stream.hpp"
@@ -71,7 +72,9 @@ ResponseHandle made(const Response& response) {
 }
 
 MHD_Result queue(MHD_Connection* connection, int status, MHD_Response* response) {
-    ::MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+    if (::MHD_get_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL) == nullptr) {
+        ::MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+    }
     ::MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
     ::MHD_add_response_header(response, "Referrer-Policy", "no-referrer");
     return ::MHD_queue_response(connection, static_cast<unsigned>(status), response);
@@ -90,6 +93,11 @@ void count(Server& server, const Request& request, int status) {
     Metrics_countRequest(server.gateway.metrics, countedMethod(request.call.method), path, status);
 }
 
+/// Whether the answer is the stream of events.
+bool streams(const Request& request) {
+    return !request.refusal && request.file == nullptr && request.call.endpoint->handle == nullptr;
+}
+
 MHD_Result streamEvents(Server& server, Request& request, MHD_Connection* connection) {
     const char* const last =
         ::MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Last-Event-ID");
@@ -104,7 +112,8 @@ MHD_Result streamEvents(Server& server, Request& request, MHD_Connection* connec
     };
     const ResponseHandle response(
         Stream_open(server.gateway.feed, connection,
-                    last == nullptr ? std::nullopt : std::optional<std::string>(last), isAllowed),
+                    last == nullptr ? std::nullopt : std::optional<std::string>(last), isAllowed,
+                    Limit_ofEvents(server.gateway, request.call.caller)),
         ::MHD_destroy_response);
     if (response == nullptr) {
         return MHD_NO;
@@ -115,14 +124,30 @@ MHD_Result streamEvents(Server& server, Request& request, MHD_Connection* connec
     return queue(connection, MHD_HTTP_OK, response.get());
 }
 
+std::string_view headerOf(MHD_Connection* connection, const char* name) {
+    const char* const value = ::MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+    return value == nullptr ? "" : value;
+}
+
+Response responseTo(Server& server, Request& request, MHD_Connection* connection) {
+    if (request.refusal) {
+        return Response_problem(*request.refusal);
+    }
+    if (request.file != nullptr) {
+        return Panel_response(*request.file, {headerOf(connection, MHD_HTTP_HEADER_ACCEPT_ENCODING),
+                                              headerOf(connection, MHD_HTTP_HEADER_IF_NONE_MATCH)});
+    }
+    if (streams(request)) {
+        return {200, nullptr, "text/event-stream"};
+    }
+    return Endpoint_call(server.gateway, request.call);
+}
+
 MHD_Result answer(Server& server, Request& request, MHD_Connection* connection) {
-    const bool streams = !request.refusal && request.call.endpoint->handle == nullptr;
-    if (streams && request.call.method != "HEAD") {
+    if (streams(request) && request.call.method != "HEAD") {
         return streamEvents(server, request, connection);
     }
-    Response response = request.refusal ? Response_problem(*request.refusal)
-                        : streams       ? Response{200, nullptr, "text/event-stream"}
-                                        : Endpoint_call(server.gateway, request.call);
+    Response response = responseTo(server, request, connection);
     if (response.status == 405) {
         response.headers.emplace_back("Allow", request.match.allow);
     }

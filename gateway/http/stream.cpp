@@ -72,13 +72,13 @@ void close(void* closure) {
 
 MHD_Response* Stream_open(Feed& feed, MHD_Connection* connection,
                           const std::optional<std::string>& lastEventId,
-                          std::function<bool()> isAllowed) {
+                          std::function<bool()> isAllowed, FeedFilter wants) {
     const int socket =
         ::MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
     ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
     ::MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, 0U);
-    auto* const stream =
-        new Stream{Feed_follow(feed, lastEventId, socket), socket, std::move(isAllowed)};
+    auto* const stream = new Stream{Feed_follow(feed, lastEventId, socket, std::move(wants)),
+                                    socket, std::move(isAllowed)};
     MHD_Response* const response =
         ::MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlock, read, stream, close);
     if (response == nullptr) {

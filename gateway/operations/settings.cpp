@@ -1,11 +1,13 @@
 #include "gateway/operations/settings.hpp"
 
 #include <algorithm>
+#include <ranges>
 #include <vector>
 
 #include "gateway/operations/body.hpp"
 #include "lib/base/json.hpp"
 #include "lib/base/printable.hpp"
+#include "lib/catalogue/arguments.hpp"
 
 namespace avoip::gw {
 
@@ -123,7 +125,65 @@ std::optional<Problem> problemOf(const Command& change, const cJSON* body) {
     return read.problem();
 }
 
+/// How the API calls what a setting may be.
+std::string_view kindOf(const Argument& argument) {
+    switch (argument.kind) {
+        case ArgumentKind::kNumber:
+            return "number";
+        case ArgumentKind::kChoice:
+            return "choice";
+        case ArgumentKind::kAddress:
+            return "address";
+        default:
+            return "text";
+    }
+}
+
+void addRange(cJSON* ranges, std::string_view name, const Argument& argument) {
+    cJSON* const range = Json_appendObject(ranges);
+    Json_addText(range, "name", name);
+    Json_addText(range, "kind", kindOf(argument));
+    Json_addText(range, "summary", argument.summary);
+    Json_addText(range, "example", argument.example);
+    switch (argument.kind) {
+        case ArgumentKind::kNumber:
+            Json_addWhole(range, "minimum", argument.minimum);
+            Json_addWhole(range, "maximum", argument.maximum);
+            break;
+        case ArgumentKind::kChoice: {
+            cJSON* const choices = Json_addArray(range, "choices");
+            for (const auto choice : std::views::split(argument.choices, ' ')) {
+                Json_appendText(choices, std::string_view(choice.begin(), choice.end()));
+            }
+            break;
+        }
+        case ArgumentKind::kAddress:
+            break;
+        default:
+            Json_addWhole(range, "maximum_length", static_cast<std::int64_t>(kWordMax));
+    }
+}
+
+void addRanges(cJSON* parent, std::string_view key, Settings settings, DeviceType type) {
+    const Command& change = *commandsOf(settings, type).change;
+    cJSON* const ranges = Json_addArray(parent, key);
+    for (const Expectation& expected : change.askedBack.expected) {
+        addRange(ranges, expected.member,
+                 change.arguments[static_cast<std::size_t>(expected.argument)]);
+    }
+}
+
 }  // namespace
+
+std::string Settings_ranges() {
+    const Json root = Json_newObject();
+    cJSON* const parameters = Json_addObject(root.get(), "parameters");
+    addRanges(parameters, "encoder", Settings::kParameters, DeviceType::kEncoder);
+    addRanges(parameters, "decoder", Settings::kParameters, DeviceType::kDecoder);
+    addRanges(root.get(), "network", Settings::kNetwork, DeviceType::kUnknown);
+    addRanges(root.get(), "serial", Settings::kSerial, DeviceType::kUnknown);
+    return Json_print(root.get());
+}
 
 Outcome<std::string> Settings_ask(Operations& operations, Settings settings,
                                   const std::string& id) {

@@ -19,4 +19,9 @@ Outcome<std::string> Settings_ask(Operations& operations, Settings settings, con
 Outcome<std::string> Settings_change(Operations& operations, Settings settings,
                                      const std::string& id, const cJSON* body);
 
+/// What each setting may be, as JSON: {"parameters":{"encoder":[...],"decoder":[...]},
+/// "network":[...],"serial":[...]}, with an object for each setting in the order in which devices
+/// take them.
+std::string Settings_ranges();
+
 }  // namespace avoip::gw

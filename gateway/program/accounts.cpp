@@ -74,6 +74,13 @@ AccountResult add(Store& store, AccountKind kind, const Options& options) {
     if (!problem.empty()) {
         throw std::runtime_error("the name " + problem);
     }
+    if (!options.rooms.empty()) {
+        account.rooms = options.rooms;
+    }
+    const std::string problemOfRooms = Token_roomsProblem(store, account);
+    if (!problemOfRooms.empty()) {
+        throw std::runtime_error("--room " + problemOfRooms);
+    }
     const std::string token = kind == AccountKind::kToken ? Token_make(account) : "";
     if (kind == AccountKind::kUser) {
         account.secret = Password_hash(askPassword(options));
@@ -99,7 +106,11 @@ AccountResult act(Store& store, AccountKind kind, const Options& options) {
         return Store_changeUser(store, options.name, {}, Password_hash(askPassword(options)));
     }
     for (const Account& account : Store_accounts(store, kind)) {
-        std::cout << account.name << "\t" << Role_name(account.role) << "\n";
+        std::cout << account.name << "\t" << Role_name(account.role);
+        for (const std::string& room : account.rooms.value_or(std::vector<std::string>())) {
+            std::cout << "\t" << room;
+        }
+        std::cout << "\n";
     }
     return AccountResult::kDone;
 }

@@ -36,6 +36,11 @@ CLI::App* addAccounts(CLI::App& app, Options& options, Action action, const std:
     return group;
 }
 
+void addRooms(CLI::App& token, Options& options) {
+    token.get_subcommand("add")->add_option("--room", options.rooms,
+                                            "limits it to a room; may be given several times");
+}
+
 void addPasswords(CLI::App& user, Options& options) {
     CLI::App* const change = user.add_subcommand("password", "Give a user another password");
     change->fallthrough();
@@ -63,7 +68,7 @@ std::optional<Options> Options_read(int argc, char** argv, int& status) {
     app.add_flag("--print-config", print, "print the whole configuration, and end");
     app.require_subcommand(0, 1);
     addPasswords(*addAccounts(app, options, Action::kUser, "user"), options);
-    addAccounts(app, options, Action::kToken, "token");
+    addRooms(*addAccounts(app, options, Action::kToken, "token"), options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

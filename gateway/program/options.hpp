@@ -18,6 +18,7 @@ struct Options {
     std::string verb;
     std::string name;
     std::string role = "viewer";
+    std::vector<std::string> rooms;
     bool passwordFromInput = false;
 };
 

@@ -131,7 +131,7 @@ void serve(const Config& config, const std::string& data) {
     Journal journal(*store, state, Time_now, config.log.keepDays);
     state.with([&](State& shared) {
         shared.changed = [&feed](const Change& change) {
-            Feed_add(*feed, change.revision, ChangeKind_name(change.kind), change.json);
+            Feed_add(*feed, change.revision, ChangeKind_name(change.kind), change.json, change.key);
         };
         shared.happened = [&journal](const Incident& incident) {
             LogEntry entry;

@@ -65,17 +65,24 @@ void addJobDevice(cJSON* parent, const JobDevice& device) {
     Json_addTextOrNull(parent, "problem", device.problem);
 }
 
+bool isShown(const ShownNames& shown, std::string_view name) {
+    return !shown || shown(name);
+}
+
 std::string headOf(const State& state) {
     return R"({"epoch":")" + state.epoch + R"(","revision":)" + std::to_string(state.revision);
 }
 
-/// A collection of the texts that `textOf` gives of the resources.
+/// A collection of the texts that `textOf` gives of the resources that are shown.
 template <class Resources, class TextOf>
 std::string collection(const State& state, std::string_view name, const Resources& resources,
-                       TextOf textOf) {
+                       TextOf textOf, const ShownNames& shown = {}) {
     std::string text = headOf(state) + ",\"" + std::string(name) + "\":[";
     const char* separator = "";
     for (const auto& [key, resource] : resources) {
+        if (!isShown(shown, key)) {
+            continue;
+        }
         if (const std::string item = textOf(resource); !item.empty()) {
             text.append(separator).append(item);
             separator = ",";
@@ -217,19 +224,22 @@ std::shared_ptr<const std::string> Devices_text(State& state) {
 }
 
 std::string Devices_text(const State& state, const DeviceFilter& filter) {
-    return collection(state, "devices", state.devices, [&](const Device& device) {
+    const auto text = [&](const Device& device) {
         return passes(device, filter) ? device.json : std::string();
-    });
+    };
+    return collection(state, "devices", state.devices, text, filter.shown);
 }
 
-std::string Routes_text(const State& state) {
+std::string Routes_text(const State& state, const ShownNames& decoders) {
     const Json root = Json_newObject();
     Json_addText(root.get(), "epoch", state.epoch);
     Json_addWhole(root.get(), "revision", static_cast<std::int64_t>(state.revision));
     for (const RouteKind kind : kAllRouteKinds) {
         cJSON* const table = Json_addObject(root.get(), RouteKind_name(kind));
         for (const auto& [decoder, route] : state.routes.at(static_cast<std::size_t>(kind))) {
-            addRoute(Json_addObject(table, decoder), route);
+            if (isShown(decoders, decoder)) {
+                addRoute(Json_addObject(table, decoder), route);
+            }
         }
     }
     return print(root);
@@ -239,12 +249,12 @@ std::string Presets_text(const State& state) {
     return collection(state, "presets", state.presets, Preset_json);
 }
 
-std::string Locks_text(const State& state) {
-    return collection(state, "locks", state.locks, Lock_json);
+std::string Locks_text(const State& state, const ShownNames& decoders) {
+    return collection(state, "locks", state.locks, Lock_json, decoders);
 }
 
-std::string Rooms_text(const State& state) {
-    return collection(state, "rooms", state.rooms, Room_json);
+std::string Rooms_text(const State& state, const ShownNames& rooms) {
+    return collection(state, "rooms", state.rooms, Room_json, rooms);
 }
 
 std::string Walls_text(const State& state) {

@@ -2,6 +2,7 @@
 // JSON, absent ones null. What people keep is read back from the same texts (restore.hpp).
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,10 +33,14 @@ std::string Deleted_json(std::string_view key, std::string_view name);
 /// nothing is wanted is left out.
 void RouteTable_write(cJSON* parent, const RouteTable& routes);
 
+/// Whether a collection shall hold what has this id or name; an empty function: everything.
+using ShownNames = std::function<bool(std::string_view name)>;
+
 /// Which devices a collection shall hold; all without an answer.
 struct DeviceFilter {
     std::optional<DeviceType> type = {};
     std::optional<bool> online = {};
+    ShownNames shown = {};
 };
 
 /// The collection of all devices, made once for each reading of the state and shared.
@@ -43,12 +48,12 @@ std::shared_ptr<const std::string> Devices_text(State& state);
 std::string Devices_text(const State& state, const DeviceFilter& filter);
 
 /// {"epoch","revision","video":{DECODER:{"encoder","seen_at"}},"serial":{...},"ir":{...}}
-std::string Routes_text(const State& state);
+std::string Routes_text(const State& state, const ShownNames& decoders = {});
 
 /// The collections {"epoch","revision",NAME:[...]}.
 std::string Presets_text(const State& state);
-std::string Locks_text(const State& state);
-std::string Rooms_text(const State& state);
+std::string Locks_text(const State& state, const ShownNames& decoders = {});
+std::string Rooms_text(const State& state, const ShownNames& rooms = {});
 std::string Walls_text(const State& state);
 std::string Jobs_text(const State& state);
 

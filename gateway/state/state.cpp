@@ -10,20 +10,15 @@ namespace avoip::gw {
 
 namespace {
 
-constexpr std::array<std::string_view, 9> kChangeNames{
-    "device", "device_removed", "route", "preset", "lock", "wall", "job", "system", "log"};
+constexpr std::array<std::string_view, 10> kChangeNames{
+    "device", "device_removed", "route", "preset", "lock", "room", "wall", "job", "system", "log"};
 constexpr std::array<std::string_view, 4> kDaemonNames{"ok", "absent", "stopped", "useless"};
-
-/// Counts a change that makes no event.
-void count(State& state) {
-    ++state.revision;
-    ++state.reading;
-}
 
 /// Tells of a change. `jsonOf` is called when the revision has been counted.
 template <class JsonOf>
 void publish(State& state, ChangeKind kind, std::string_view key, JsonOf jsonOf) {
-    count(state);
+    ++state.revision;
+    ++state.reading;
     if (state.changed) {
         state.changed({state.revision, kind, std::string(key), jsonOf()});
     }
@@ -298,8 +293,7 @@ void State_put(State& state, Lock lock) {
 
 void State_put(State& state, Room room) {
     const std::string name = room.name;
-    state.rooms.insert_or_assign(name, std::move(room));
-    count(state);
+    put(state, state.rooms, name, std::move(room), ChangeKind::kRoom, Room_json);
 }
 
 void State_put(State& state, Wall wall) {
@@ -321,13 +315,7 @@ bool State_removeLock(State& state, std::string_view decoder) {
 }
 
 bool State_removeRoom(State& state, std::string_view name) {
-    const auto found = state.rooms.find(name);
-    if (found == state.rooms.end()) {
-        return false;
-    }
-    state.rooms.erase(found);
-    count(state);
-    return true;
+    return takeOut(state, state.rooms, name, ChangeKind::kRoom, "name");
 }
 
 bool State_removeWall(State& state, std::string_view name) {

@@ -34,6 +34,7 @@ enum class ChangeKind {
     kRoute,
     kPreset,
     kLock,
+    kRoom,
     kWall,
     kJob,
     kSystem,

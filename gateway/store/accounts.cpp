@@ -9,14 +9,31 @@ std::int64_t number(AccountKind kind) {
     return static_cast<std::int64_t>(kind);
 }
 
-Account accountAt(const Statement& row) {
-    return {row.text(0), Role_find(row.text(1)).value_or(Role::kViewer), row.text(2)};
+/// The rooms of a token; nothing when it is not limited.
+std::optional<std::vector<std::string>> roomsOf(Database& database, AccountKind kind,
+                                                const std::string& name) {
+    if (kind == AccountKind::kUser) {
+        return std::nullopt;
+    }
+    Statement read(database, "SELECT room FROM token_room WHERE token=? ORDER BY room");
+    read.bind(std::string_view(name));
+    std::vector<std::string> rooms;
+    while (read.step()) {
+        rooms.push_back(read.text(0));
+    }
+    return rooms.empty() ? std::nullopt : std::optional(std::move(rooms));
+}
+
+Account accountAt(Database& database, AccountKind kind, const Statement& row) {
+    return {row.text(0), Role_find(row.text(1)).value_or(Role::kViewer), row.text(2),
+            roomsOf(database, kind, row.text(0))};
 }
 
 std::optional<Account> find(Database& database, AccountKind kind, std::string_view name) {
     Statement read(database, "SELECT name, role, secret FROM account WHERE kind=? AND name=?");
-    return read.bind(number(kind)).bind(name).step() ? std::optional(accountAt(read))
-                                                     : std::nullopt;
+    return read.bind(number(kind)).bind(name).step()
+               ? std::optional(accountAt(database, kind, read))
+               : std::nullopt;
 }
 
 bool isLastAdmin(Database& database, const Account& account) {
@@ -35,6 +52,12 @@ void put(Database& database, AccountKind kind, const Account& account) {
         .bind(Role_name(account.role))
         .bind(std::string_view(account.secret))
         .run();
+    for (const std::string& room : account.rooms.value_or(std::vector<std::string>())) {
+        Statement(database, "INSERT OR REPLACE INTO token_room VALUES(?,?)")
+            .bind(std::string_view(account.name))
+            .bind(std::string_view(room))
+            .run();
+    }
 }
 
 }  // namespace
@@ -46,7 +69,7 @@ std::vector<Account> Store_accounts(Store& store, AccountKind kind) {
     read.bind(number(kind));
     std::vector<Account> accounts;
     while (read.step()) {
-        accounts.push_back(accountAt(read));
+        accounts.push_back(accountAt(store.reader, kind, read));
     }
     return accounts;
 }
@@ -68,7 +91,7 @@ std::optional<Account> Store_token(Store& store, std::string_view secret) {
     Statement read(store.reader,
                    "SELECT name, role, secret FROM account WHERE kind=? AND secret=?");
     return read.bind(number(AccountKind::kToken)).bind(secret).step()
-               ? std::optional(accountAt(read))
+               ? std::optional(accountAt(store.reader, AccountKind::kToken, read))
                : std::nullopt;
 }
 
@@ -77,6 +100,21 @@ std::string Token_make(Account& account) {
     std::string token = "avoip_" + Secret_random(kBytes);
     account.secret = Token_secret(token);
     return token;
+}
+
+std::string Token_roomsProblem(Store& store, const Account& account) {
+    if (!account.rooms) {
+        return {};
+    }
+    if (account.role == Role::kAdmin) {
+        return "must be left out for an admin, who may do everything";
+    }
+    for (const std::string& room : *account.rooms) {
+        if (!Store_get(store, kRoomKind, room)) {
+            return "must be names of rooms, and there is no room \"" + room + "\"";
+        }
+    }
+    return account.rooms->empty() ? "must name a room, or be left out" : "";
 }
 
 std::string Token_secret(std::string_view token) {
@@ -115,6 +153,9 @@ AccountResult Store_removeAccount(Store& store, AccountKind kind, std::string_vi
         .bind(number(kind))
         .bind(name)
         .run();
+    if (kind == AccountKind::kToken) {
+        Statement(store.writer, "DELETE FROM token_room WHERE token=?").bind(name).run();
+    }
     transaction.commit();
     return AccountResult::kDone;
 }

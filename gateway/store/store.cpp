@@ -1,11 +1,18 @@
 #include "gateway/store/store.hpp"
 
+#include <fcntl.h>
+
+#include <algorithm>
 #include <filesystem>
 
 #include "gateway/store/store_state.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace avoip::gw {
 namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+constexpr std::int64_t kSearchStep = 2000;
 
 constexpr const char* kSchema =
     "PRAGMA journal_mode=WAL;"
@@ -17,20 +24,25 @@ constexpr const char* kSchema =
     " kind INTEGER NOT NULL, name TEXT NOT NULL, role TEXT NOT NULL, secret TEXT NOT NULL,"
     " PRIMARY KEY(kind, name)) WITHOUT ROWID;"
     "CREATE INDEX IF NOT EXISTS account_secret ON account(kind, secret);"
+    "CREATE TABLE IF NOT EXISTS token_room("
+    " token TEXT NOT NULL, room TEXT NOT NULL, PRIMARY KEY(token, room)) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS log("
     " id INTEGER PRIMARY KEY AUTOINCREMENT, time INTEGER NOT NULL, user TEXT, address TEXT,"
     " action TEXT NOT NULL, target TEXT, detail TEXT, result TEXT NOT NULL);"
     "CREATE INDEX IF NOT EXISTS log_time ON log(time);"
     "PRAGMA user_version=1;";
 
-/// The path of the database in a folder that stands by then.
+/// The path of the database in a folder; both stand by then. The group may read the folder, for
+/// images; users and tokens are for the own user alone.
 std::string databaseIn(const std::string& folder) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
         throw StoreError{folder + ": " + error.message()};
     }
-    return folder + "/gateway.sqlite";
+    std::string path = folder + "/gateway.sqlite";
+    const Descriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerOnly));
+    return path;
 }
 
 bool exists(Database& database, std::string_view kind, std::string_view name) {
@@ -44,6 +56,50 @@ std::int64_t countOf(Database& database, std::string_view kind) {
     Statement count(database, "SELECT count(*) FROM document WHERE kind=?");
     count.bind(kind).step();
     return count.number(0);
+}
+
+/// A pattern of LIKE that a text within others fits.
+std::string likeness(const std::string& wanted) {
+    std::string pattern = "%";
+    for (const char letter : wanted) {
+        if (letter == '%' || letter == '_' || letter == '\\') {
+            pattern.push_back('\\');
+        }
+        pattern.push_back(letter);
+    }
+    return pattern + "%";
+}
+
+std::int64_t lastLogId(Store& store) {
+    const std::lock_guard lock(store.reading);
+    Statement last(store.reader, "SELECT max(id) FROM log");
+    return last.step() ? last.number(0) : 0;
+}
+
+/// Which entries are read: ids from `from` to below `below` that fit the pattern, if there is one.
+struct LogPart {
+    std::int64_t from = 0;
+    std::int64_t below = 0;
+    int limit = 0;
+    const std::string& pattern;
+};
+
+/// Adds entries, newest first, until there are as many as the limit says.
+void readLogBetween(Store& store, const LogPart& part, std::vector<LogEntry>& entries) {
+    const std::lock_guard lock(store.reading);
+    Statement read(store.reader,
+                   "SELECT id, time, user, address, action, target, detail, result FROM log"
+                   " WHERE id >= ?1 AND id < ?2 AND (?3 = '' OR user LIKE ?3 ESCAPE '\\' OR"
+                   " address LIKE ?3 ESCAPE '\\' OR action LIKE ?3 ESCAPE '\\' OR"
+                   " target LIKE ?3 ESCAPE '\\' OR detail LIKE ?3 ESCAPE '\\' OR"
+                   " result LIKE ?3 ESCAPE '\\') ORDER BY id DESC LIMIT ?4");
+    read.bind(part.from).bind(part.below).bind(std::string_view(part.pattern));
+    read.bind(std::int64_t{part.limit} - static_cast<std::int64_t>(entries.size()));
+    while (read.step()) {
+        entries.push_back({read.number(0), Time(std::chrono::milliseconds(read.number(1))),
+                           read.optionalText(2), read.optionalText(3), read.text(4),
+                           read.optionalText(5), read.optionalText(6), read.text(7)});
+    }
 }
 
 }  // namespace
@@ -127,18 +183,17 @@ void Store_log(Store& store, std::span<LogEntry> entries) {
     transaction.commit();
 }
 
-std::vector<LogEntry> Store_readLog(Store& store, std::int64_t before, int limit) {
-    const std::lock_guard lock(store.reading);
-    Statement read(store.reader,
-                   "SELECT id, time, user, address, action, target, detail, result FROM log"
-                   " WHERE id < ? ORDER BY id DESC LIMIT ?");
-    read.bind(before).bind(std::int64_t{limit});
+std::vector<LogEntry> Store_readLog(Store& store, std::int64_t before, int limit,
+                                    const std::string& wanted) {
     std::vector<LogEntry> entries;
-    while (read.step()) {
-        entries.push_back({read.number(0), Time(std::chrono::milliseconds(read.number(1))),
-                           read.optionalText(2), read.optionalText(3), read.text(4),
-                           read.optionalText(5), read.optionalText(6), read.text(7)});
-    }
+    const std::string pattern = wanted.empty() ? wanted : likeness(wanted);
+    // A search looks at so many at a time, and lets others read in between.
+    std::int64_t above = before;
+    do {
+        before = std::min(above, lastLogId(store) + 1);
+        above = wanted.empty() ? 0 : std::max<std::int64_t>(before - kSearchStep, 0);
+        readLogBetween(store, {above, before, limit, pattern}, entries);
+    } while (above > 0 && static_cast<int>(entries.size()) < limit);
     return entries;
 }
 

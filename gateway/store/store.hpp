@@ -69,6 +69,8 @@ struct Account {
     Role role = Role::kViewer;
     /// Of a user: what crypt() made of the password. Of a token: its SHA-256.
     std::string secret = {};
+    /// Of a token: the rooms that it is limited to; nothing: no limit.
+    std::optional<std::vector<std::string>> rooms = {};
 };
 
 /// What became of a change of users or tokens.
@@ -92,6 +94,10 @@ AccountResult Store_changeUser(Store& store, std::string_view name, std::optiona
 /// Gives an account the secret of a new token; returns the token, which is kept nowhere.
 std::string Token_make(Account& account);
 
+/// What is wrong with the rooms that a new token is limited to, as in "must ..."; empty when it is
+/// nothing.
+std::string Token_roomsProblem(Store& store, const Account& account);
+
 /// What is stored of a token.
 std::string Token_secret(std::string_view token);
 
@@ -109,8 +115,10 @@ struct LogEntry {
 /// Adds entries, all or none, and gives each its id.
 void Store_log(Store& store, std::span<LogEntry> entries);
 
-/// At most `limit` entries with ids below `before`, newest first.
-std::vector<LogEntry> Store_readLog(Store& store, std::int64_t before, int limit);
+/// At most `limit` entries with ids below `before`, newest first. With `wanted`, only those that
+/// hold this text somewhere; ASCII letters are the same in both cases.
+std::vector<LogEntry> Store_readLog(Store& store, std::int64_t before, int limit,
+                                    const std::string& wanted = {});
 
 /// Removes what is older than `oldest`, and what is more than kLogMax entries.
 void Store_trimLog(Store& store, Time oldest);

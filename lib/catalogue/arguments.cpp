@@ -8,8 +8,7 @@
 namespace avoip {
 namespace {
 
-// What the console's fields hold.
-constexpr std::size_t kWordMax = 31;
+// What the console's field for a path holds.
 constexpr std::size_t kPathMax = 127;
 
 std::string atMost(std::size_t bytes) {

@@ -2,6 +2,7 @@
 // of it, and the console text that arguments become.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
@@ -10,6 +11,9 @@
 #include "lib/catalogue/catalogue.hpp"
 
 namespace avoip {
+
+/// The bytes that the console has room for in one word, an identity or an alias.
+inline constexpr std::size_t kWordMax = 31;
 
 /// Says what is wrong with `value` as this argument, or nothing when it is fine. The text is a
 /// sentence without its subject, as in "must be a number from 1 to 30".

@@ -7,7 +7,7 @@
 # FOLDER holds packages, those for this machine among them; PROBE is the built sandbox_probe.
 #
 #                  device                                    neighbour
-#     avoip, avoip-tools, the unit                avoip-tools: a simulated fleet
+#     avoip, avoip-tools, avoip-gateway           avoip-tools: a simulated fleet
 #     eth0.2  10.77.0.1  ------- devices -------  dev0  10.77.0.2, 10.77.1.1 and on
 #     eth0    10.88.0.1  ------- office --------  out0  10.88.0.2
 #
@@ -22,7 +22,8 @@ readonly patience_s=60
 readonly base=$PWD/build/container-base
 # systemd and what the tests ask with; the rest are what the packages depend on.
 readonly base_packages=(systemd systemd-sysv dbus libpam-systemd login passwd procps iproute2
-    nftables netcat-openbsd libcjson1 libedit2 libstdc++6)
+    nftables netcat-openbsd libcjson1 libedit2 libstdc++6 libcrypt1 libgnutls30 libmicrohttpd12
+    libsqlite3-0 libtomlplusplus3)
 processor=$(dpkg --print-architecture)
 scratch=$(mktemp --directory)
 declare -A leader
@@ -95,13 +96,12 @@ shows() {
 }
 
 make_base() {
-    [[ ! -e $base/made ]] || return 0
+    [[ $(cat "$base/made" 2>/dev/null) != "${base_packages[*]}" ]] || return 0
     rm --recursive --force --one-file-system "$base"
-    debootstrap --variant=minbase bookworm "$base" \
-        --include="$(IFS=, && echo "${base_packages[*]}")" \
-        "${AVOIP_MIRROR:-http://deb.debian.org/debian}" >"$scratch/debootstrap.log" 2>&1 ||
+    debootstrap --variant=minbase --include="$(IFS=, && echo "${base_packages[*]}")" bookworm \
+        "$base" "${AVOIP_MIRROR:-http://deb.debian.org/debian}" >"$scratch/debootstrap.log" 2>&1 ||
         { tail "$scratch/debootstrap.log" >&2; fail "debootstrap made no base"; }
-    touch "$base/made"
+    echo "${base_packages[*]}" >"$base/made"
 }
 
 # boot NAME: a system of its own, with packages in /packages.
@@ -215,22 +215,75 @@ guard_cures() {
     refused "and nobody's commands" grep --fixed-strings "TX-0001" "$scratch/report"
 }
 
+# sandbox_holds UNIT LIST CONDITION...: what a probe beside the unit finds is what the list says,
+# and the unit meets the condition with and without it.
 sandbox_holds() {
-    local drop_in=/etc/systemd/system/avoip.service.d/probe.conf line
+    local unit=$1 drop_in=/etc/systemd/system/$1.service.d/probe.conf line
     install -D "$probe" "$scratch/device/usr/local/bin/probe"
     on device mkdir --parents "$(dirname "$drop_in")"
     on device bash -c "printf '[Service]\nExecStartPost=/usr/local/bin/probe\n' >$drop_in"
     on device systemctl daemon-reload
-    on device systemctl restart avoip.service
-    await "the unit runs with a probe beside it" works
-    on device journalctl --unit avoip.service --output cat >"$scratch/journal"
+    on device systemctl restart "$unit"
+    await "$unit runs with a probe beside it" "${@:3}"
+    on device journalctl --unit "$unit" --output cat >"$scratch/journal"
     while read -r line; do
-        shows "sandbox: $line" "probe: $line" cat "$scratch/journal"
-    done <tests/packages/sandbox.txt
+        shows "sandbox of $unit: $line" "probe: $line" cat "$scratch/journal"
+    done <"$2"
     on device rm "$drop_in"
     on device systemctl daemon-reload
-    on device systemctl restart avoip.service
-    await "the unit runs without it" works
+    on device systemctl restart "$unit"
+    await "$unit runs without it" "${@:3}"
+}
+
+# gateway METHOD PATH [curl option]...: one request, from within the device's network.
+gateway() {
+    nsenter --target "${leader[device]}" --net curl --silent --show-error --max-time 60 \
+        --request "$1" "http://127.0.0.1:8088$2" "${@:3}"
+}
+
+gateway_shows() {
+    gateway GET "$1" | grep --fixed-strings -- "$2"
+}
+
+gateway_installs_firmware() {
+    local json='Content-Type: application/json' image
+    on device cat /srv/image.bin >"$scratch/image.bin"
+    gateway POST /api/v1/firmware --header 'Content-Type: application/octet-stream' \
+        --data-binary "@$scratch/image.bin" >"$scratch/image"
+    image=$(sed --quiet 's/^{"id":"\([^"]*\)".*/\1/p' "$scratch/image")
+    shows "the gateway takes an image" '"type":"encoder"' cat "$scratch/image"
+    shows "and begins to install it" '"kind":"installation"' gateway POST \
+        "/api/v1/firmware/$image/installations" --header "$json" --data '{"devices":["TX-0001"]}'
+    await "which the daemon may read, and the device confirms" \
+        gateway_shows /api/v1/jobs '"state":"done"'
+}
+
+gateway_serves() {
+    check "the gateway's package is installed by dpkg alone" \
+        on device bash -c "dpkg --install /packages/avoip-gateway_*_$processor.deb"
+    await "its unit serves" gateway GET /healthz/live --fail
+    shows "the panel, too" "panel/app/main.js" gateway GET /
+    check "and starts with the system" on device systemctl is-enabled avoip-gateway
+    shows "it runs as avoip-gw" avoip-gw on device ps -o user= -C avoipgw
+    await "it sees the daemon" gateway GET /healthz/ready --fail
+    await "and the fleet" gateway_shows /api/v1/devices '"id":"RX-0002"'
+    shows "it sets a route" '"confirmed":true' gateway PUT /api/v1/routes/video/RX-0002 \
+        --header 'Content-Type: application/json' --data '{"encoder":"TX-0001"}'
+    shows "which others see" TX-0001 on device avoipctl matrix get RX-0002
+    on device avoipsim --make-image /srv/image.bin >/dev/null
+    gateway_installs_firmware
+    sandbox_holds avoip-gateway tests/packages/gateway_sandbox.txt gateway GET /healthz/ready --fail
+    check "root adds a user beside it" on device bash -c \
+        'echo secret | avoipgw user add anna --role admin --password-stdin'
+    refused "from then on nobody reads without a log-in" gateway GET /api/v1/devices --fail
+    check "with the password one does" gateway POST /api/v1/session --fail \
+        --header 'Content-Type: application/json' --data '{"user":"anna","password":"secret"}'
+    refused "a user of the group does not read users and tokens" \
+        on device runuser -u integrator -- cat /var/lib/avoip/gateway.sqlite
+    check "the configuration is sound" on device avoipgw --check
+    on device bash -c 'echo "nonsense = 1" >>/etc/avoip/gateway.toml'
+    refused "and a wrong one is said" on device avoipgw --check
+    on device sed --in-place '/^nonsense/d' /etc/avoip/gateway.toml
 }
 
 # unread_replies: the bytes that wait in the socket on port 8003.
@@ -294,14 +347,15 @@ upgrade_and_end() {
     daemon=$(state daemon_pid)
     check "an upgrade is installed" on device dpkg --install /newer/avoip.deb
     await "and its daemon works" other_daemon_than "$daemon"
+    await "which the gateway sees" gateway GET /healthz/ready --fail
     shows "the unit has not been down" active on device systemctl is-active avoip.service
     shows "devices answer" TX-0001 on device avoipctl devices
-    check "the packages are removed" on device dpkg --remove avoip avoip-tools
+    check "the packages are removed" on device dpkg --remove avoip-gateway avoip avoip-tools
     refused "nothing runs any more" on device pgrep avoip
     refused "no answer segment is left" on device bash -c 'ipcs --shmems | grep 0x12345678'
-    check "and purged" on device dpkg --purge avoip avoip-tools
-    refused "no user is left" on device getent passwd avoip
-    refused "no group is left" on device getent group avoip
+    check "and purged" on device dpkg --purge avoip-gateway avoip avoip-tools
+    refused "no user is left" on device bash -c 'getent passwd | grep avoip'
+    refused "no group is left" on device bash -c 'getent group | grep avoip'
     refused "no file is left" on device bash -c 'find / -xdev -name "*avoip*" \
         -not -path "/packages/*" -not -path "/newer/*" -not -path "/var/log/*" \
         -not -path "/root/*" -not -path "/proc/*" -not -path "/sys/*" | grep .'
@@ -320,8 +374,9 @@ boot neighbour
 device_is_installed
 fleet_is_seen
 guard_cures
-sandbox_holds
+sandbox_holds avoip tests/packages/sandbox.txt works
 firewall_holds
 ports_close
+gateway_serves
 upgrade_and_end
 echo "All of it held."

@@ -1,5 +1,5 @@
 #!/bin/bash
-# The unit as it was made: systemd finds nothing wrong with it, and counts it as little exposed.
+# A unit as it was made: systemd finds nothing wrong with it, and counts it as little exposed.
 #
 #   tests/packages/unit_test.sh UNIT
 set -euo pipefail
@@ -9,15 +9,16 @@ scratch=$(mktemp --directory)
 trap 'rm --recursive "$scratch"' EXIT
 
 # It names programs that are not installed here.
-sed 's|=/[^ ]*/avoipguard|=/bin/true|' "$unit" >"$scratch/avoip.service"
-found=$(systemd-analyze verify --man=no "$scratch/avoip.service" 2>&1 | grep avoip || true)
+name=$(basename "$unit")
+sed 's#=/[^ ]*/avoip\(guard\|gw\)#=/bin/true#' "$unit" >"$scratch/$name"
+found=$(systemd-analyze verify --man=no "$scratch/$name" 2>&1 | grep avoip || true)
 if [[ -n $found ]]; then
     echo "systemd-analyze verify: $found" >&2
     exit 1
 fi
 if ! systemd-analyze security --offline=true --no-pager --threshold="$most_exposed" \
-    "$scratch/avoip.service"; then
-    echo "the unit is more exposed than ${most_exposed%?}.${most_exposed#?}; see the ✗ above" >&2
+    "$scratch/$name"; then
+    echo "$name is more exposed than ${most_exposed%?}.${most_exposed#?}; see the ✗ above" >&2
     exit 1
 fi
 for forbidden in DynamicUser=yes PrivateIPC=yes; do

@@ -18,6 +18,17 @@ class GatewayAccounts : public GatewayBed {
         return "Authorization: Bearer " + token.substr(0, token.find('\n'));
     }
 
+    /// What a browser sends once it was given this session.
+    struct Browser {
+        std::string cookie;
+        std::string csrf;
+    };
+    static Browser browserOf(const bed::HttpAnswer& session) {
+        const std::string set = session.headers.at("set-cookie");
+        return {"Cookie: " + set.substr(0, set.find(';')),
+                "X-CSRF-Token: " + member(session, "csrf_token")};
+    }
+
     static bed::HttpAnswer logIn(const std::string& user, const std::string& password) {
         return ask("POST", kApi + "/session",
                    R"({"user":")" + user + R"(","password":")" + password + "\"}");
@@ -40,6 +51,17 @@ TEST_F(GatewayAccounts, are_made_listed_and_removed_from_a_terminal) {
     EXPECT_EQ(run({"user", "add", "eva", "--role", "chief", "--password-stdin"}, "x\n"), 2);
 }
 
+TEST_F(GatewayAccounts, are_kept_from_the_group_of_front_ends) {
+    addUser("anna", "admin");
+    start();
+    for (const char* const file : {"", "-wal", "-shm"}) {
+        const auto path = folder + "/data/gateway.sqlite" + file;
+        EXPECT_EQ(std::filesystem::status(path).permissions(),
+                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
+            << path;
+    }
+}
+
 TEST_F(GatewayAccounts, log_in_with_a_cookie_and_change_things_with_its_token_only) {
     addUser("anna", "admin");
     start();
@@ -53,8 +75,7 @@ TEST_F(GatewayAccounts, log_in_with_a_cookie_and_change_things_with_its_token_on
     for (const char* const attribute : {"; HttpOnly", "; SameSite=Strict"}) {
         EXPECT_NE(set.find(attribute), std::string::npos) << set;
     }
-    const std::string cookie = "Cookie: " + set.substr(0, set.find(';'));
-    const std::string csrf = "X-CSRF-Token: " + member(session, "csrf_token");
+    const auto [cookie, csrf] = browserOf(session);
     EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).body, session.body);
     EXPECT_EQ(ask("PUT", kApi + "/rooms/a", "{}", {cookie}).status, 403);
     EXPECT_EQ(ask("PUT", kApi + "/rooms/a", "{}", {cookie, csrf}).status, 201);
@@ -68,6 +89,53 @@ TEST_F(GatewayAccounts, log_in_with_a_cookie_and_change_things_with_its_token_on
     EXPECT_EQ(ask("DELETE", kApi + "/session", "", {cookie, csrf}).status, 204);
     EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).status, 401);
     EXPECT_EQ(logIn("anna", "b").status, 200);
+}
+
+TEST_F(GatewayAccounts, log_in_with_a_token_for_as_long_as_it_stands) {
+    addUser("anna", "admin");
+    const std::string authorization = addToken("wall", "operator");
+    const std::string token = authorization.substr(authorization.rfind(' ') + 1);
+    start();
+    const auto logInBy = [](const std::string& text) {
+        return ask("POST", kApi + "/session", R"({"token":")" + text + "\"}");
+    };
+    EXPECT_EQ(logInBy("avoip_0").status, 401);
+    EXPECT_EQ(ask("POST", kApi + "/session", R"({"token":"t","user":"anna"})").status, 422);
+    const bed::HttpAnswer session = logInBy(token);
+    ASSERT_EQ(session.status, 200) << session.body;
+    EXPECT_TRUE(session.body.starts_with(R"({"user":"wall","role":"operator","csrf_token":")"));
+    const auto [cookie, csrf] = browserOf(session);
+    EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).body, session.body);
+    EXPECT_EQ(ask("PUT", kApi + "/locks/rx1", "{}", {cookie}).status, 403);
+    EXPECT_EQ(ask("PUT", kApi + "/locks/rx1", "{}", {cookie, csrf}).status, 404);
+    EXPECT_EQ(
+        ask("PUT", kApi + "/session/password", R"({"old":"a","new":"b"})", {cookie, csrf}).status,
+        403);
+    EXPECT_EQ(run({"token", "remove", "wall"}), 0);
+    EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).status, 401);
+}
+
+TEST_F(GatewayAccounts, of_tokens_may_be_limited_to_rooms_that_there_are) {
+    start();
+    ASSERT_EQ(ask("PUT", kApi + "/rooms/hall", "{}").status, 201);
+    const std::string tokens = kApi + "/tokens";
+    const auto statusOf = [&tokens](const std::string& rest) {
+        return ask("POST", tokens, R"({"name":"t","role":)" + rest + "}").status;
+    };
+    EXPECT_EQ(statusOf(R"("operator","rooms":["cellar"])"), 422);
+    EXPECT_EQ(statusOf(R"("operator","rooms":[])"), 422);
+    EXPECT_EQ(statusOf(R"("admin","rooms":["hall"])"), 422);
+    EXPECT_EQ(statusOf(R"("operator","rooms":["hall"])"), 201);
+    std::string output;
+    std::string errors;
+    EXPECT_EQ(run({"token", "add", "u", "--role", "viewer", "--room", "hall"}), 0);
+    EXPECT_EQ(run({"token", "list"}, "", &output), 0);
+    EXPECT_EQ(output, "t\toperator\thall\nu\tviewer\thall\n");
+    EXPECT_EQ(
+        run({"token", "add", "v", "--role", "viewer", "--room", "attic"}, "", nullptr, &errors), 1);
+    EXPECT_EQ(errors, "avoipgw: --room must be names of rooms, and there is no room \"attic\"\n");
+    EXPECT_NE(ask("GET", tokens).body.find(R"({"name":"t","role":"operator","rooms":["hall"]})"),
+              std::string::npos);
 }
 
 TEST_F(GatewayAccounts, wait_after_five_wrong_passwords) {

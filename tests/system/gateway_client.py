@@ -98,9 +98,12 @@ class Client:
 
 def drive(client):
     for name in ("live", "metrics", "system", "devices", "routes", "presets", "locks", "rooms",
-                 "users", "tokens", "walls", "images", "jobs", "log", "description"):
+                 "users", "tokens", "walls", "images", "jobs", "log", "description", "ranges"):
         assert getattr(client, name)()[0] == 200, name
     assert client.ready()[0] == 503
+    fps = next(each for each in client.ranges()[1]["parameters"]["encoder"]
+               if each["name"] == "fps")
+    assert (fps["kind"], fps["minimum"]) == ("number", 1), fps
     assert client.devices(type="decoder", online="true")[0] == 200
     assert client.device("rx/1")[0] == 404
     assert client.putPreset("Evening", body={"routes": {"video": {"rx1": None}}})[0] == 201
@@ -109,13 +112,21 @@ def drive(client):
     assert client.removePreset("Evening") == (204, None)
     assert client.putRoom("Hall", body={"decoders": ["rx1"], "encoders": []})[0] == 201
     assert client.room("Hall")[1]["decoders"] == ["rx1"]
-    assert client.removeRoom("Hall")[0] == 204
     status, made = client.addToken(body={"name": "t", "role": "admin"})
     assert status == 201
     status, user = client.addUser(body={"name": "u", "role": "admin", "password": "secret"},
                                   token=made["token"])
     assert (status, user) == (201, {"name": "u", "role": "admin"})
     assert client.users()[0] == 401
+    status, room = client.addToken(body={"name": "r", "role": "operator", "rooms": ["Hall"]},
+                                   token=made["token"])
+    assert (status, room["rooms"]) == (201, ["Hall"])
+    assert client.session(token=room["token"])[1]["rooms"] == ["Hall"]
+    assert client.removeRoom("Hall", token=made["token"])[0] == 204
+    assert client.rooms(token=room["token"])[1]["rooms"] == []
+    assert client.logIn(body={"token": room["token"]})[1]["user"] == "r"
+    assert client.removeToken("r", token=made["token"])[0] == 204
+    assert client.log(q="room-removal", token=made["token"])[1]["entries"][0]["target"] == "Hall"
     assert client.changeUser("u", body={"password": "other"}, token=made["token"])[0] == 200
     assert client.logIn(body={"user": "u", "password": "other"})[0] == 200
     assert client.session(token=made["token"])[1]["user"] == "t"

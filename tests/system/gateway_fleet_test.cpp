@@ -44,6 +44,82 @@ TEST_F(GatewayFleet, sets_a_route_that_the_decoder_confirms_and_recalls_what_was
     EXPECT_EQ(ask("PUT", kApi + "/routes/video/a%21b", R"({"encoder":"TX-0001"})").status, 422);
 }
 
+/// A token for the room "hall", which has the first of each, of two encoders and two decoders.
+class GatewayRoom : public GatewayFleet {
+  protected:
+    GatewayRoom() {
+        const std::string room = R"({"decoders":["RX-0001"],"encoders":["TX-0001"]})";
+        EXPECT_EQ(ask("PUT", kApi + "/rooms/hall", room).status, 201);
+        EXPECT_EQ(ask("PUT", kApi + "/rooms/attic", "{}").status, 201);
+        std::string made;
+        EXPECT_EQ(run({"token", "add", "t", "--role", "operator", "--room", "hall"}, "", &made), 0);
+        token = "Authorization: Bearer " + made.substr(0, made.find('\n'));
+    }
+
+    [[nodiscard]] bed::HttpAnswer limited(const std::string& method, const std::string& path,
+                                          const std::string& body = {}) const {
+        return ask(method, kApi + path, body, {token});
+    }
+
+    std::string token;
+};
+
+TEST_F(GatewayRoom, is_all_that_its_token_sees) {
+    ask("PUT", kApi + "/locks/RX-0002", "{}");
+    for (const char* const path :
+         {"/devices", "/devices?online=true", "/routes", "/rooms", "/locks"}) {
+        const bed::HttpAnswer seen = limited("GET", path);
+        EXPECT_EQ(seen.status, 200) << path;
+        for (const char* const other : {"-0002", "attic"}) {
+            EXPECT_EQ(seen.body.find(other), std::string::npos) << path << seen.body;
+        }
+    }
+    EXPECT_NE(limited("GET", "/devices").body.find("RX-0001"), std::string::npos);
+    EXPECT_EQ(limited("GET", "/rooms/hall").status, 200);
+    EXPECT_EQ(limited("GET", "/system").status, 200);
+    EXPECT_NE(limited("GET", "/session").body.find(R"("rooms":["hall"])"), std::string::npos);
+    for (const char* const path :
+         {"/rooms/attic", "/devices/RX-0002", "/devices/RX-0001/parameters", "/presets", "/walls",
+          "/firmware", "/jobs", "/log", "/users"}) {
+        EXPECT_EQ(limited("GET", path).status, 403) << path;
+    }
+}
+
+TEST_F(GatewayRoom, is_where_its_token_routes) {
+    const std::string own = R"({"encoder":"TX-0001"})";
+    const std::string foreign = R"({"encoder":"TX-0002"})";
+    EXPECT_EQ(limited("PUT", "/routes/video/RX-0001", own).status, 200);
+    EXPECT_EQ(limited("PUT", "/routes/video/RX-0001", foreign).status, 403);
+    EXPECT_EQ(limited("PUT", "/routes/video/RX-0002", own).status, 403);
+    EXPECT_EQ(limited("DELETE", "/routes/video/RX-0002").status, 403);
+    EXPECT_EQ(limited("DELETE", "/routes/video/RX-0001").status, 200);
+    EXPECT_EQ(limited("POST", "/routes", R"({"video":{"RX-0001":"TX-0001"}})").status, 200);
+    EXPECT_EQ(
+        limited("POST", "/routes", R"({"video":{"RX-0001":"TX-0001","RX-0002":null}})").status,
+        403);
+    EXPECT_EQ(limited("POST", "/routes", R"({"video":{"all":"TX-0001"}})").status, 403);
+    EXPECT_EQ(limited("POST", "/devices/RX-0001/identify").status, 202);
+    EXPECT_EQ(limited("POST", "/devices/RX-0002/identify").status, 403);
+    EXPECT_EQ(limited("PUT", "/locks/RX-0001", "{}").status, 403);
+}
+
+TEST_F(GatewayRoom, is_what_its_token_is_told_of) {
+    bed::Http stream(kGatewayPort);
+    stream.send("GET /api/v1/events HTTP/1.1\r\nHost: localhost\r\n" + token + "\r\n\r\n");
+    stream.await(":\n\n");
+    EXPECT_EQ(ask("PUT", kApi + "/rooms/attic", R"({"decoders":["RX-0002"]})").status, 200);
+    const std::string wish = R"({"encoder":"TX-0001"})";
+    EXPECT_EQ(ask("PUT", kApi + "/routes/video/RX-0002", wish).status, 200);
+    EXPECT_EQ(ask("PUT", kApi + "/routes/video/RX-0001", wish).status, 200);
+    const std::string told = stream.await("event: route\ndata: {\"kind\":\"video\"");
+    for (const char* const other : {"attic", "RX-0002", "event: log"}) {
+        EXPECT_EQ(told.find(other), std::string::npos) << told;
+    }
+    EXPECT_EQ(ask("DELETE", kApi + "/rooms/hall").status, 204);
+    stream.await("event: room\ndata: {\"name\":\"hall\",\"deleted\":true}");
+    EXPECT_EQ(limited("GET", "/devices").body.find("RX-0001"), std::string::npos);
+}
+
 TEST_F(GatewayFleet, keeps_a_lock_for_its_owner) {
     std::string token;
     ASSERT_EQ(run({"token", "add", "otto", "--role", "operator"}, "", &token), 0);

@@ -153,6 +153,29 @@ TEST_F(GatewayHttp, makes_changes_and_deletes_presets) {
     EXPECT_EQ(ask("DELETE", path).status, 404);
 }
 
+TEST_F(GatewayHttp, finds_entries_of_the_log_by_a_text_in_them) {
+    start();
+    for (const char* const name : {"Hall", "attic", "10%25", "hall_2"}) {
+        ASSERT_EQ(ask("PUT", "/api/v1/rooms/" + std::string(name), "{}").status, 201);
+    }
+    const auto found = [](const std::string& query) {
+        const avoip::Json tree = avoip::Json_parse(ask("GET", "/api/v1/log?q=" + query).body);
+        std::string targets;
+        for (const cJSON* const entry :
+             avoip::Json_items(avoip::Json_find(tree.get(), "entries"))) {
+            targets += avoip::Json_text(entry, "target").value_or("-") + " ";
+        }
+        return targets;
+    };
+    EXPECT_EQ(found("hall"), "hall_2 Hall ");
+    EXPECT_EQ(found("hall&limit=1"), "hall_2 ");
+    EXPECT_EQ(found("%25"), "10% ");
+    EXPECT_EQ(found("_"), "hall_2 ");
+    EXPECT_EQ(found("127.0.0.1&limit=2"), "hall_2 10% ");
+    EXPECT_EQ(found("nowhere"), "");
+    EXPECT_EQ(ask("GET", "/api/v1/log?q=" + std::string(201, 'a')).status, 422);
+}
+
 TEST_F(GatewayHttp, keeps_what_it_acknowledged_over_a_kill_at_any_moment) {
     const char* const times = std::getenv("AVOIP_TEST_TIMES");
     const int rounds =

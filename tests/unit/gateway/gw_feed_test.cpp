@@ -82,6 +82,19 @@ TEST(Feed, gives_pieces_that_fit) {
     EXPECT_EQ(whole, event(1) + event(2));
 }
 
+TEST(Feed, gives_a_client_what_it_gets_and_nothing_else) {
+    const FeedHandle feed = Feed_open("e");
+    const FollowerHandle follower =
+        Feed_follow(*feed, {}, -1, [](std::string_view event, std::string_view key) {
+            return event == "device" && key == "a";
+        });
+    Feed_add(*feed, 1, "device", "{}", "b");
+    EXPECT_EQ(text(*follower, Fetched::kNothingYet), "");
+    Feed_add(*feed, 2, "device", "{}", "a");
+    Feed_add(*feed, 3, "log", "{}", "a");
+    EXPECT_EQ(text(*follower), event(2));
+}
+
 TEST(Feed, drops_who_leaves_a_mebibyte_of_new_events_and_shuts_its_socket) {
     const FeedHandle feed = Feed_open("e");
     std::array<int, 2> ends{};

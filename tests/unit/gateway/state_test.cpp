@@ -224,12 +224,12 @@ TEST_F(States, stays_within_its_bound_of_devices) {
 TEST_F(States, tells_of_what_people_keep) {
     State_put(state, Preset{"evening", "", {}, now});
     State_put(state, Lock{"RX-1", "local", "", now});
+    State_put(state, Room{"hall", {}, {}});
     State_put(state, Wall{.name = "front"});
     State_put(state, Job{.id = "1", .image = "i"});
     State_logged(state, "7", "{}");
-    // Rooms count, and are told to nobody.
-    State_put(state, Room{"hall", {}, {}});
-    EXPECT_EQ(takeTold(), (Texts{"preset evening", "lock RX-1", "wall front", "job 1", "log 7"}));
+    EXPECT_EQ(takeTold(),
+              (Texts{"preset evening", "lock RX-1", "room hall", "wall front", "job 1", "log 7"}));
     EXPECT_EQ(state.revision, 6U);
     lastRevision = state.revision;
     EXPECT_TRUE(State_removePreset(state, "evening"));
@@ -242,7 +242,8 @@ TEST_F(States, tells_of_what_people_keep) {
     EXPECT_TRUE(State_removeRoom(state, "hall"));
     EXPECT_FALSE(State_removeRoom(state, "hall"));
     EXPECT_FALSE(State_removeWall(state, "front"));
-    EXPECT_EQ(takeTold(), (Texts{"preset evening", "lock RX-1", "wall front", "job 1"}));
+    EXPECT_EQ(takeTold(),
+              (Texts{"preset evening", "lock RX-1", "wall front", "job 1", "room hall"}));
     EXPECT_EQ(state.revision, 11U);
 }
 

@@ -1,0 +1,4 @@
+export function generate(text: string): {
+    readonly size: number;
+    get(x: number, y: number): boolean;
+};

@@ -1,0 +1,77 @@
+// Measures the grid of a large fleet, and prints the rows of a table. scripts/measure panel runs it.
+import assert from "node:assert/strict";
+import { avoipctl, ask, openPanel, panelTest, setUp, until } from "./bed.mjs";
+
+const SIZE = 256;
+const SCROLL_MS = 4000;
+
+setUp();
+
+const print = (what, value, goal = "") => console.log(`| ${what} | ${value} | ${goal} |`);
+const rounded = (value) => Math.round(value * 10) / 10;
+
+/** Scrolls the grid to and fro for a while; gives how long each frame took. */
+function scroll(page, down, right) {
+    return page.evaluate(async (duration_ms, vertical, horizontal) => {
+        const grid = document.querySelector(".grid");
+        const times = [];
+        const began = performance.now();
+        for (let last = began; last - began < duration_ms;) {
+            const now = await new Promise(requestAnimationFrame);
+            times.push(now - last);
+            last = now;
+            const phase = (now - began) / duration_ms * 4 % 2;
+            const way = phase < 1 ? phase : 2 - phase;
+            grid.scrollTop = vertical * way * (grid.scrollHeight - grid.clientHeight);
+            grid.scrollLeft = horizontal * way * (grid.scrollWidth - grid.clientWidth);
+        }
+        return times.slice(1).sort((a, b) => a - b);
+    }, SCROLL_MS, down, right);
+}
+
+function report(what, times) {
+    const mean_ms = times.reduce((sum, time) => sum + time, 0) / times.length;
+    const late = times.filter((time) => time > 1000 / 60 * 1.5).length;
+    print(`${what}: frames a second`, rounded(1000 / mean_ms), "60");
+    print(`${what}: frames that came late, of ${times.length}`, late);
+    print(`${what}: longest frame but one in a hundred`,
+        `${rounded(times[Math.floor(times.length * 0.99) - 1])} ms`);
+}
+
+panelTest("measure", async () => {
+    await until("the whole fleet is known", async () => {
+        const { devices } = await ask("GET", "system");
+        return devices.encoders === SIZE && devices.decoders === SIZE;
+    });
+    const routed = Array.from({ length: SIZE }, (_, at) => String(at + 1).padStart(4, "0"))
+        .map((number) => [`RX-${number}`, `TX-${number}`]);
+    await ask("POST", "routes", { video: Object.fromEntries(routed) });
+    const began = Date.now();
+    const page = await openPanel("/grid", { width: 1920, height: 1080 });
+    await page.waitForSelector(`.row[data-decoder="RX-0256"]`);
+    print("From nothing to the grid of 256 x 256", `${Date.now() - began} ms`);
+    print("Elements of the page", await page.evaluate(() => document.querySelectorAll("*").length));
+    await page.waitForFunction(() => document.querySelectorAll(".mark.so").length === 256);
+    report("Scrolled down and up", await scroll(page, 1, 0));
+    report("Scrolled across", await scroll(page, 0, 1));
+    report("Scrolled both ways", await scroll(page, 1, 1));
+    await page.setViewport({ width: 3840, height: 2160 });
+    report("Scrolled both ways at 3840 x 2160", await scroll(page, 1, 1));
+    await page.setViewport({ width: 1920, height: 1080 });
+
+    const waits = [];
+    for (let round = 0; round < 20; ++round) {
+        const encoder = `TX-${String(round + 101).padStart(4, "0")}`;
+        const clicked = page.waitForFunction((text) => document.querySelector(
+            `.row[data-decoder="RX-0001"] .source`).textContent.includes(text),
+        { polling: "mutation" }, encoder);
+        const start = Date.now();
+        await ask("PUT", "routes/video/RX-0001", { encoder });
+        await clicked;
+        waits.push(Date.now() - start);
+    }
+    waits.sort((a, b) => a - b);
+    print("A route asked for elsewhere, until the grid shows it, p50", `${waits[9]} ms`);
+    print("The same, longest of 20", `${waits[19]} ms`, "1 s after the gateway knows");
+    assert((await avoipctl("--version")).length > 0);
+});
