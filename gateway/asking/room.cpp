@@ -2,6 +2,7 @@
 
 #include <future>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "gateway/asking/confirming.hpp"

@@ -4,11 +4,11 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <stop_token>
 
 #include "gateway/asking/asking.hpp"
 #include "gateway/asking/reads.hpp"
+#include "gateway/base/timed_mutex.hpp"
 
 namespace avoip::gw {
 
@@ -48,7 +48,7 @@ class AskingRoom {
     AskedWatch watch_;
     std::stop_source stop_;
     Desk desk_;
-    std::timed_mutex sending_;
+    TimedMutex sending_;
     std::atomic<int> senders_ = 0;
     Line sendLine_;
     Reads reads_;

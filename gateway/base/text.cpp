@@ -80,10 +80,11 @@ std::string Text_nameProblem(std::string_view name) {
         if (size == 0) {
             return "must be UTF-8";
         }
-        if (left[0] == '/') {
+        // cppcheck-suppress containerOutOfBounds ; there is no round of the loop without one
+        const auto first = static_cast<std::uint8_t>(left.front());
+        if (first == '/') {
             return "must not hold \"/\"";
         }
-        const auto first = static_cast<std::uint8_t>(left[0]);
         if (first < 0x20 || first == 0x7F || isLateControl(left.substr(0, size))) {
             return "must not hold control characters";
         }

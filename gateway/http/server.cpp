@@ -281,6 +281,7 @@ ServerHandle Server_open(Gateway& gateway) {
                         !config.http.tlsCertificate.empty()};
         Listener& listener = server->listeners.emplace_back(Listener{*server, ends});
         try {
+            // cppcheck-suppress danglingTempReference ; the list has a copy of its own
             start(listener, where, config);
         } catch (const SocketError& error) {
             throw ServerError{error.text};

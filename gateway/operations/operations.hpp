@@ -14,6 +14,7 @@
 #include <string>
 
 #include "gateway/asking/asking.hpp"
+#include "gateway/base/timed_mutex.hpp"
 #include "gateway/operations/outcome.hpp"
 #include "gateway/state/share.hpp"
 #include "gateway/state/time.hpp"
@@ -40,8 +41,8 @@ struct Operations {
     const Asking& asking;
     const Keeping& keeping;
     Clock clock;
-    std::timed_mutex changing = {};  ///< settings that are read first and sent back then
-    std::mutex wallsChanging = {};   ///< no decoder may get into two walls
+    TimedMutex changing = {};       ///< settings that are read first and sent back then
+    std::mutex wallsChanging = {};  ///< no decoder may get into two walls
 };
 
 /// How long a change waits for its turn.

@@ -33,21 +33,34 @@ export async function avoipctl(...words) {
     return (await run("avoipctl", words)).stdout;
 }
 
-/** Sends a signal to a program of this lab, which has process numbers of its own. */
-export function inLab(signal, program) {
-    const read = (number, file) => readFileSync(`/proc/${number}/${file}`, "utf8");
+const ofProcess = (number, file) => readFileSync(`/proc/${number}/${file}`, "utf8");
+
+/** The processes of a program in this lab, by the numbers that they have outside. */
+function processesOf(program) {
     const isMeant = (number) => {
         try {
-            return read(number, "comm") === program + "\n"
+            return ofProcess(number, "comm") === program + "\n"
                 && readlinkSync(`/proc/${number}/ns/pid`) === readlinkSync("/proc/self/ns/pid");
         } catch {
             return false;
         }
     };
-    const found = readdirSync("/proc").filter((number) => /^\d/.test(number) && isMeant(number));
+    return readdirSync("/proc").filter((number) => /^\d/.test(number) && isMeant(number));
+}
+
+/** Sends a signal to a program of this lab, which has process numbers of its own. */
+export function inLab(signal, program) {
+    const found = processesOf(program);
     assert.equal(found.length, 1, `${program}: ${found.length} of them`);
-    const [, number] = read(found[0], "status").match(/^NSpid:.*\t(\d+)$/m);
+    const [, number] = ofProcess(found[0], "status").match(/^NSpid:.*\t(\d+)$/m);
     process.kill(Number(number), `SIG${signal}`);
+}
+
+/** How much processor time all processes of a program have taken in this lab. */
+export function processorTime_ms(program) {
+    const TICK_MS = 10;
+    return processesOf(program).map((number) => ofProcess(number, "stat").split(") ")[1].split(" "))
+        .reduce((sum, fields) => sum + (Number(fields[11]) + Number(fields[12])) * TICK_MS, 0);
 }
 
 /** Presses keys, one after the other; "Control+End" holds the first meanwhile. */

@@ -1,6 +1,6 @@
 // Measures the grid of a large fleet, and prints the rows of a table. scripts/measure panel runs it.
-import assert from "node:assert/strict";
-import { avoipctl, ask, openPanel, panelTest, setUp, until } from "./bed.mjs";
+import { loadavg } from "node:os";
+import { ask, openPanel, panelTest, processorTime_ms, setUp, until } from "./bed.mjs";
 
 const SIZE = 256;
 const SCROLL_MS = 4000;
@@ -29,16 +29,22 @@ function scroll(page, down, right) {
     }, SCROLL_MS, down, right);
 }
 
-function report(what, times) {
+async function report(what, page, down, right) {
+    const before_ms = processorTime_ms("chromium");
+    const times = await scroll(page, down, right);
+    const spent_ms = processorTime_ms("chromium") - before_ms;
     const mean_ms = times.reduce((sum, time) => sum + time, 0) / times.length;
     const late = times.filter((time) => time > 1000 / 60 * 1.5).length;
     print(`${what}: frames a second`, rounded(1000 / mean_ms), "60");
     print(`${what}: frames that came late, of ${times.length}`, late);
     print(`${what}: longest frame but one in a hundred`,
         `${rounded(times[Math.floor(times.length * 0.99) - 1])} ms`);
+    print(`${what}: processor time for a frame, all of the browser`,
+        `${rounded(spent_ms / times.length)} ms`, "at most 33.3 ms, of two cores");
 }
 
 panelTest("measure", async () => {
+    print("Load of the machine before, in processes that want to run", rounded(loadavg()[0]), "0");
     await until("the whole fleet is known", async () => {
         const { devices } = await ask("GET", "system");
         return devices.encoders === SIZE && devices.decoders === SIZE;
@@ -52,11 +58,11 @@ panelTest("measure", async () => {
     print("From nothing to the grid of 256 x 256", `${Date.now() - began} ms`);
     print("Elements of the page", await page.evaluate(() => document.querySelectorAll("*").length));
     await page.waitForFunction(() => document.querySelectorAll(".mark.so").length === 256);
-    report("Scrolled down and up", await scroll(page, 1, 0));
-    report("Scrolled across", await scroll(page, 0, 1));
-    report("Scrolled both ways", await scroll(page, 1, 1));
+    await report("Scrolled down and up", page, 1, 0);
+    await report("Scrolled across", page, 0, 1);
+    await report("Scrolled both ways", page, 1, 1);
     await page.setViewport({ width: 3840, height: 2160 });
-    report("Scrolled both ways at 3840 x 2160", await scroll(page, 1, 1));
+    await report("Scrolled both ways at 3840 x 2160", page, 1, 1);
     await page.setViewport({ width: 1920, height: 1080 });
 
     const waits = [];
@@ -73,5 +79,4 @@ panelTest("measure", async () => {
     waits.sort((a, b) => a - b);
     print("A route asked for elsewhere, until the grid shows it, p50", `${waits[9]} ms`);
     print("The same, longest of 20", `${waits[19]} ms`, "1 s after the gateway knows");
-    assert((await avoipctl("--version")).length > 0);
 });

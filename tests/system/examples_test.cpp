@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -84,10 +85,10 @@ TEST_P(Example, waits_for_its_turn) {
 }
 
 TEST_P(Example, does_not_take_the_answer_to_what_somebody_has_given_up) {
-    bed::StandIn* standIn = nullptr;
+    std::atomic<bed::StandIn*> standIn = nullptr;
     bed::StandIn daemon([&](const std::string& line) {
         if (line.starts_with("matrix set")) {
-            standIn->post(success("matrix get"));
+            standIn.load()->post(success("matrix get"));
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
         return smallNetwork(line);

@@ -103,12 +103,15 @@ TEST_F(GatewayHttp, says_which_methods_a_path_has) {
 
 TEST_F(GatewayHttp, answers_head_as_get_without_the_body_and_keeps_the_connection) {
     start();
+    // Without a revision: the daemon is found to be absent at any moment.
+    const std::string path = kApi + "/presets/a";
+    ask("PUT", path, kPreset);
     bed::Http http(kGatewayPort);
-    const bed::HttpAnswer get = http.ask("GET", kApi + "/presets");
-    const bed::HttpAnswer head = http.ask("HEAD", kApi + "/presets");
+    const bed::HttpAnswer get = http.ask("GET", path);
+    const bed::HttpAnswer head = http.ask("HEAD", path);
     EXPECT_EQ(head.status, 200);
     EXPECT_EQ(head.headers.at("content-length"), get.headers.at("content-length"));
-    EXPECT_EQ(http.ask("GET", kApi + "/presets").body, get.body);
+    EXPECT_EQ(http.ask("GET", path).body, get.body);
 }
 
 TEST_F(GatewayHttp, answers_a_large_body_that_is_only_announced) {

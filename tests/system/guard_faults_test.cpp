@@ -1,5 +1,6 @@
 // Every fault that makes the daemon useless, made for real under avoipguard, and the time until it
 // works again. With AVOIP_FAULT_TIMES=FILE the times are added to the file, a table's row each.
+#include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -12,6 +13,8 @@
 #include "bed/image_file.hpp"
 #include "bed/ip_tool.hpp"
 #include "bed/occupant.hpp"
+#include "lib/frontend/avoip_frontend.h"
+#include "lib/frontend/sockets.hpp"
 #include "system/guard_bed.hpp"
 
 namespace {
@@ -203,20 +206,24 @@ TEST_F(GuardFaults, another_mac_address_has_the_daemon_replaced) {
 }
 
 TEST_F(GuardFaults, a_daemon_that_could_not_read_its_identity_is_replaced) {
-    // The interface goes under the daemon's hands, and comes back.
+    // The interface goes under the daemon's hands, and comes back before the guard looks again.
     const std::string once = folder + "/once";
-    guard = std::make_unique<bed::Daemon>(options(
-        script("if [ ! -e " + once +
-               " ]; then\n"
-               "  : > " +
-               once +
-               "\n"
-               "  ip link set eth0.2 down && ip link set eth0.2 name away\n"
-               "  (until grep -q :1AE8 /proc/net/tcp; do :; done; ip link set away name eth0.2\n"
-               "   ip link set eth0.2 up; ip route add 224.0.0.0/4 dev eth0.2) &\n"
-               "fi\n"
-               "exec $avoipd")));
-    note("the daemon started without an identity", timeOf([&] { awaitRestart(0); }));
+    guard = std::make_unique<bed::Daemon>(
+        options(script("if [ ! -e " + once + " ]; then\n  : > " + once +
+                       "\n"
+                       "  kill -STOP $PPID\n"
+                       "  ip link set eth0.2 down && ip link set eth0.2 name away\n"
+                       "fi\n"
+                       "exec $avoipd")));
+    bed::awaitCondition("the daemon's console",
+                        [] { return avoip::Sockets_listener(AVOIP_CONSOLE_PORT) != 0; });
+    bed::ip("link set away name eth0.2");
+    bed::ip("link set eth0.2 up");
+    bed::ip("route add 224.0.0.0/4 dev eth0.2");
+    note("the daemon started without an identity", timeOf([&] {
+             ::kill(guard->pid(), SIGCONT);
+             awaitRestart(0);
+         }));
     awaitLine(
         "avoipguard: useless: avoipd has no identity: it could not read the MAC address of "
         "eth0.2.");

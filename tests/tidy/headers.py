@@ -81,7 +81,9 @@ def _command_for(path, language, commands, reached):
     position = 1
     while position < len(arguments):
         argument = arguments[position]
-        if argument in ("-o", "-c"):
+        # Alone is without the headers that the tests have compiled before.
+        precompiled = argument == "-include" and arguments[position + 1].endswith("cmake_pch.hxx")
+        if argument in ("-o", "-c") or precompiled:
             position += 1
         elif argument in ("-isystem", "-include"):
             kept += arguments[position:position + 2]
