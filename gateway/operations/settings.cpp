@@ -1,7 +1,6 @@
 #include "gateway/operations/settings.hpp"
 
 #include <algorithm>
-#include <ranges>
 #include <vector>
 
 #include "gateway/operations/body.hpp"
@@ -152,8 +151,8 @@ void addRange(cJSON* ranges, std::string_view name, const Argument& argument) {
             break;
         case ArgumentKind::kChoice: {
             cJSON* const choices = Json_addArray(range, "choices");
-            for (const auto choice : std::views::split(argument.choices, ' ')) {
-                Json_appendText(choices, std::string_view(choice.begin(), choice.end()));
+            for (const std::string_view choice : Arguments_choices(argument)) {
+                Json_appendText(choices, choice);
             }
             break;
         }

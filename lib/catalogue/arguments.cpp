@@ -57,15 +57,15 @@ std::string identityProblem(std::string_view value, std::string problem) {
     return problem;
 }
 
-std::string choiceProblem(std::string_view choices, std::string_view value) {
-    std::string text = "must be ";
-    for (std::string_view left = choices; !left.empty();) {
-        const std::string_view choice = left.substr(0, left.find(' '));
+std::string choiceProblem(const Argument& argument, std::string_view value) {
+    std::string text;
+    const char* before = "must be ";
+    for (const std::string_view choice : Arguments_choices(argument)) {
         if (value == choice) {
             return {};
         }
-        left.remove_prefix(std::min(choice.size() + 1, left.size()));
-        text.append(choice).append(left.empty() ? "" : " or ");
+        text.append(before).append(choice);
+        before = " or ";
     }
     return text;
 }
@@ -114,7 +114,7 @@ std::string kindProblem(const Argument& argument, std::string_view value) {
         case ArgumentKind::kWord:
             return wordProblem(value);
         case ArgumentKind::kChoice:
-            return choiceProblem(argument.choices, value);
+            return choiceProblem(argument, value);
         case ArgumentKind::kNumber:
             return numberProblem(argument, value);
         case ArgumentKind::kAddress:
@@ -128,6 +128,15 @@ std::string kindProblem(const Argument& argument, std::string_view value) {
 }
 
 }  // namespace
+
+std::vector<std::string_view> Arguments_choices(const Argument& argument) {
+    std::vector<std::string_view> choices;
+    for (std::string_view left = argument.choices; !left.empty();) {
+        choices.push_back(left.substr(0, left.find(' ')));
+        left.remove_prefix(std::min(choices.back().size() + 1, left.size()));
+    }
+    return choices;
+}
 
 std::string Arguments_problem(const Argument& argument, std::string_view value) {
     const std::string problem = lineProblem(value);

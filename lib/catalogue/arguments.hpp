@@ -15,6 +15,9 @@ namespace avoip {
 /// The bytes that the console has room for in one word, an identity or an alias.
 inline constexpr std::size_t kWordMax = 31;
 
+/// The words of a choice.
+std::vector<std::string_view> Arguments_choices(const Argument& argument);
+
 /// Says what is wrong with `value` as this argument, or nothing when it is fine. The text is a
 /// sentence without its subject, as in "must be a number from 1 to 30".
 std::string Arguments_problem(const Argument& argument, std::string_view value);

@@ -1,5 +1,7 @@
 // Makes the pictures of docs/panel.md, of a small fleet with names. scripts/pictures runs it.
-import { addUser, ask, inLab, openPanel, panelTest, picture, press, setUp, until,
+import { execFileSync } from "node:child_process";
+import { join } from "node:path";
+import { addUser, address, ask, inLab, labFolder, openPanel, panelTest, picture, press, setUp, until,
     untilShown } from "./bed.mjs";
 
 const FOLDER = new URL("../../docs/panel/", import.meta.url).pathname;
@@ -14,6 +16,13 @@ const id = (kind, at) => `${kind}-${String(at + 1).padStart(4, "0")}`;
 setUp();
 
 const shoot = (page, name) => picture(page, name, FOLDER);
+
+/** Makes a firmware image for encoders; gives its path. */
+function makeImage() {
+    const file = join(labFolder, "image.bin");
+    execFileSync("avoipsim", ["--make-image", file, "--image-version", "1.2.0"]);
+    return file;
+}
 
 /** Names the devices and makes rooms, routes and presets. */
 async function furnish() {
@@ -85,6 +94,53 @@ panelTest("the devices, and one of them", async () => {
     await untilShown(page, "50 57 52 20");
     await page.evaluate(() => document.activeElement.blur());
     await shoot(page, "device");
+});
+
+panelTest("rooms, and one of them on a phone", async () => {
+    const page = await openPanel("/rooms", { width: 1280, height: 560 });
+    await untilShown(page, "Auditorium");
+    await shoot(page, "rooms");
+    await page.click("::-p-xpath(//button[contains(., 'Link and code')])");
+    await page.click("dialog button.primary");
+    await page.waitForSelector("svg.code");
+    await page.evaluate(() => document.activeElement.blur());
+    await shoot(page, "room-link");
+    const phone = await openPanel("/room/Auditorium", { width: 390, height: 820, touch: true });
+    await phone.tap("::-p-xpath(//button[contains(., 'Projector left')])");
+    await phone.waitForSelector(".source[aria-pressed=true]");
+    await shoot(phone, "room");
+});
+
+panelTest("a wall while it is put together", async () => {
+    await ask("PUT", "walls/Foyer", {
+        encoder: "TX-0006", columns: 2, rows: 2, width: 3840, height: 2160,
+        bezel: { horizontal: 60, vertical: 60 },
+        tiles: [6, 7, 8].map((at) =>
+            ({ decoder: id("RX", at), column: at % 2, row: Math.floor(at / 2) - 3 })),
+    });
+    const page = await openPanel("/walls/Foyer", { width: 1280, height: 700 });
+    await page.waitForSelector(".cell.taken");
+    await shoot(page, "wall");
+});
+
+panelTest("an image on its way, the log, and accounts", async () => {
+    const page = await openPanel("/firmware", { width: 1280, height: 560 });
+    await page.waitForSelector("input[type=file]");
+    await (await page.$("input[type=file]")).uploadFile(makeImage());
+    await untilShown(page, "Encoder, version");
+    for (const name of ["Signage", "Studio A"]) {
+        await page.click(`::-p-xpath(//label[contains(., '${name}')])`);
+    }
+    await page.click("::-p-xpath(//button[contains(., 'Install on 2')])");
+    await page.waitForSelector(".job h3 .badge.good");
+    await shoot(page, "firmware");
+    await page.goto(`${address}#/log`);
+    await untilShown(page, "image added");
+    await shoot(page, "log");
+    await ask("POST", "tokens", { name: "Control desk", role: "operator" });
+    await page.goto(`${address}#/accounts`);
+    await untilShown(page, "Control desk");
+    await shoot(page, "accounts");
 });
 
 // What comes below changes how things are.

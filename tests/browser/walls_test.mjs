@@ -53,7 +53,7 @@ panelTest("a wall is put together with the mouse, and sent", async () => {
     await (await page.$(chip("RX-0003"))).click({ count: 2 });
     assert.match(await textAt(page, 0, 0), /^Column \d, row \d: RX-0003/);
     await setNumber(page, "Side by side", 40);
-    await setNumber(page, "Above each other", 20);
+    await setNumber(page, "Stacked", 20);
     await untilShown(page, "Cut: 40 × 20 pixels");
     await isAccessible(page);
     await picture(page, "walls");

@@ -363,7 +363,7 @@ export default {
     "walls.source": "Source",
     "walls.source.choose": "Choose a source",
     "walls.unit": "Unit",
-    "walls.vertical": "Above each other",
+    "walls.vertical": "Stacked",
     "walls.width": "Width (pixels)",
 
     "firmware.actions": "Actions",
