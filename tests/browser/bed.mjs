@@ -48,8 +48,12 @@ function processesOf(program) {
     return readdirSync("/proc").filter((number) => /^\d/.test(number) && isMeant(number));
 }
 
+// The lab waits for its programs to end, which a stopped one does not.
+const stopped = new Set();
+
 /** Sends a signal to a program of this lab, which has process numbers of its own. */
 export function inLab(signal, program) {
+    stopped[signal === "STOP" ? "add" : "delete"](program);
     const found = processesOf(program);
     assert.equal(found.length, 1, `${program}: ${found.length} of them`);
     const [, number] = ofProcess(found[0], "status").match(/^NSpid:.*\t(\d+)$/m);
@@ -245,6 +249,7 @@ export function setUp(served = true) {
         await startBrowser();
     });
     after(async () => {
+        [...stopped].forEach((program) => inLab("CONT", program));
         await browser?.close();
         if (gateway !== null) {
             await stopGateway();
