@@ -100,6 +100,7 @@ panelTest("rooms, and one of them on a phone", async () => {
     const page = await openPanel("/rooms", { width: 1280, height: 560 });
     await untilShown(page, "Auditorium");
     await shoot(page, "rooms");
+    await page.setViewport({ width: 1280, height: 720 });
     await page.click("::-p-xpath(//button[contains(., 'Link and code')])");
     await page.click("dialog button.primary");
     await page.waitForSelector("svg.code");
