@@ -167,6 +167,14 @@ export async function openPanel(hash = "/grid", look = {}) {
     const context = await browser.createBrowserContext();
     const page = await context.newPage();
     page.setDefaultTimeout(PATIENCE_MS);
+    // What a person would wait for may not be there yet.
+    for (const act of ["click", "type", "focus", "select", "hover"]) {
+        const atOnce = page[act].bind(page);
+        page[act] = async (selector, ...rest) => {
+            await page.waitForSelector(selector);
+            return atOnce(selector, ...rest);
+        };
+    }
     // That nobody is logged in yet is found out by asking.
     page.expected = [/status of 401 .*api\/v1\/(session|users|system)/];
     const complain = (text) => {
