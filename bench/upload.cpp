@@ -167,9 +167,12 @@ void measure() {
     };
     for (const Contender& floor : std::span(contenders).first(2)) {
         const double ratio = bench::medianRatio(daemon, floor.rates);
+        // The goal is for the same work: a sender that has no file to read has less to do.
+        const bool doesTheSame = &floor == &contenders[1];
+        const std::string goal =
+            doesTheSame ? bench::goal("at least " + bench::number(kGoal, 1), ratio >= kGoal) : "";
         bench::printRow("Upload of 16 MiB; floor: " + std::string(floor.name), rate(daemon),
-                        rate(floor.rates), bench::number(ratio, 2),
-                        bench::goal("at least " + bench::number(kGoal, 1), ratio >= kGoal));
+                        rate(floor.rates), bench::number(ratio, 2), goal);
     }
 }
 
