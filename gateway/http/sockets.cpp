@@ -75,7 +75,7 @@ void giveToGroup(const Listen& listen) {
     if (::chmod(listen.address.c_str(), kPermissions) != 0) {
         fail(listen);
     }
-    // cppcheck-suppress getgrnamCalled ; there is one thread as yet
+    // cppcheck-suppress getgrnamCalled ; nothing else asks for a group
     const group* const entry = ::getgrnam(kGroup);
     if (entry != nullptr &&
         ::chown(listen.address.c_str(), static_cast<uid_t>(-1), entry->gr_gid) != 0) {
