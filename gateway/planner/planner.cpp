@@ -15,8 +15,8 @@ constexpr Span kListingLeast = 800ms;
 /// What the poll of a decoder may take at least; one that was never read may take as long as any.
 constexpr Span kPollLeast = 200ms;
 
-/// What a poll takes at most. Of the account of silent devices so much is left to those that are
-/// not known to be silent.
+/// What a poll takes at most. Of the account of silent devices so much is left to those that
+/// answer, or have failed a single time.
 constexpr Span kSurprise = kLongestPoll + kLongestQuestion;
 
 constexpr Span kLongestPause = 10min;
@@ -88,6 +88,11 @@ bool isTrusted(const RoutePlan& plan) {
     return plan.answered && plan.failures == 0;
 }
 
+/// What has failed a single time, which a single lost or foreign reply suffices for.
+bool hasLapsed(const RoutePlan& plan) {
+    return plan.answered && plan.failures == 1;
+}
+
 bool answers(const DecoderPlan& decoder) {
     return std::ranges::any_of(decoder.routes, isTrusted);
 }
@@ -130,10 +135,10 @@ Poll nextRoutes(const Planner& planner, Moment now, bool bold) {
         }
         const DecoderPlan& decoder = planner.decoders.find(id)->second;
         const Poll poll = pollOf(id, decoder, now);
-        const bool trusted =
-            isTrusted(decoder.routes.at(static_cast<std::size_t>(poll.kinds.front())));
-        if (!trusted && (!bold || suspectRoom > now)) {
-            wake = std::min(wake, std::max(suspectRoom, now + kHoldBack));
+        const RoutePlan& first = decoder.routes.at(static_cast<std::size_t>(poll.kinds.front()));
+        const Moment itsRoom = hasLapsed(first) ? trustedRoom : suspectRoom;
+        if (!isTrusted(first) && (!bold || itsRoom > now)) {
+            wake = std::min(wake, std::max(itsRoom, now + kHoldBack));
             continue;
         }
         const Moment room = std::max(
@@ -152,7 +157,7 @@ void charge(Planner& planner, Span expected, Moment from, Moment now) {
 }
 
 void setBack(const Planner& planner, RoutePlan& plan, Moment now) {
-    plan.answered = false;
+    plan.answered = isTrusted(plan);
     ++plan.failures;
     plan.due = now + pauseAfter(planner, plan.failures);
 }

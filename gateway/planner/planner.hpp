@@ -9,7 +9,9 @@
 // A read that brings nothing sets the decoder back: it is read again when a listing has heard it,
 // and, if it goes on so, after pauses that double up to ten minutes. Each kind of route stands for
 // itself, since there are decoders without serial port or infrared: kinds that have answered the
-// last time are read together, any other by itself.
+// last time are read together, any other by itself. Of the account of silent devices some is left
+// to those that answer; what has failed a single time may take of that too, since it most likely
+// answers again, and what is shown of it grows old meanwhile.
 //
 // Pure: time comes in as an argument, and never goes back. Not for two threads at once.
 #pragma once
@@ -71,7 +73,7 @@ struct PollOutcome {
 /// What is known of one kind of a decoder's routes.
 struct RoutePlan {
     Moment due = {};
-    bool answered = false;  ///< the last time
+    bool answered = false;  ///< the last time, or the time before
     int failures = 0;       ///< in succession
 };
 

@@ -151,6 +151,28 @@ TEST_F(Planning, asks_what_goes_on_not_answering_ever_more_rarely) {
     }
 }
 
+TEST_F(Planning, reads_what_failed_a_single_time_again_though_silent_devices_had_their_share) {
+    list({"RX-1"});
+    prove("RX-1");
+    now += 12s;
+    list({"RX-1"});
+    Budget_take(planner.silence, now, now + 9s);
+    now += 9s;
+    const auto failVideo = [&] {
+        Poll poll = awaitRoutes({"RX-1"});
+        while (poll.kinds.front() != kVideo) {
+            end(poll, {PollEnd::kAnswered});
+            poll = awaitRoutes({"RX-1"});
+        }
+        end(poll, {PollEnd::kUnfit, kVideo});
+        return now;
+    };
+    const Moment first = failVideo();
+    EXPECT_LT(failVideo(), first + 1s);
+    // Now it waits until less of the minute is theirs.
+    EXPECT_GT(failVideo(), first + 40s);
+}
+
 TEST_F(Planning, goes_on_with_the_kinds_that_answer_beside_one_that_does_not) {
     list({"RX-1"});
     int video = 0;
