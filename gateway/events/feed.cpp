@@ -128,7 +128,7 @@ void take(Follower& follower, std::size_t most, std::vector<Event>& taken) {
     const std::uint64_t end = feed.first + feed.kept.size();
     for (std::size_t size = follower.pending.size(); size < most && follower.next < end;
          ++follower.next) {
-        const Event& event = feed.kept[follower.next - feed.first];
+        const Event& event = feed.kept[static_cast<std::size_t>(follower.next - feed.first)];
         size += event.text.size();
         follower.taken += event.text.size();
         taken.push_back(event);
