@@ -11,6 +11,7 @@
 namespace avoip::gw {
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr auto kQuietMax = std::chrono::seconds(15);
@@ -33,11 +34,11 @@ ssize_t put(char* buffer, std::string_view text) {
 
 /// Waits until there may be something to take; false when there is nobody to take it any more.
 bool await(const Stream& stream, steady_clock::time_point until) {
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(until - steady_clock::now()).count();
+    const milliseconds left =
+        std::max(std::chrono::ceil<milliseconds>(until - steady_clock::now()), milliseconds(0));
     std::array<pollfd, 2> waits{pollfd{Feed_descriptor(*stream.follower), POLLIN, 0},
                                 pollfd{stream.socket, POLLRDHUP, 0}};
-    ::poll(waits.data(), waits.size(), static_cast<int>(std::max<long>(left, 0)));
+    ::poll(waits.data(), waits.size(), static_cast<int>(left.count()));
     return waits[1].revents == 0;
 }
 
