@@ -1,12 +1,18 @@
-// What the gateway costs with 1,024 devices: the list of all devices beside a bare server of the
-// same bytes, events to 200 clients, and its memory.
+// What the gateway costs. With 1,024 devices: the list of all devices beside a bare server of the
+// same bytes, events to 200 clients, its memory, and how much of the front ends' turn its polls
+// take. With 256 decoders: how long a route takes from the call to the wire, beside the front end
+// library on a controller where no gateway polls.
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bed/daemon.hpp"
@@ -16,6 +22,8 @@
 #include "bed/wait.hpp"
 #include "bench/measure.hpp"
 #include "bench/server.hpp"
+#include "bench/wire.hpp"
+#include "lib/frontend/avoip_frontend.h"
 
 namespace {
 
@@ -24,6 +32,9 @@ constexpr std::uint16_t kBarePort = 8089;
 constexpr int kClients = 200;
 constexpr int kEvents = 50;
 constexpr int kRequests = 500;
+constexpr int kRoutes = 500;
+constexpr int kRoutedDecoders = 256;
+constexpr std::chrono::seconds kTurnWatched{45};
 
 std::string makeFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "avoipgwXXXXXX").string();
@@ -37,13 +48,21 @@ bed::DaemonOptions program(const char* path, std::vector<std::string> arguments)
     return options;
 }
 
-std::unique_ptr<bed::Daemon> startFleet(const bed::Namespaces& namespaces) {
-    return namespaces.onDeviceSide([] {
+std::unique_ptr<bed::Daemon> startFleet(const bed::Namespaces& namespaces, int encoders,
+                                        int decoders) {
+    return namespaces.onDeviceSide([&] {
         bed::ip("route add local 10.77.64.0/18 dev lo");
         return std::make_unique<bed::Daemon>(
-            program(AVOIPSIM_PATH, {"--encoders", "512", "--decoders", "512", "--interface", "dev0",
-                                    "--first-address", "10.77.64.1"}));
+            program(AVOIPSIM_PATH,
+                    {"--encoders", std::to_string(encoders), "--decoders", std::to_string(decoders),
+                     "--interface", "dev0", "--first-address", "10.77.64.1"}));
     });
+}
+
+std::unique_ptr<bed::Daemon> startDaemon() {
+    bed::DaemonOptions options;
+    options.program = bench::daemonPath();
+    return std::make_unique<bed::Daemon>(options);
 }
 
 std::unique_ptr<bed::Daemon> startGateway(const std::string& folder) {
@@ -62,16 +81,17 @@ std::size_t countOf(const std::string& text, const std::string& part) {
     return count;
 }
 
-std::string awaitDevices() {
-    std::string list;
+/// What the gateway says there, as soon as it says `part` so many times.
+std::string awaitParts(const std::string& path, const std::string& part, std::size_t times) {
+    std::string body;
     bed::awaitCondition(
-        "the gateway knows 1,024 devices",
-        [&list] {
-            list = bed::ask(kGatewayPort, "GET", "/api/v1/devices").body;
-            return countOf(list, "\"online\":true") == 1024;
+        path + " has " + part + " often enough",
+        [&] {
+            body = bed::ask(kGatewayPort, "GET", path).body;
+            return countOf(body, part) == times;
         },
         std::chrono::minutes(2));
-    return list;
+    return body;
 }
 
 double ask_us(bed::Http& http) {
@@ -130,18 +150,118 @@ void tellEvents(const bed::Daemon& gateway) {
                     bench::atMost(32 * 1024, resident, " KiB"));
 }
 
+/// How much of the time somebody holds the turn, by the system's list of locks: to try for the turn
+/// would take it from others.
+double turnShare(const std::string& lockFile) {
+    struct stat file {};
+    if (::stat(lockFile.c_str(), &file) != 0) {
+        bed::throwSystemError(lockFile);
+    }
+    const std::string inode = ":" + std::to_string(file.st_ino) + " ";
+    double looks = 0;
+    double held = 0;
+    const auto end = std::chrono::steady_clock::now() + kTurnWatched;
+    while (std::chrono::steady_clock::now() < end) {
+        std::ifstream list("/proc/locks");
+        const std::string locks(std::istreambuf_iterator<char>(list), {});
+        held += locks.find(inode) == std::string::npos ? 0 : 1;
+        ++looks;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return held / looks;
+}
+
+void tellTurn(const std::string& folder) {
+    const double percent = 100 * turnShare(folder + "/lock");
+    bench::printRow("the turn, taken by polls of 1,024 devices", bench::number(percent, 1) + " %",
+                    "", "", bench::atMost(20, percent, " %"));
+}
+
+/// From before `ask` until the request that it causes is on the wire, in milliseconds.
+template <class Ask>
+double routeDelay_ms(const bench::Wire& wire, Ask ask) {
+    const double before = bench::wallClock_us();
+    ask();
+    return (wire.awaitArrival_us("\"matrix set\"") - before) / 1000;
+}
+
+std::string decoderOf(int number) {
+    const std::string digits = std::to_string(1 + number % kRoutedDecoders);
+    return "RX-" + std::string(4 - digits.size(), '0') + digits;
+}
+
+std::vector<double> routeByLibrary(const bed::Namespaces& namespaces) {
+    const bench::Wire wire(namespaces);
+    const std::unique_ptr<avoip_frontend, decltype(&avoip_frontend_close)> frontend(
+        avoip_frontend_open("127.0.0.1", AVOIP_CONSOLE_PORT), avoip_frontend_close);
+    std::vector<double> delays_ms;
+    for (int each = 0; each < kRoutes; ++each) {
+        const std::string line = "matrix set TX-0001 " + decoderOf(each) + "!";
+        delays_ms.push_back(routeDelay_ms(wire, [&] {
+            char* answer = nullptr;
+            if (avoip_frontend_ask(frontend.get(), line.c_str(), 5000, &answer) != AVOIP_OK) {
+                throw bed::Error(avoip_frontend_error(frontend.get()));
+            }
+            ::free(answer);
+        }));
+    }
+    return delays_ms;
+}
+
+std::vector<double> routeByGateway(const bed::Namespaces& namespaces) {
+    const bench::Wire wire(namespaces);
+    bed::Http http(kGatewayPort);
+    std::vector<double> delays_ms;
+    for (int each = 0; each < kRoutes; ++each) {
+        delays_ms.push_back(routeDelay_ms(wire, [&] {
+            const std::string answer = http.ask("PUT", "/api/v1/routes/video/" + decoderOf(each),
+                                                R"({"encoder":"TX-0002"})")
+                                           .body;
+            if (answer.find("\"confirmed\":true") == std::string::npos) {
+                throw bed::Error("a route was not confirmed: " + answer);
+            }
+        }));
+    }
+    return delays_ms;
+}
+
+void tellRoute(const std::string& share, double most_ms, double ours_ms, double theirs_ms) {
+    const double more_ms = ours_ms - theirs_ms;
+    bench::printRow(
+        "a route by HTTP to its datagram, 256 decoders polled; floor: the library, none polled: " +
+            share,
+        bench::number(ours_ms, 2) + " ms", bench::number(theirs_ms, 2) + " ms",
+        bench::number(more_ms, 2) + " ms more", bench::atMost(most_ms, more_ms, " ms more"));
+}
+
+void compareRoutes(const std::string& folder) {
+    const bed::Namespaces namespaces;
+    const auto daemon = startDaemon();
+    const auto fleet = startFleet(namespaces, 8, kRoutedDecoders);
+    const std::vector<double> theirs = routeByLibrary(namespaces);
+    const auto gateway = startGateway(folder);
+    awaitParts("/api/v1/routes", "\"encoder\":", 3 * kRoutedDecoders);
+    const std::vector<double> ours = routeByGateway(namespaces);
+    tellRoute("p50", 3, bench::median(ours), bench::median(theirs));
+    tellRoute("p99", 20, bench::percentile(ours, 0.99), bench::percentile(theirs, 0.99));
+}
+
+void measureFleet(const std::string& folder) {
+    const bed::Namespaces namespaces;
+    const auto daemon = startDaemon();
+    const auto fleet = startFleet(namespaces, 512, 512);
+    const auto gateway = startGateway(folder);
+    compareLists(folder, awaitParts("/api/v1/devices", "\"online\":true", 1024));
+    tellTurn(folder);
+    tellEvents(*gateway);
+}
+
 void work() {
     const std::string folder = makeFolder();
     ::setenv("AVOIP_LOCK_FILE", (folder + "/lock").c_str(), 1);
-    const bed::Namespaces namespaces;
-    bed::DaemonOptions options;
-    options.program = bench::daemonPath();
-    bed::Daemon daemon(options);
-    const auto fleet = startFleet(namespaces);
-    const auto gateway = startGateway(folder);
-    const std::string list = awaitDevices();
-    compareLists(folder, list);
-    tellEvents(*gateway);
+    compareRoutes(folder);
+    std::filesystem::remove_all(folder + "/data");
+    measureFleet(folder);
     std::filesystem::remove_all(folder);
 }
 

@@ -19,13 +19,21 @@ double read_us(clockid_t clock) {
     if (::clock_gettime(clock, &time) != 0) {
         bed::throwSystemError("a clock cannot be read");
     }
-    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
+    return microseconds(time);
 }
 
 }  // namespace
 
 double now_us() {
     return read_us(CLOCK_MONOTONIC);
+}
+
+double wallClock_us() {
+    return read_us(CLOCK_REALTIME);
+}
+
+double microseconds(const timespec& time) {
+    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
 
 double cpu_us(pid_t process) {

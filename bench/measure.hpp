@@ -3,6 +3,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <time.h>
 
 #include <string>
 #include <vector>
@@ -11,6 +12,11 @@ namespace bench {
 
 /// The monotonic clock, in microseconds.
 double now_us();
+
+/// The clock by which the system says when a datagram came, in microseconds.
+double wallClock_us();
+
+double microseconds(const timespec& time);
 
 /// The processor time that a running process has used so far, all its threads, user and system, in
 /// microseconds.
