@@ -64,6 +64,23 @@ class GuardFaults : public Guarded {
 
 using GuardFaultsInLittleSpace = GuardedInLittleSpace;
 
+/// Where half a mebibyte of memory can still be had, as the system says.
+class GuardFaultsInLittleMemory : public GuardFaults {
+  protected:
+    void SetUp() override {
+        const std::string memory = folder + "/meminfo";
+        std::ofstream(memory) << "MemAvailable: 512 kB\n";
+        const bed::DaemonOptions usual = options();
+        bed::DaemonOptions made;
+        made.program = "/usr/bin/unshare";
+        made.arguments = {"--mount", "sh",
+                          "-c",      "mount --bind \"$0\" /proc/meminfo && exec \"$@\"",
+                          memory,    usual.program};
+        made.arguments.insert(made.arguments.end(), usual.arguments.begin(), usual.arguments.end());
+        start(made);
+    }
+};
+
 /// The test as the guard names it.
 std::string thisProcess() {
     std::ifstream file("/proc/self/comm");
@@ -356,5 +373,16 @@ TEST_F(GuardFaultsInLittleSpace, addresses_that_ended_connections_keep_are_had_b
         }
         awaitRestart(restarts);
     }
+    expectWorks();
+}
+
+TEST_F(GuardFaultsInLittleMemory, memory_that_ended_connections_keep_is_had_back) {
+    for (int ended = 0; ended < 500 && health().restarts == 0; ++ended) {
+        bed::FrontEnd frontEnd;
+        ASSERT_NE(frontEnd.ask("hello!", bed::kPatience), nullptr) << frontEnd.explanation();
+    }
+    note("memory 60 % used up by ended connections (from the last)",
+         timeOf([&] { awaitRestart(0); }));
+    awaitLine(" % of its memory: it is replaced by a new one.");
     expectWorks();
 }
