@@ -47,8 +47,8 @@ struct SimulatedDecoder {
 class Simulation {
   public:
     Simulation(std::uint64_t seed, bool answers) : random_(seed), answers_(answers) {
-        const std::size_t count = below(4) == 0 ? 300 : 1 + below(40);
-        for (std::size_t i = 0; i < count; ++i) {
+        const std::uint64_t count = below(4) == 0 ? 300 : 1 + below(40);
+        for (std::uint64_t i = 0; i < count; ++i) {
             SimulatedDecoder& decoder = decoders_["RX-" + std::to_string(i)];
             // Most are quick; some take as long as is possible at all.
             decoder.latency = below(20) == 0 ? Span(below(400'000)) : Span(300 + below(4'000));
