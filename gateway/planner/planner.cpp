@@ -98,7 +98,7 @@ bool answers(const DecoderPlan& decoder) {
 }
 
 /// The poll of a decoder that is due: what can be trusted to answer together, or else one kind that
-/// cannot.
+/// cannot, and one that has lapsed before one that has not answered for longer.
 Poll pollOf(const std::string& id, const DecoderPlan& decoder, Moment now) {
     Poll poll{PollKind::kRoutes, now, id};
     std::optional<RouteKind> suspect;
@@ -106,7 +106,7 @@ Poll pollOf(const std::string& id, const DecoderPlan& decoder, Moment now) {
         const RoutePlan& plan = decoder.routes.at(static_cast<std::size_t>(kind));
         if (plan.due <= now && isTrusted(plan)) {
             poll.kinds.push_back(kind);
-        } else if (plan.due <= now && !suspect) {
+        } else if (plan.due <= now && (!suspect || hasLapsed(plan))) {
             suspect = kind;
         }
     }

@@ -173,6 +173,25 @@ TEST_F(Planning, reads_what_failed_a_single_time_again_though_silent_devices_had
     EXPECT_GT(failVideo(), first + 40s);
 }
 
+TEST_F(Planning, reads_what_failed_a_single_time_before_what_never_answered) {
+    list({"RX-1"});
+    end(awaitRoutes({"RX-1"}), {PollEnd::kAnswered});
+    end(awaitRoutes({"RX-1"}), {PollEnd::kUnfit, kSerial});
+    end(awaitRoutes({"RX-1"}), {PollEnd::kUnfit, kSerial});
+    end(awaitRoutes({"RX-1"}), {PollEnd::kAnswered});
+    now += 12s;
+    list({"RX-1"});
+    Budget_take(planner.silence, now, now + 9s);
+    now += 9s;
+    const Poll poll = await();
+    ASSERT_EQ(poll.kinds, (PollKinds{kVideo, kIr}));
+    end(poll, {PollEnd::kUnfit, kIr});
+    const Moment lapsed = now;
+    end(awaitRoutes({"RX-1"}), {PollEnd::kAnswered});
+    EXPECT_EQ(awaitRoutes({"RX-1"}).kinds, PollKinds{kIr});
+    EXPECT_LT(now, lapsed + 1s);
+}
+
 TEST_F(Planning, goes_on_with_the_kinds_that_answer_beside_one_that_does_not) {
     list({"RX-1"});
     int video = 0;
