@@ -30,6 +30,9 @@ constexpr int kRest = 4;
 RoutePlan& planOf(DecoderPlan& decoder, RouteKind kind) {
     return decoder.routes.at(static_cast<std::size_t>(kind));
 }
+const RoutePlan& planOf(const DecoderPlan& decoder, RouteKind kind) {
+    return decoder.routes.at(static_cast<std::size_t>(kind));
+}
 
 Moment dueOf(const DecoderPlan& decoder) {
     return std::ranges::min(decoder.routes, {}, &RoutePlan::due).due;
@@ -97,16 +100,24 @@ bool answers(const DecoderPlan& decoder) {
     return std::ranges::any_of(decoder.routes, isTrusted);
 }
 
-/// The poll of a decoder that is due: what can be trusted to answer together, or else one kind that
-/// cannot, and one that has lapsed before one that has not answered for longer.
+/// In which order what cannot be trusted is read: what has lapsed, what was never read, and then
+/// what has failed least often. Where there are many without serial port or infrared, they take all
+/// the room there is; a decoder that comes back does not wait for its turn among them.
+int rankOf(const RoutePlan& plan) {
+    return hasLapsed(plan) ? -1 : plan.failures;
+}
+
+/// The poll of a decoder that is due: what can be trusted to answer together, or else the first of
+/// what cannot.
 Poll pollOf(const std::string& id, const DecoderPlan& decoder, Moment now) {
     Poll poll{PollKind::kRoutes, now, id};
     std::optional<RouteKind> suspect;
     for (const RouteKind kind : kAllRouteKinds) {
-        const RoutePlan& plan = decoder.routes.at(static_cast<std::size_t>(kind));
+        const RoutePlan& plan = planOf(decoder, kind);
         if (plan.due <= now && isTrusted(plan)) {
             poll.kinds.push_back(kind);
-        } else if (plan.due <= now && (!suspect || hasLapsed(plan))) {
+        } else if (plan.due <= now &&
+                   (!suspect || rankOf(plan) < rankOf(planOf(decoder, *suspect)))) {
             suspect = kind;
         }
     }
@@ -124,23 +135,55 @@ Poll nothingUntil(Moment at) {
     return {PollKind::kNothing, at};
 }
 
+/// The poll of a decoder, and the plan of the first kind that it reads.
+struct Candidate {
+    Poll poll;
+    const RoutePlan* plan = nullptr;
+};
+
+Candidate candidateOf(const Planner& planner, const std::string& id, Moment now) {
+    const DecoderPlan& decoder = planner.decoders.find(id)->second;
+    Candidate candidate{pollOf(id, decoder, now)};
+    candidate.plan = &planOf(decoder, candidate.poll.kinds.front());
+    return candidate;
+}
+
+/// Of the decoders that are due and cannot be trusted, the one to be read first; nothing when there
+/// is none.
+std::optional<Candidate> firstSuspect(const Planner& planner, Moment now) {
+    std::optional<Candidate> first;
+    for (const auto& [due, id] : planner.queue) {
+        if (due > now) {
+            break;
+        }
+        Candidate candidate = candidateOf(planner, id, now);
+        if (!isTrusted(*candidate.plan) &&
+            (!first || rankOf(*candidate.plan) < rankOf(*first->plan))) {
+            first = std::move(candidate);
+        }
+    }
+    return first;
+}
+
 /// The first decoder that may be read now, or else when to look again.
 Poll nextRoutes(const Planner& planner, Moment now, bool bold) {
     const Moment trustedRoom = Budget_roomAt(planner.silence, now, kSurprise);
-    const Moment suspectRoom = Budget_roomAt(planner.silence, now, 2 * kSurprise);
+    const std::optional<Candidate> suspect = firstSuspect(planner, now);
+    const Moment suspectRoom = suspect && hasLapsed(*suspect->plan)
+                                   ? trustedRoom
+                                   : Budget_roomAt(planner.silence, now, 2 * kSurprise);
     Moment wake = Moment::max();
     for (const auto& [due, id] : planner.queue) {
         if (due > now) {
             return nothingUntil(std::min(wake, due));
         }
-        const DecoderPlan& decoder = planner.decoders.find(id)->second;
-        const Poll poll = pollOf(id, decoder, now);
-        const RoutePlan& first = decoder.routes.at(static_cast<std::size_t>(poll.kinds.front()));
-        const Moment itsRoom = hasLapsed(first) ? trustedRoom : suspectRoom;
-        if (!isTrusted(first) && (!bold || itsRoom > now)) {
-            wake = std::min(wake, std::max(itsRoom, now + kHoldBack));
+        const Candidate candidate = candidateOf(planner, id, now);
+        const bool trusted = isTrusted(*candidate.plan);
+        if (!trusted && (!bold || suspectRoom > now)) {
+            wake = std::min(wake, std::max(suspectRoom, now + kHoldBack));
             continue;
         }
+        const Poll& poll = trusted ? candidate.poll : suspect->poll;
         const Moment room = std::max(
             {planner.notBefore, trustedRoom, Budget_roomAt(planner.polling, now, poll.expected)});
         // Those behind it wait for the same room.

@@ -9,9 +9,10 @@
 // A read that brings nothing sets the decoder back: it is read again when a listing has heard it,
 // and, if it goes on so, after pauses that double up to ten minutes. Each kind of route stands for
 // itself, since there are decoders without serial port or infrared: kinds that have answered the
-// last time are read together, any other by itself. Of the account of silent devices some is left
-// to those that answer; what has failed a single time may take of that too, since it most likely
-// answers again, and what is shown of it grows old meanwhile.
+// last time are read together, any other by itself, and of those what has failed least often first.
+// Of the account of silent devices some is left to those that answer; what has failed a single time
+// may take of that too, since it most likely answers again, and what is shown of it grows old
+// meanwhile.
 //
 // Pure: time comes in as an argument, and never goes back. Not for two threads at once.
 #pragma once

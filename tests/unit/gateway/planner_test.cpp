@@ -192,6 +192,31 @@ TEST_F(Planning, reads_what_failed_a_single_time_before_what_never_answered) {
     EXPECT_LT(now, lapsed + 1s);
 }
 
+TEST_F(Planning, reads_a_new_decoder_soon_where_many_have_no_serial_port_and_no_infrared) {
+    Texts decoders;
+    for (int i = 100; i < 160; ++i) {
+        decoders.push_back("RX-" + std::to_string(i));
+    }
+    const auto read = [&] {
+        const Poll poll = awaitRoutes(decoders);
+        if (poll.kinds.front() == kVideo) {
+            end(poll, {PollEnd::kAnswered});
+        } else {
+            end(poll, {PollEnd::kSilent, poll.kinds.front()}, 3s);
+        }
+        return poll;
+    };
+    for (const Moment begin = now; now < begin + 1h;) {
+        read();
+    }
+    decoders.push_back("RX-999");
+    Planner_listSoon(planner, now);
+    const Moment came = now;
+    while (read().decoder != "RX-999") {
+    }
+    EXPECT_LT(now, came + 1min);
+}
+
 TEST_F(Planning, goes_on_with_the_kinds_that_answer_beside_one_that_does_not) {
     list({"RX-1"});
     int video = 0;
