@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <fstream>
 
+#include "lib/base/membership.hpp"
+
 namespace bed {
 
 namespace {
@@ -69,7 +71,7 @@ avoip::Descriptor openGroupSocket(const Namespaces& namespaces) {
     return namespaces.onDeviceSide([] {
         // Bound to the group, so that only what is sent to the group is heard.
         avoip::Descriptor opened = boundSocket(kGroup, kRequestPort);
-        ip_mreqn membership{};
+        avoip::Membership membership{};
         membership.imr_multiaddr.s_addr = ::inet_addr(kGroup);
         membership.imr_ifindex = static_cast<int>(::if_nametoindex(kDeviceInterface));
         if (::setsockopt(opened.get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership,

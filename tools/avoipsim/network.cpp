@@ -10,16 +10,13 @@
 #include <cstring>
 
 #include "avoipsim/ipv4.hpp"
+#include "lib/base/membership.hpp"
 #include "lib/wire/wire.hpp"
 
 namespace avoip::sim {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 65536;
-
-/// qemu reads the index that a 64-bit program gives as a long, and none where there is no room for
-/// one. The system itself does not mind what stands behind.
-struct alignas(long) Membership : ip_mreqn {};
 
 sockaddr_in socketAddress(const std::string& address, std::uint16_t port) {
     sockaddr_in result{};
