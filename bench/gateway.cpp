@@ -240,7 +240,7 @@ void compareRoutes(const std::string& folder) {
     const auto fleet = startFleet(namespaces, 8, kRoutedDecoders);
     const std::vector<double> theirs = routeByLibrary(namespaces);
     const auto gateway = startGateway(folder);
-    awaitParts("/api/v1/routes", "\"encoder\":", 3 * kRoutedDecoders);
+    awaitParts("/api/v1/routes", "\"encoder\":", std::size_t{3} * kRoutedDecoders);
     const std::vector<double> ours = routeByGateway(namespaces);
     tellRoute("p50", 3, bench::median(ours), bench::median(theirs));
     tellRoute("p99", 20, bench::percentile(ours, 0.99), bench::percentile(theirs, 0.99));
