@@ -100,29 +100,34 @@ bool answers(const DecoderPlan& decoder) {
     return std::ranges::any_of(decoder.routes, isTrusted);
 }
 
-/// In which order what cannot be trusted is read: what has lapsed, what was never read, and then
-/// what has failed least often. Where there are many without serial port or infrared, they take all
-/// the room there is; a decoder that comes back does not wait for its turn among them.
+/// In which order routes are read of which any may be: what answers, what has lapsed, what was never
+/// read, and then what has failed least often. Where many have no serial port and no infrared, those
+/// take all the room there is; a decoder that comes back does not wait for its turn among them.
 int rankOf(const RoutePlan& plan) {
-    return hasLapsed(plan) ? -1 : plan.failures;
+    return isTrusted(plan) ? -2 : hasLapsed(plan) ? -1 : plan.failures;
+}
+
+/// What of a decoder that is due is to be read first.
+const RoutePlan& firstOf(const DecoderPlan& decoder, Moment now) {
+    const RoutePlan* first = nullptr;
+    for (const RoutePlan& plan : decoder.routes) {
+        if (plan.due <= now && (first == nullptr || rankOf(plan) < rankOf(*first))) {
+            first = &plan;
+        }
+    }
+    return *first;
 }
 
 /// The poll of a decoder that is due: what can be trusted to answer together, or else the first of
 /// what cannot.
 Poll pollOf(const std::string& id, const DecoderPlan& decoder, Moment now) {
     Poll poll{PollKind::kRoutes, now, id};
-    std::optional<RouteKind> suspect;
+    const RoutePlan& first = firstOf(decoder, now);
     for (const RouteKind kind : kAllRouteKinds) {
         const RoutePlan& plan = planOf(decoder, kind);
-        if (plan.due <= now && isTrusted(plan)) {
+        if (&plan == &first || (plan.due <= now && isTrusted(plan))) {
             poll.kinds.push_back(kind);
-        } else if (plan.due <= now &&
-                   (!suspect || rankOf(plan) < rankOf(planOf(decoder, *suspect)))) {
-            suspect = kind;
         }
-    }
-    if (poll.kinds.empty()) {
-        poll.kinds.push_back(*suspect);
     }
     while (poll.kinds.size() > 1 && questionsOf(poll) * decoder.cost > kLongestPoll) {
         poll.kinds.pop_back();
@@ -135,55 +140,56 @@ Poll nothingUntil(Moment at) {
     return {PollKind::kNothing, at};
 }
 
-/// The poll of a decoder, and the plan of the first kind that it reads.
-struct Candidate {
-    Poll poll;
-    const RoutePlan* plan = nullptr;
-};
-
-Candidate candidateOf(const Planner& planner, const std::string& id, Moment now) {
-    const DecoderPlan& decoder = planner.decoders.find(id)->second;
-    Candidate candidate{pollOf(id, decoder, now)};
-    candidate.plan = &planOf(decoder, candidate.poll.kinds.front());
-    return candidate;
+const DecoderPlan& decoderOf(const Planner& planner, const std::string& id) {
+    return planner.decoders.find(id)->second;
 }
 
-/// Of the decoders that are due and cannot be trusted, the one to be read first; nothing when there
-/// is none.
-std::optional<Candidate> firstSuspect(const Planner& planner, Moment now) {
-    std::optional<Candidate> first;
+/// Of the decoders that are due and cannot be trusted, the one to be read first; there is one.
+const std::string& firstSuspect(const Planner& planner, Moment now) {
+    const std::string* first = nullptr;
+    int least = 0;
     for (const auto& [due, id] : planner.queue) {
         if (due > now) {
             break;
         }
-        Candidate candidate = candidateOf(planner, id, now);
-        if (!isTrusted(*candidate.plan) &&
-            (!first || rankOf(*candidate.plan) < rankOf(*first->plan))) {
-            first = std::move(candidate);
+        const RoutePlan& plan = firstOf(decoderOf(planner, id), now);
+        if (!isTrusted(plan) && (first == nullptr || rankOf(plan) < least)) {
+            first = &id;
+            least = rankOf(plan);
         }
     }
-    return first;
+    return *first;
+}
+
+/// When there is room for one that cannot be trusted.
+Moment suspectRoom(const Planner& planner, const RoutePlan& plan, Moment now) {
+    return Budget_roomAt(planner.silence, now, hasLapsed(plan) ? kSurprise : 2 * kSurprise);
 }
 
 /// The first decoder that may be read now, or else when to look again.
 Poll nextRoutes(const Planner& planner, Moment now, bool bold) {
     const Moment trustedRoom = Budget_roomAt(planner.silence, now, kSurprise);
-    const std::optional<Candidate> suspect = firstSuspect(planner, now);
-    const Moment suspectRoom = suspect && hasLapsed(*suspect->plan)
-                                   ? trustedRoom
-                                   : Budget_roomAt(planner.silence, now, 2 * kSurprise);
+    bool suspectsWait = false;
     Moment wake = Moment::max();
-    for (const auto& [due, id] : planner.queue) {
+    for (const auto& [due, itsId] : planner.queue) {
         if (due > now) {
             return nothingUntil(std::min(wake, due));
         }
-        const Candidate candidate = candidateOf(planner, id, now);
-        const bool trusted = isTrusted(*candidate.plan);
-        if (!trusted && (!bold || suspectRoom > now)) {
-            wake = std::min(wake, std::max(suspectRoom, now + kHoldBack));
+        const bool trusted = isTrusted(firstOf(decoderOf(planner, itsId), now));
+        if (!trusted && suspectsWait) {
             continue;
         }
-        const Poll& poll = trusted ? candidate.poll : suspect->poll;
+        const std::string& id = trusted ? itsId : firstSuspect(planner, now);
+        const DecoderPlan& decoder = decoderOf(planner, id);
+        if (!trusted) {
+            const Moment room = suspectRoom(planner, firstOf(decoder, now), now);
+            suspectsWait = !bold || room > now;
+            if (suspectsWait) {
+                wake = std::max(room, now + kHoldBack);
+                continue;
+            }
+        }
+        const Poll poll = pollOf(id, decoder, now);
         const Moment room = std::max(
             {planner.notBefore, trustedRoom, Budget_roomAt(planner.polling, now, poll.expected)});
         // Those behind it wait for the same room.
