@@ -1,6 +1,7 @@
 #include "gateway/asking/confirming.hpp"
 
 #include <algorithm>
+#include <tuple>
 
 namespace avoip::gw {
 
@@ -130,6 +131,29 @@ void plan(Confirming& confirming, DeviceWatch& watch, Moment now) {
     }
 }
 
+/// The device to look at next: of those whose look is due, or will be due first, one that was listed
+/// last, and of these one that has been looked at once, so that those that answer are done before
+/// silent ones have used up the time.
+DeviceWatch* choose(Confirming& confirming, const Session& session, Moment now) {
+    const Moment until = std::max(now, Confirming_next(confirming).value_or(now));
+    const auto rank = [&](const DeviceWatch& watch) {
+        const bool missing =
+            !watch.listed && Fleet_find(session.reader.fleet, watch.device) == nullptr;
+        const bool begun = std::ranges::any_of(watch.changes, [&](std::size_t change) {
+            return isOpen(confirming, change) && confirming.changes[change].agreed > 0;
+        });
+        return std::tuple(missing, !begun, watch.nextLook);
+    };
+    DeviceWatch* chosen = nullptr;
+    for (DeviceWatch& watch : confirming.devices) {
+        if (isOpen(confirming, watch) && watch.nextLook <= until &&
+            (chosen == nullptr || rank(watch) < rank(*chosen))) {
+            chosen = &watch;
+        }
+    }
+    return chosen;
+}
+
 }  // namespace
 
 Confirming Confirming_begin(std::span<const Request> changes) {
@@ -168,21 +192,25 @@ std::optional<Moment> Confirming_next(const Confirming& confirming) {
 
 void Confirming_look(Confirming& confirming, Session& session, SharedState& state,
                      const Clocks& clocks) {
-    const auto next = Confirming_next(confirming);
-    const auto found = std::ranges::find_if(confirming.devices, [&](const DeviceWatch& watch) {
-        return isOpen(confirming, watch) && watch.nextLook == next;
-    });
-    if (found == confirming.devices.end()) {
+    // Where one of several has been silent, the listing that has to be shows who still is there.
+    const bool several = std::ranges::count_if(confirming.devices, [&](const DeviceWatch& watch) {
+                             return isOpen(confirming, watch);
+                         }) > 1;
+    const bool ready = !several || session.reader.clean ||
+                       Reader_list(session.reader, Catalogue_listing()).succeeded();
+    DeviceWatch* const watch = choose(confirming, session, clocks.now());
+    if (watch == nullptr) {
         return;
     }
-    DeviceWatch& watch = *found;
-    watch.firstLook = watch.firstLook.value_or(clocks.now());
-    if (watch.listed) {
-        listDevice(confirming, watch, session);
+    watch->firstLook = watch->firstLook.value_or(clocks.now());
+    if (!ready) {
+        noteFailure(confirming, *watch, session);
+    } else if (watch->listed) {
+        listDevice(confirming, *watch, session);
     } else {
-        readDevice(confirming, watch, session, state, clocks);
+        readDevice(confirming, *watch, session, state, clocks);
     }
-    plan(confirming, watch, clocks.now());
+    plan(confirming, *watch, clocks.now());
 }
 
 std::vector<Verdict> Confirming_verdicts(const Confirming& confirming) {

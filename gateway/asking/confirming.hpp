@@ -1,6 +1,7 @@
-// Asking changes back, many at once: every device once, then every one again that has not said it
-// twice in succession, in batches that closed well on their own. A device that says otherwise is
-// asked again for two seconds; one that is silent is not.
+// Asking changes back, many at once: every device until it has said it twice in succession, in
+// batches that closed well on their own. A device that says otherwise is asked again for two
+// seconds, between others; one that is silent is not, and what the last listing has not heard is
+// asked last.
 //
 // One look is one batch, so that others have their turn between. Pure, as its session is.
 #pragma once
@@ -40,7 +41,7 @@ Confirming Confirming_begin(std::span<const Request> changes);
 /// When to look next; nothing when all is decided.
 std::optional<Moment> Confirming_next(const Confirming& confirming);
 
-/// Looks at the device whose look is due first.
+/// Looks at a device whose look is due, or else at the one whose look is due first.
 void Confirming_look(Confirming& confirming, Session& session, SharedState& state,
                      const Clocks& clocks);
 

@@ -254,6 +254,26 @@ TEST(Truth, a_silent_device_is_asked_once_and_confirms_nothing) {
     EXPECT_LT(world.daemon.now_s() - began_s, 6.5);
 }
 
+TEST(Truth, silent_devices_keep_no_other_from_being_confirmed_in_time) {
+    World world(7);
+    world.poll(30);
+    std::vector<Request> changes;
+    for (const std::string decoder : {"RX-2", "RX-3", "RX-4", "RX-5"}) {
+        world.set(decoder, RouteKind::kVideo, "TX-1");
+        changes.push_back(routeChange("TX-1", decoder));
+    }
+    world.daemon.find("RX-2").silent = true;
+    world.daemon.find("RX-3").silent = true;
+    const double until_s = world.daemon.now_s() + 6;
+    Confirming confirming = Confirming_begin(changes);
+    while (world.daemon.now_s() < until_s && Confirming_next(confirming)) {
+        Confirming_look(confirming, world.session, world.state, world.clocks);
+    }
+    EXPECT_EQ(Confirming_verdicts(confirming),
+              (std::vector{Verdict::kNotConfirmed, Verdict::kNotConfirmed, Verdict::kConfirmed,
+                           Verdict::kConfirmed}));
+}
+
 TEST(Truth, a_device_that_takes_its_time_is_asked_again) {
     World world(5);
     world.poll(5);
