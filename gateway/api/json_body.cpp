@@ -17,30 +17,90 @@ constexpr std::string_view kNulMarkBytes = "\xEF\xB7\x90";
 
 /// What is read of a JSON text before the JSON library sees it.
 struct Scan {
+    int depth = 0;
     int deepest = 0;
+    bool strict = true;  ///< without what the library takes beyond JSON
     std::string text;
 };
 
-Scan scan(std::string_view text) {
-    Scan scan;
-    bool inText = false;
-    int depth = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const char letter = text[at];
-        if (inText && text.substr(at).starts_with(kNulEscape)) {
+bool isControl(char letter) {
+    return static_cast<unsigned char>(letter) < 0x20;
+}
+
+/// Whether a number is written as JSON wants it: the library takes "02" and "2." too.
+bool isNumber(std::string_view rest) {
+    const auto take = [&rest](std::string_view letters) {
+        const bool taken = !rest.empty() && letters.find(rest.front()) != std::string_view::npos;
+        rest.remove_prefix(taken ? 1 : 0);
+        return taken;
+    };
+    const auto takeDigits = [&take] {
+        const bool taken = take("0123456789");
+        while (take("0123456789")) {
+        }
+        return taken;
+    };
+    take("-");
+    const bool whole = take("0") || takeDigits();
+    const bool part = !take(".") || takeDigits();
+    bool exponent = true;
+    if (take("eE")) {
+        take("+-");
+        exponent = takeDigits();
+    }
+    return whole && part && exponent && rest.empty();
+}
+
+/// Takes the text between two quotes, from behind the first one; gives how long it is with the
+/// second.
+std::size_t scanText(std::string_view rest, Scan& scan) {
+    for (std::size_t at = 0; at < rest.size(); ++at) {
+        const char letter = rest[at];
+        if (rest.substr(at).starts_with(kNulEscape)) {
             scan.text.append(kNulMark);
             at += kNulEscape.size() - 1;
             continue;
         }
         scan.text.push_back(letter);
-        if (inText && letter == '\\' && at + 1 < text.size()) {
-            scan.text.push_back(text[++at]);
-        } else if (letter == '"') {
-            inText = !inText;
-        } else if (!inText && (letter == '{' || letter == '[')) {
-            scan.deepest = std::max(scan.deepest, ++depth);
-        } else if (!inText && (letter == '}' || letter == ']')) {
-            --depth;
+        scan.strict = scan.strict && !isControl(letter);
+        if (letter == '"') {
+            return at + 1;
+        }
+        if (letter == '\\' && at + 1 < rest.size()) {
+            scan.text.push_back(rest[++at]);
+        }
+    }
+    return rest.size();
+}
+
+/// Takes a letter outside of texts, or a number as a whole; gives how long it is.
+std::size_t scanOutside(std::string_view rest, Scan& scan) {
+    const char letter = rest.front();
+    if (letter == '-' || (letter >= '0' && letter <= '9')) {
+        const std::string_view number = rest.substr(0, rest.find_first_not_of("+-.0123456789eE"));
+        scan.strict = scan.strict && isNumber(number);
+        scan.text.append(number);
+        return number.size();
+    }
+    if (letter == '{' || letter == '[') {
+        scan.deepest = std::max(scan.deepest, ++scan.depth);
+    } else if (letter == '}' || letter == ']') {
+        --scan.depth;
+    }
+    const bool isBlank = letter == '\t' || letter == '\n' || letter == '\r';
+    // What is no ASCII is a byte order mark, or wrong in any case.
+    scan.strict = scan.strict && (isBlank || (letter >= ' ' && letter <= '~'));
+    scan.text.push_back(letter);
+    return 1;
+}
+
+Scan scan(std::string_view text) {
+    Scan scan;
+    for (std::size_t at = 0; at < text.size();) {
+        const bool quoted = text[at] == '"';
+        at += scanOutside(text.substr(at), scan);
+        if (quoted) {
+            at += scanText(text.substr(at), scan);
         }
     }
     return scan;
@@ -82,7 +142,7 @@ Json Body_parse(std::string_view text, bool mayBeMissing) {
     if (scanned.deepest > kBodyDepthMax) {
         throw Problem{400, "The body is nested too deeply."};
     }
-    Json tree = Json_parse(scanned.text);
+    Json tree = scanned.strict ? Json_parse(scanned.text) : nullptr;
     if (tree == nullptr) {
         throw Problem{400, "The body is not JSON."};
     }
