@@ -49,6 +49,9 @@ State firstState(const Config& config, Store& store) {
     restore(store, state, kLockKind, Lock_restore);
     restore(store, state, kRoomKind, Room_restore);
     restore(store, state, kWallKind, Wall_restore);
+    // What was kept is no change, and nobody is told of it: whoever reads now, and follows then,
+    // misses nothing.
+    state.revision = 0;
     return state;
 }
 

@@ -125,11 +125,15 @@ void askReads(Reader& reader, std::span<const Request> reads, Batch& batch) {
 /// have not.
 void close(Reader& reader, const std::optional<Request>& closing, const std::string& device,
            Batch& batch) {
-    Reply closed{End::kUnverified};
-    if (closing) {
-        closed = askOne(reader, *closing);
-        reader.clean = closed.succeeded();
+    if (!closing) {
+        batch.outcome.end = End::kUnverified;
+        batch.outcome.reason =
+            "What \"" + device +
+            "\" says cannot be verified: too little is known of it for a second question.";
+        return;
     }
+    Reply closed = askOne(reader, *closing);
+    reader.clean = closed.succeeded();
     if (isFinal(closed)) {
         batch.outcome = std::move(closed);
     } else if (!closed.succeeded()) {

@@ -259,6 +259,18 @@ TEST_F(GatewayHttp, tells_events_goes_on_behind_one_and_resets_where_it_cannot) 
     lost.await("event: reset\ndata: {");
 }
 
+TEST_F(GatewayHttp, counts_changes_since_it_started_and_not_what_it_had_kept) {
+    start();
+    for (int each = 0; each < 20; ++each) {
+        ASSERT_EQ(ask("PUT", kApi + "/presets/" + std::to_string(each), kPreset).status, 201);
+    }
+    gateway->stop(SIGTERM);
+    start();
+    const avoip::Json presets = avoip::Json_parse(ask("GET", kApi + "/presets").body);
+    // That there is no daemon may be a change already.
+    EXPECT_LT(avoip::Json_number(presets.get(), "revision").value(), 20);
+}
+
 TEST_F(GatewayHttp, drops_a_client_that_does_not_read_and_no_other) {
     start();
     bed::Http lazy(kGatewayPort);

@@ -157,6 +157,9 @@ TEST_F(Reading, of_a_device_of_which_too_little_is_known_is_never_verified) {
     }
     const Batch batch = read("serial get params", "BOX");
     EXPECT_EQ(batch.outcome.end, End::kUnverified);
+    EXPECT_EQ(batch.outcome.reason,
+              "What \"BOX\" says cannot be verified: too little is known of it for a second "
+              "question.");
     EXPECT_TRUE(batch.replies.empty());
 }
 
