@@ -15,6 +15,8 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr auto kQuietMax = std::chrono::seconds(15);
+/// For how long a log-in that stood is taken to stand.
+constexpr auto kTrusted = std::chrono::seconds(5);
 constexpr std::size_t kBlock = std::size_t{16} * 1024;
 // What the system holds for a client that does not read.
 constexpr int kSendBuffer = 128 * 1024;
@@ -24,6 +26,7 @@ struct Stream {
     FollowerHandle follower;
     int socket;
     std::function<bool()> isAllowed;
+    steady_clock::time_point allowedUntil = {};
     bool greeted = false;
 };
 
@@ -42,6 +45,18 @@ bool await(const Stream& stream, steady_clock::time_point until) {
     return waits[1].revents == 0;
 }
 
+/// Whether the client's log-in still stands, as far as it has been looked at lately.
+bool isAllowed(Stream& stream) {
+    const auto now = steady_clock::now();
+    if (now >= stream.allowedUntil) {
+        if (!stream.isAllowed()) {
+            return false;
+        }
+        stream.allowedUntil = now + kTrusted;
+    }
+    return true;
+}
+
 ssize_t read(void* closure, std::uint64_t /*position*/, char* buffer, std::size_t most) {
     Stream& stream = *static_cast<Stream*>(closure);
     if (!stream.greeted) {
@@ -54,13 +69,13 @@ ssize_t read(void* closure, std::uint64_t /*position*/, char* buffer, std::size_
         std::string text;
         const Fetched taken = Feed_take(*stream.follower, most, text);
         if (taken == Fetched::kText) {
-            return put(buffer, text);
+            return isAllowed(stream) ? put(buffer, text) : MHD_CONTENT_READER_END_OF_STREAM;
         }
         if (taken != Fetched::kNothingYet || !await(stream, until)) {
             return MHD_CONTENT_READER_END_OF_STREAM;
         }
         if (steady_clock::now() >= until) {
-            return stream.isAllowed() ? put(buffer, kComment) : MHD_CONTENT_READER_END_OF_STREAM;
+            return isAllowed(stream) ? put(buffer, kComment) : MHD_CONTENT_READER_END_OF_STREAM;
         }
     }
 }

@@ -1,4 +1,5 @@
 // The gateway's command line, its configuration, and who may do what.
+#include "bed/wait.hpp"
 #include "gateway_bed.hpp"
 
 namespace {
@@ -113,6 +114,27 @@ TEST_F(GatewayAccounts, log_in_with_a_token_for_as_long_as_it_stands) {
         403);
     EXPECT_EQ(run({"token", "remove", "wall"}), 0);
     EXPECT_EQ(ask("GET", kApi + "/session", "", {cookie}).status, 401);
+}
+
+TEST_F(GatewayAccounts, that_are_removed_get_no_more_events_however_many_there_are) {
+    const std::string admin = addToken("boss", "admin");
+    const std::string viewer = addToken("screen", "viewer");
+    start();
+    bed::Http stream(kGatewayPort);
+    stream.send("GET /api/v1/events HTTP/1.1\r\nHost: localhost\r\n" + viewer + "\r\n\r\n");
+    ask("PUT", kApi + "/presets/a", R"({"routes":{}})", {admin});
+    stream.await("event: log\n");
+    EXPECT_EQ(ask("DELETE", kApi + "/tokens/screen", "", {admin}).status, 204);
+    // Each change gives several lines; the last chunk is a line too.
+    std::string line;
+    const auto end = std::chrono::steady_clock::now() + bed::kPatience;
+    while (line != "0\r\n" && std::chrono::steady_clock::now() < end) {
+        ask("PUT", kApi + "/presets/a", R"({"routes":{}})", {admin});
+        do {
+            line = stream.await("\n");
+        } while (line != "0\r\n" && line != "event: log\n");
+    }
+    EXPECT_EQ(line, "0\r\n");
 }
 
 TEST_F(GatewayAccounts, of_tokens_may_be_limited_to_rooms_that_there_are) {
