@@ -250,6 +250,26 @@ TEST_F(GatewayAccounts, of_a_configuration_that_is_not_there_are_none) {
     EXPECT_EQ(program.awaitExit(), (bed::Exit{false, 2}));
 }
 
+TEST_F(GatewayAccounts, of_a_configuration_that_is_a_folder_are_none) {
+    bed::DaemonOptions chosen = options();
+    chosen.arguments = {"--config", folder, "--check"};
+    bed::Daemon program(chosen);
+    EXPECT_EQ(program.awaitExit(), (bed::Exit{false, 2}));
+    EXPECT_EQ(program.errors().all(),
+              "avoipgw: " + folder + ": this is a folder, and has to be a file\n");
+}
+
+TEST_F(GatewayAccounts, a_relative_data_path_is_refused_with_its_place) {
+    for (const std::string data : {"", "data", "./data"}) {
+        std::ofstream(folder + "/gateway.toml") << "site = \"a\"\ndata = \"" << data << "\"\n";
+        std::string errors;
+        EXPECT_EQ(run({}, "", nullptr, &errors), 2) << data;
+        EXPECT_EQ(errors, "avoipgw: " + folder +
+                              "/gateway.toml:2:8: data must be a whole path, which begins with "
+                              "\"/\"\n");
+    }
+}
+
 TEST_F(GatewayAccounts, a_taken_port_ends_it) {
     start();
     EXPECT_EQ(run({}), 1);
