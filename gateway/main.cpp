@@ -31,7 +31,7 @@ void prepareSignals() {
 
 int run(const Options& options) {
     const Config config = Config_read(options.config);
-    const std::string data = std::filesystem::absolute(config.data).lexically_normal().string();
+    const std::string data = std::filesystem::path(config.data).lexically_normal().string();
     switch (options.action) {
         case Action::kCheck:
             return 0;

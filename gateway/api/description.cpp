@@ -1,5 +1,6 @@
 #include "gateway/api/description.hpp"
 
+#include <algorithm>
 #include <string_view>
 
 #include "gateway/api/endpoint.hpp"
@@ -31,12 +32,24 @@ void addContent(cJSON* parent, std::string_view type, std::string_view schema) {
     }
 }
 
-void addParameter(cJSON* parameters, std::string_view name, bool isPath) {
+/// Runs over the parts of a text that has a blank between two.
+template <class Take>
+void forEachPart(std::string_view text, Take take) {
+    while (!text.empty()) {
+        const std::string_view part = text.substr(0, text.find(' '));
+        take(part);
+        text.remove_prefix(std::min(part.size() + 1, text.size()));
+    }
+}
+
+/// `place`: path, query or header.
+void addParameter(cJSON* parameters, std::string_view name, std::string_view place,
+                  std::string_view schema) {
     cJSON* const parameter = Json_appendObject(parameters);
     Json_addText(parameter, "name", name);
-    Json_addText(parameter, "in", isPath ? "path" : "query");
-    Json_addTruth(parameter, "required", isPath);
-    addReference(parameter, isPath ? "Part" : std::string("Query_").append(name));
+    Json_addText(parameter, "in", place);
+    Json_addTruth(parameter, "required", place == "path");
+    addReference(parameter, schema);
 }
 
 void addParameters(cJSON* operation, const Endpoint& endpoint) {
@@ -44,12 +57,13 @@ void addParameters(cJSON* operation, const Endpoint& endpoint) {
     std::string_view path = endpoint.path;
     while (path.find('{') != std::string_view::npos) {
         path.remove_prefix(path.find('{') + 1);
-        addParameter(parameters, path.substr(0, path.find('}')), true);
+        addParameter(parameters, path.substr(0, path.find('}')), "path", "Part");
     }
-    for (std::string_view left = endpoint.query; !left.empty();) {
-        const std::string_view name = left.substr(0, left.find(' '));
-        addParameter(parameters, name, false);
-        left.remove_prefix(std::min(name.size() + 1, left.size()));
+    forEachPart(endpoint.query, [parameters](std::string_view name) {
+        addParameter(parameters, name, "query", std::string("Query_").append(name));
+    });
+    if (endpoint.response == kEventStream) {
+        addParameter(parameters, "Last-Event-ID", "header", "LastEventId");
     }
 }
 
@@ -71,10 +85,9 @@ void addResponse(cJSON* responses, int status, const Endpoint& endpoint) {
     cJSON* const response = Json_addObject(responses, std::to_string(status));
     Json_addText(response, "description", status == 201 ? "It is new" : "It is done");
     const bool isSchema = endpoint.response.find('/') == std::string_view::npos;
-    if (!endpoint.response.empty()) {
-        addContent(response, isSchema ? kJson : endpoint.response,
-                   isSchema ? endpoint.response : "");
-    }
+    forEachPart(endpoint.response, [response, isSchema](std::string_view part) {
+        addContent(response, isSchema ? kJson : part, isSchema ? part : "");
+    });
     if (endpoint.response == "Edid") {
         addContent(response, kBytes, "");
     }
@@ -92,11 +105,8 @@ void addOperation(cJSON* path, const Endpoint& endpoint) {
     addBody(operation, endpoint);
     cJSON* const responses = Json_addObject(operation, "responses");
     addResponse(responses, endpoint.status, endpoint);
-    // What is put under a name may be new; an image may have been there.
-    const bool isKept = endpoint.method == "PUT" && endpoint.path.find('{') != std::string::npos &&
-                        endpoint.access != Access::kAnybody;
-    if (isKept || endpoint.body == BodyKind::kImage) {
-        addResponse(responses, endpoint.status == 201 ? 200 : 201, endpoint);
+    if (endpoint.otherStatus != 0) {
+        addResponse(responses, endpoint.otherStatus, endpoint);
     }
     cJSON* const problem = Json_addObject(responses, "default");
     Json_addText(problem, "description", "Why it is not done");

@@ -30,6 +30,9 @@ enum class BodyKind {
     kImage      ///< bytes, many: they become a file as they come in
 };
 
+/// What the stream of events is.
+inline constexpr std::string_view kEventStream = "text/event-stream";
+
 struct Endpoint {
     std::string_view method;
     /// The path, with the open parts in braces: "/api/v1/devices/{id}".
@@ -44,10 +47,13 @@ struct Endpoint {
     std::string_view action = {};
     /// The parameters behind "?", a blank between two.
     std::string_view query = {};
-    /// The schemas of the body and of the usual response, and its status; empty for none.
+    /// The schemas of the body and of the usual response, and its status; empty for none. A
+    /// response that is no JSON has its media types in place of a schema, a blank between two.
     std::string_view request = {};
     std::string_view response = {};
     int status = 200;
+    /// The status when what is put was not there, or what is added was there; 0: there is one only.
+    int otherStatus = 0;
 };
 
 /// All calls, in the order of the documentation.

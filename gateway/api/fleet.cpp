@@ -124,6 +124,9 @@ Response giveEdid(Gateway& gateway, Call& call) {
     const std::vector<std::uint8_t> bytes =
         call.binaryBody ? std::vector<std::uint8_t>(call.body.begin(), call.body.end())
                         : take(Edid_readBody(Body_parse(call.body).get()));
+    if (bytes.empty()) {
+        throw Problem{422, "The EDID holds no bytes; it is made of blocks of 128.", "edid"};
+    }
     take(Edid_give(gateway.operations, call.parts.at(0), bytes));
     // No encoder tells its EDID.
     return Response_json(Edid_json(bytes, false));

@@ -22,7 +22,8 @@ constexpr std::array kEndpoints{
     Endpoint{"GET", "/healthz/ready", "ready", "Whether the daemon serves", kAnybody, kNone,
              h::ready, "", "", "", "Health"},
     Endpoint{"GET", "/metrics", "metrics", "Counters and measures", Access::kViewerOrLoopback,
-             kNone, h::metrics, "", "", "", "text/plain"},
+             kNone, h::metrics, "", "", "",
+             "text/plain;version=0.0.4 application/openmetrics-text;version=1.0.0"},
     Endpoint{"GET", "/api/v1/openapi.json", "description", "This description", kViewer, kNone,
              h::description, "", "", "", "Anything"},
 
@@ -89,7 +90,7 @@ constexpr std::array kEndpoints{
     Endpoint{"GET", "/api/v1/presets/{name}", "preset", "One preset", kViewer, kNone, h::preset, "",
              "", "", "Preset"},
     Endpoint{"PUT", "/api/v1/presets/{name}", "putPreset", "Keep a preset", kAdmin, kBody,
-             h::putPreset, "preset", "", "PresetChange", "Preset"},
+             h::putPreset, "preset", "", "PresetChange", "Preset", 200, 201},
     Endpoint{"DELETE", "/api/v1/presets/{name}", "removePreset", "Remove a preset", kAdmin, kNone,
              h::removePreset, "preset-removal", "", "", "", 204},
     Endpoint{"POST", "/api/v1/presets/{name}/recall", "recallPreset", "Recall a preset", kOperator,
@@ -98,7 +99,7 @@ constexpr std::array kEndpoints{
     Endpoint{"GET", "/api/v1/locks", "locks", "All locks", kViewer, kNone, h::locks, "", "", "",
              "Locks"},
     Endpoint{"PUT", "/api/v1/locks/{decoder}", "putLock", "Lock a decoder", kOperator, kOptional,
-             h::putLock, "lock", "", "LockChange", "Lock"},
+             h::putLock, "lock", "", "LockChange", "Lock", 200, 201},
     Endpoint{"DELETE", "/api/v1/locks/{decoder}", "removeLock", "Release a decoder", kOperator,
              kNone, h::removeLock, "unlock", "", "", "", 204},
 
@@ -107,7 +108,7 @@ constexpr std::array kEndpoints{
     Endpoint{"GET", "/api/v1/rooms/{name}", "room", "One room", kViewer, kNone, h::room, "", "", "",
              "Room"},
     Endpoint{"PUT", "/api/v1/rooms/{name}", "putRoom", "Keep a room", kAdmin, kBody, h::putRoom,
-             "room", "", "RoomChange", "Room"},
+             "room", "", "RoomChange", "Room", 200, 201},
     Endpoint{"DELETE", "/api/v1/rooms/{name}", "removeRoom", "Remove a room", kAdmin, kNone,
              h::removeRoom, "room-removal", "", "", "", 204},
 
@@ -131,14 +132,14 @@ constexpr std::array kEndpoints{
     Endpoint{"GET", "/api/v1/walls/{name}", "wall", "One video wall", kViewer, kNone, h::wall, "",
              "", "", "Wall"},
     Endpoint{"PUT", "/api/v1/walls/{name}", "putWall", "Apply a video wall", kAdmin, kBody,
-             h::putWall, "wall", "override", "WallChange", "Wall"},
+             h::putWall, "wall", "override", "WallChange", "Wall", 200, 201},
     Endpoint{"DELETE", "/api/v1/walls/{name}", "removeWall", "Take a video wall apart", kAdmin,
              kNone, h::removeWall, "wall-removal", "override", "", "", 204},
 
     Endpoint{"GET", "/api/v1/firmware", "images", "All firmware images", kViewer, kNone, h::images,
              "", "", "", "Firmware"},
     Endpoint{"POST", "/api/v1/firmware", "addImage", "Add a firmware image", kAdmin,
-             BodyKind::kImage, h::addImage, "firmware", "", "", "Image", 201},
+             BodyKind::kImage, h::addImage, "firmware", "", "", "Image", 201, 200},
     Endpoint{"GET", "/api/v1/firmware/{id}", "image", "One firmware image", kViewer, kNone,
              h::image, "", "", "", "Image"},
     Endpoint{"DELETE", "/api/v1/firmware/{id}", "removeImage", "Remove a firmware image", kAdmin,
@@ -156,7 +157,7 @@ constexpr std::array kEndpoints{
              "before limit q", "", "Log"},
     // What streams has no handler: whoever carries the call knows how.
     Endpoint{"GET", "/api/v1/events", "events", "What changes, as it changes", kViewer, kNone,
-             nullptr, "", "", "", "text/event-stream"},
+             nullptr, "", "", "", kEventStream},
 };
 
 }  // namespace

@@ -27,8 +27,9 @@ std::string siteProblem(const std::string& text) {
     return fine ? "" : "must be 1 to 32 of the characters a-z, 0-9 and \"-\"";
 }
 
-std::string notEmpty(const std::string& text) {
-    return text.empty() ? "must not be empty" : "";
+/// The daemon, which opens images by their path in this folder, has another working folder.
+std::string dataProblem(const std::string& text) {
+    return text.starts_with('/') ? "" : "must be a whole path, which begins with \"/\"";
 }
 
 std::string consoleProblem(const std::string& text) {
@@ -94,7 +95,7 @@ constexpr int kDayS = 86400;
 std::vector<Key> keys(Config& config) {
     return {
         {"", "site", TextKey{&config.site, siteProblem}},
-        {"", "data", TextKey{&config.data, notEmpty}},
+        {"", "data", TextKey{&config.data, dataProblem}},
         {"console", "address", TextKey{&config.console.address, consoleProblem}},
         {"http", "listen", TextsKey{&config.http.listen, listenProblem, false}},
         {"http", "tls_certificate", TextKey{&config.http.tlsCertificate}},
@@ -263,9 +264,13 @@ Config Config_read(const std::optional<std::string>& file) {
     if (!file && !std::filesystem::exists(name, error)) {
         return {};
     }
+    // Before it is opened: reading a folder throws.
+    if (std::filesystem::is_directory(name, error)) {
+        throw ConfigError{name + ": this is a folder, and has to be a file"};
+    }
     std::ifstream in(name, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(in), {}};
-    if (!in.good() || std::filesystem::is_directory(name, error)) {
+    if (!in.good()) {
         throw ConfigError{name + ": the file cannot be read"};
     }
     return Config_parse(text, name);

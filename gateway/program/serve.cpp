@@ -125,6 +125,7 @@ void awaitSignal() {
 }
 
 void serve(const Config& config, const std::string& data) {
+    const Descriptor claim = Store_claim(data);
     const StoreHandle store = Store_open(data);
     Image_prepare(*store, data);
     checkReach(config, *store);

@@ -1,12 +1,14 @@
 #include "gateway/store/store.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "gateway/store/store_state.hpp"
-#include "lib/base/descriptor.hpp"
 
 namespace avoip::gw {
 namespace {
@@ -32,14 +34,18 @@ constexpr const char* kSchema =
     "CREATE INDEX IF NOT EXISTS log_time ON log(time);"
     "PRAGMA user_version=1;";
 
-/// The path of the database in a folder; both stand by then. The group may read the folder, for
-/// images; users and tokens are for the own user alone.
-std::string databaseIn(const std::string& folder) {
+void makeFolder(const std::string& folder) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
         throw StoreError{folder + ": " + error.message()};
     }
+}
+
+/// The path of the database in a folder; both stand by then. The group may read the folder, for
+/// images; users and tokens are for the own user alone.
+std::string databaseIn(const std::string& folder) {
+    makeFolder(folder);
     std::string path = folder + "/gateway.sqlite";
     const Descriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerOnly));
     return path;
@@ -109,6 +115,17 @@ Store::Store(const std::string& path)
 
 void StoreClose::operator()(Store* store) const {
     delete store;
+}
+
+Descriptor Store_claim(const std::string& folder) {
+    makeFolder(folder);
+    Descriptor claim(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!claim.isOpen() || ::flock(claim.get(), LOCK_EX | LOCK_NB) != 0) {
+        throw StoreError{folder + ": " +
+                         (errno == EWOULDBLOCK ? "another avoipgw uses this data folder"
+                                               : std::generic_category().message(errno))};
+    }
+    return claim;
 }
 
 StoreHandle Store_open(const std::string& folder) {

@@ -18,6 +18,7 @@
 #include "gateway/base/role.hpp"
 #include "gateway/state/time.hpp"
 #include "gateway/store/database.hpp"
+#include "lib/base/descriptor.hpp"
 
 namespace avoip::gw {
 
@@ -43,7 +44,13 @@ struct StoreClose {
 };
 using StoreHandle = std::unique_ptr<Store, StoreClose>;
 
-/// Opens the store in a folder, which is made where it is missing. Throws StoreError.
+/// Takes a data folder, which is made where it is missing, for a gateway that serves from it: no
+/// other one has it as long as the descriptor is open, in whatever way the process ends. Throws
+/// StoreError, also when another one has it.
+Descriptor Store_claim(const std::string& folder);
+
+/// Opens the store in a folder, which is made where it is missing, whoever has claimed it. Throws
+/// StoreError.
 StoreHandle Store_open(const std::string& folder);
 
 struct Document {

@@ -250,9 +250,44 @@ TEST_F(GatewayAccounts, of_a_configuration_that_is_not_there_are_none) {
     EXPECT_EQ(program.awaitExit(), (bed::Exit{false, 2}));
 }
 
+TEST_F(GatewayAccounts, of_a_configuration_that_is_a_folder_are_none) {
+    bed::DaemonOptions chosen = options();
+    chosen.arguments = {"--config", folder, "--check"};
+    bed::Daemon program(chosen);
+    EXPECT_EQ(program.awaitExit(), (bed::Exit{false, 2}));
+    EXPECT_EQ(program.errors().all(),
+              "avoipgw: " + folder + ": this is a folder, and has to be a file\n");
+}
+
+TEST_F(GatewayAccounts, a_relative_data_path_is_refused_with_its_place) {
+    for (const std::string data : {"", "data", "./data"}) {
+        std::ofstream(folder + "/gateway.toml") << "site = \"a\"\ndata = \"" << data << "\"\n";
+        std::string errors;
+        EXPECT_EQ(run({}, "", nullptr, &errors), 2) << data;
+        EXPECT_EQ(errors, "avoipgw: " + folder +
+                              "/gateway.toml:2:8: data must be a whole path, which begins with "
+                              "\"/\"\n");
+    }
+}
+
 TEST_F(GatewayAccounts, a_taken_port_ends_it) {
     start();
-    EXPECT_EQ(run({}), 1);
+    std::ofstream(folder + "/gateway.toml") << "data = \"" << folder << "/other\"\n";
+    std::string errors;
+    EXPECT_EQ(run({}, "", nullptr, &errors), 1);
+    EXPECT_NE(errors.find("127.0.0.1:8088"), std::string::npos) << errors;
+}
+
+TEST_F(GatewayAccounts, a_data_folder_that_another_gateway_uses_ends_it) {
+    start();
+    configure("[http]\nlisten = [\"127.0.0.1:8089\"]\n");
+    std::string errors;
+    EXPECT_EQ(run({}, "", nullptr, &errors), 1);
+    EXPECT_EQ(errors, "avoipgw: " + folder + "/data: another avoipgw uses this data folder\n");
+    EXPECT_EQ(run({"user", "add", "anna", "--role", "admin", "--password-stdin"}, "a\n"), 0);
+    EXPECT_EQ(run({"token", "add", "t", "--role", "viewer"}), 0);
+    gateway->stop(SIGKILL);
+    start();
 }
 
 TEST_F(GatewayAccounts, a_data_path_that_the_console_cannot_carry_ends_it) {

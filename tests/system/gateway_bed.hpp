@@ -22,7 +22,11 @@ inline constexpr std::uint16_t kGatewayPort = 8088;
 class GatewayBed : public testing::Test {
   protected:
     GatewayBed() { configure(""); }
-    ~GatewayBed() override { std::filesystem::remove_all(folder); }
+    ~GatewayBed() override {
+        // It would make files while the folder is emptied.
+        gateway.reset();
+        std::filesystem::remove_all(folder);
+    }
 
     static std::string makeFolder() {
         std::string pattern = (std::filesystem::temp_directory_path() / "avoipgwXXXXXX").string();

@@ -84,7 +84,7 @@ class Client:
         if "content" not in described:
             assert text == b"", (operation["operationId"], text)
             return status, None
-        content = described["content"][media]
+        content = {key.split(";")[0]: value for key, value in described["content"].items()}[media]
         if not media.endswith("json"):
             return status, text.decode()
         value = json.loads(text)
@@ -94,6 +94,25 @@ class Client:
     def _check(self, content, value):
         schema = {**content["schema"], "components": self._root["components"]}
         Draft202012Validator(schema).validate(value)
+
+
+# The calls whose answer says by its status whether something is new.
+MAKING = {"putPreset", "putLock", "putRoom", "putWall", "addImage"}
+
+
+def check_description(client):
+    """What the description says beyond schemas."""
+    both = {name for name, (_, _, operation) in client.operations.items()
+            if {"200", "201"} <= set(operation["responses"])}
+    assert both == MAKING, both
+    made = {name for name, (_, _, operation) in client.operations.items()
+            if "201" in operation["responses"]}
+    assert made == MAKING | {"addUser", "addToken"}, made
+    assert set(client.operations["metrics"][2]["responses"]["200"]["content"]) == {
+        "text/plain;version=0.0.4", "application/openmetrics-text;version=1.0.0"}
+    assert [(each["name"], each["in"], each["required"])
+            for each in client.operations["events"][2]["parameters"]] == [
+                ("Last-Event-ID", "header", False)]
 
 
 def drive(client):
@@ -151,6 +170,7 @@ def main():
                 while not listens(path) and time.monotonic() < end:
                     time.sleep(0.01)
                 client = Client(path)
+                check_description(client)
                 drive(client)
                 print(f"{len(client.called)} of {len(client.operations)} calls, as described")
             finally:

@@ -100,6 +100,14 @@ TEST_F(GatewayFleet, carries_edids_as_bytes_and_as_json) {
     EXPECT_TRUE(given.body.ends_with(R"("confirmed":false})")) << given.body;
 }
 
+TEST_F(GatewayFleet, says_of_an_edid_without_bytes_that_it_has_none) {
+    const bed::HttpAnswer answer =
+        ask("PUT", kApi + "/devices/TX-0001/edid", "", {"Content-Type: application/octet-stream"});
+    EXPECT_EQ(answer.status, 422);
+    EXPECT_EQ(member(answer, "field"), "edid");
+    EXPECT_EQ(member(answer, "detail"), "The EDID holds no bytes; it is made of blocks of 128.");
+}
+
 TEST_F(GatewayFleet, sends_what_is_taken_on_and_not_seen_to_be_done) {
     const std::string device = kApi + "/devices/RX-0001";
     EXPECT_EQ(ask("POST", device + "/serial/data", R"({"data":"SGVsbG8="})").status, 202);
