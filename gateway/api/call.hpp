@@ -32,6 +32,9 @@ struct Caller {
     bool loopback = false;
 };
 
+/// The parameters behind the "?", decoded; a flag without "=" has no text.
+using Query = std::map<std::string, std::string, std::less<>>;
+
 struct Endpoint;
 
 struct Call {
@@ -39,8 +42,7 @@ struct Call {
     std::string method = {};
     /// What stands in the places of the path that the endpoint leaves open, decoded.
     std::vector<std::string> parts = {};
-    /// The parameters behind the "?", decoded; a flag without "=" has no text.
-    std::map<std::string, std::string, std::less<>> query = {};
+    Query query = {};
     std::string body = {};
     /// Whether the body is bytes (application/octet-stream), not JSON.
     bool binaryBody = false;

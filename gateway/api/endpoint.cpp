@@ -59,16 +59,11 @@ std::vector<std::string> partsOf(const std::vector<std::string_view>& row,
     return parts;
 }
 
-void checkQuery(const Call& call) {
-    const std::string_view known = call.endpoint->query;
-    for (const auto& [name, value] : call.query) {
-        const bool found =
-            !name.empty() && name.find(' ') == std::string::npos &&
-            std::string(" ").append(known).append(" ").find(" " + name + " ") != std::string::npos;
-        if (!found) {
-            throw Problem{422, "There is no parameter \"" + name + "\" here.", name};
-        }
-    }
+/// Whether the row takes a parameter of this name.
+bool takes(const Endpoint& endpoint, const std::string& name) {
+    return !name.empty() && name.find(' ') == std::string::npos &&
+           std::string(" ").append(endpoint.query).append(" ").find(" " + name + " ") !=
+               std::string::npos;
 }
 
 /// A call without a body takes an empty object for none.
@@ -104,7 +99,6 @@ void writeLog(Gateway& gateway, const Call& call, const Response& response) {
 
 Response handled(Gateway& gateway, Call& call) {
     try {
-        checkQuery(call);
         checkNoBody(call);
         return call.endpoint->handle(gateway, call);
     } catch (const Problem& problem) {
@@ -130,6 +124,31 @@ std::optional<std::string> Url_decode(std::string_view text, bool isQuery) {
         at += 2;
     }
     return decoded;
+}
+
+Query Endpoint_readQuery(const Endpoint& endpoint, std::string_view text) {
+    Query query;
+    while (!text.empty()) {
+        const std::string_view pair = text.substr(0, text.find('&'));
+        text.remove_prefix(std::min(pair.size() + 1, text.size()));
+        if (pair.empty()) {
+            continue;
+        }
+        const std::size_t equals = pair.find('=');
+        const auto name = Url_decode(pair.substr(0, equals), true);
+        const auto value =
+            Url_decode(equals == std::string_view::npos ? "" : pair.substr(equals + 1), true);
+        if (!name || !value) {
+            throw Problem{400, "The parameters are not percent-encoded as they should be."};
+        }
+        if (!takes(endpoint, *name)) {
+            throw Problem{422, "There is no parameter \"" + *name + "\" here.", *name};
+        }
+        if (!query.emplace(*name, *value).second) {
+            throw Problem{422, "The parameter \"" + *name + "\" stands twice.", *name};
+        }
+    }
+    return query;
 }
 
 Match Endpoint_match(std::string_view method, std::string_view path) {

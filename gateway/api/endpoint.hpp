@@ -78,6 +78,10 @@ Match Endpoint_match(std::string_view method, std::string_view path);
 /// Decodes "%XX", and "+" as a blank in a query. Nothing when a "%" has no two digits behind it.
 std::optional<std::string> Url_decode(std::string_view text, bool isQuery);
 
+/// Reads the parameters behind the "?" of a path, which may be none. Throws the Problem 400 when
+/// they are wrongly encoded, and 422 for one that the row does not have or that stands twice.
+Query Endpoint_readQuery(const Endpoint& endpoint, std::string_view text);
+
 /// Makes the call, which the caller may make, and gives its response, whatever happens. What
 /// changes something is logged.
 Response Endpoint_call(Gateway& gateway, Call& call);

@@ -109,23 +109,6 @@ void checkOrigin(MHD_Connection* connection) {
     }
 }
 
-void readQuery(Call& call, std::string_view query) {
-    while (!query.empty()) {
-        const std::string_view pair = query.substr(0, query.find('&'));
-        query.remove_prefix(std::min(pair.size() + 1, query.size()));
-        const std::size_t equals = pair.find('=');
-        const auto name = Url_decode(pair.substr(0, equals), true);
-        const auto value =
-            Url_decode(equals == std::string_view::npos ? "" : pair.substr(equals + 1), true);
-        if (!name || !value) {
-            throw Problem{400, "The parameters are not percent-encoded as they should be."};
-        }
-        if (!pair.empty()) {
-            call.query[*name] = *value;
-        }
-    }
-}
-
 /// The media type of the body, without its parameters.
 std::string_view mediaType(std::string_view value) {
     value = value.substr(0, value.find(';'));
@@ -200,7 +183,8 @@ void begin(Request& request, Gateway& gateway, const Ends& ends, MHD_Connection*
         checkOrigin(connection);
     }
     call.caller = Access_check(gateway, *call.endpoint, request.credentials);
-    readQuery(call, mark == std::string_view::npos ? "" : target.substr(mark + 1));
+    call.query = Endpoint_readQuery(*call.endpoint,
+                                    mark == std::string_view::npos ? "" : target.substr(mark + 1));
     call.accept = header(connection, MHD_HTTP_HEADER_ACCEPT).value_or("");
     call.secure = ends.secure;
     checkBody(request, connection);

@@ -171,8 +171,8 @@ std::string Edid_json(std::span<const std::uint8_t> edid, std::optional<bool> co
         Json_addText(decoded, "product", facts.product);
         Json_addText(decoded, "serial", facts.serial);
         Json_addText(decoded, "made", facts.made);
-        Json_addTextOrNull(decoded, "preferredMode", facts.preferredMode);
-        Json_addTruth(decoded, "checksumIsRight", facts.checksumIsRight);
+        Json_addTextOrNull(decoded, "preferred_mode", facts.preferredMode);
+        Json_addTruth(decoded, "checksum_is_right", facts.checksumIsRight);
     } else {
         Json_addNull(root.get(), "decoded");
     }

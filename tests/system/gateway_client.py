@@ -41,6 +41,7 @@ class Client:
     def __init__(self, path):
         self._path = path
         self._root = json.loads(self._request("GET", "/api/v1/openapi.json")[2])
+        self.schemas = self._root["components"]["schemas"]
         self.called = set()
         self.operations = {}
         for route, methods in self._root["paths"].items():
@@ -101,7 +102,11 @@ MAKING = {"putPreset", "putLock", "putRoom", "putWall", "addImage"}
 
 
 def check_description(client):
-    """What the description says beyond schemas."""
+    """What the description says beyond what the calls show."""
+    check_names(client.schemas)
+    facts = client.schemas["EdidFacts"]
+    assert set(facts["required"]) == set(facts["properties"]), facts
+    assert facts["properties"]["preferred_mode"] == {"type": ["string", "null"]}, facts
     both = {name for name, (_, _, operation) in client.operations.items()
             if {"200", "201"} <= set(operation["responses"])}
     assert both == MAKING, both
@@ -113,6 +118,18 @@ def check_description(client):
     assert [(each["name"], each["in"], each["required"])
             for each in client.operations["events"][2]["parameters"]] == [
                 ("Last-Event-ID", "header", False)]
+
+
+def check_names(schema):
+    """Members are called in snake_case, at any depth."""
+    if isinstance(schema, dict):
+        for name in schema.get("properties", {}):
+            assert re.fullmatch(r"[a-z0-9_]+", name), name
+        for part in schema.values():
+            check_names(part)
+    elif isinstance(schema, list):
+        for part in schema:
+            check_names(part)
 
 
 def drive(client):

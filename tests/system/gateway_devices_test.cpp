@@ -93,6 +93,9 @@ TEST_F(GatewayFleet, carries_edids_as_bytes_and_as_json) {
     const std::string json = ask("GET", kApi + "/devices/RX-0001/edid").body;
     EXPECT_TRUE(json.starts_with(R"({"edid":"AP///////w)")) << json;
     EXPECT_NE(json.find(R"("decoded":{"manufacturer":"SIM")"), std::string::npos) << json;
+    EXPECT_TRUE(
+        json.ends_with(R"("preferred_mode":"1920x1080 at 60.00 Hz","checksum_is_right":true}})"))
+        << json;
     const bed::HttpAnswer given = ask("PUT", kApi + "/devices/TX-0001/edid", bytes,
                                       {"Content-Type: application/octet-stream"});
     EXPECT_EQ(given.status, 200);

@@ -150,7 +150,7 @@ export default {
     "device.unknown": "Es gibt kein Gerät {id}",
 
     "edid.bytes": "{count} Bytes",
-    "edid.checksumIsRight": "Prüfsumme",
+    "edid.checksum_is_right": "Prüfsumme",
     "edid.compare": "Vergleichen mit …",
     "edid.differs": "anders",
     "edid.encoder": "Kein Encoder sagt, welche EDID er hat. Wählen Sie den Bildschirm, dessen EDID er seiner Quelle anbieten soll.",
@@ -161,7 +161,7 @@ export default {
     "edid.giveto": "Geben an …",
     "edid.made": "Hergestellt",
     "edid.manufacturer": "Hersteller",
-    "edid.preferredMode": "Bevorzugter Modus",
+    "edid.preferred_mode": "Bevorzugter Modus",
     "edid.product": "Produkt",
     "edid.read": "EDID des Bildschirms lesen",
     "edid.right": "richtig",

@@ -150,7 +150,7 @@ export default {
     "device.unknown": "There is no device {id}",
 
     "edid.bytes": "{count} bytes",
-    "edid.checksumIsRight": "Checksum",
+    "edid.checksum_is_right": "Checksum",
     "edid.compare": "Compare with…",
     "edid.differs": "differs",
     "edid.encoder": "No encoder tells which EDID it has. Choose the screen whose EDID it shall offer to its source.",
@@ -161,7 +161,7 @@ export default {
     "edid.giveto": "Give to…",
     "edid.made": "Made",
     "edid.manufacturer": "Manufacturer",
-    "edid.preferredMode": "Preferred mode",
+    "edid.preferred_mode": "Preferred mode",
     "edid.product": "Product",
     "edid.read": "Read the screen's EDID",
     "edid.right": "right",

@@ -21,7 +21,7 @@ import { hexOf } from "./serial.js";
  * @property {Record<string, any> | null} decoded
  */
 
-const FACTS = ["manufacturer", "product", "serial", "made", "preferredMode", "checksumIsRight"];
+const FACTS = ["manufacturer", "product", "serial", "made", "preferred_mode", "checksum_is_right"];
 const LINE = 16;
 
 async function read(/** @type {string} */ decoder) {
@@ -32,7 +32,7 @@ async function read(/** @type {string} */ decoder) {
 
 function fact(/** @type {Edid} */ edid, /** @type {string} */ name) {
     const value = edid.decoded?.[name];
-    return name === "checksumIsRight" ? t(value ? "edid.right" : "edid.wrong") : value || "–";
+    return name === "checksum_is_right" ? t(value ? "edid.right" : "edid.wrong") : value || "–";
 }
 
 /** Asks, and gives an encoder an EDID. */
