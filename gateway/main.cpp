@@ -31,7 +31,8 @@ void prepareSignals() {
 
 int run(const Options& options) {
     const Config config = Config_read(options.config);
-    const std::string data = std::filesystem::path(config.data).lexically_normal().string();
+    // The daemon, which opens images by their path, has another working folder.
+    const std::string data = std::filesystem::absolute(config.data).lexically_normal().string();
     switch (options.action) {
         case Action::kCheck:
             return 0;

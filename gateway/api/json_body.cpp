@@ -114,7 +114,8 @@ bool holdsNul(std::string_view text) {
 /// this belongs to.
 void check(const cJSON* value, std::string_view field) {
     if (holdsNul(Json_text(value).value_or(""))) {
-        throw Problem{422, std::string(field) + " must not hold a NUL.", std::string(field)};
+        throw Problem{422, std::string(field) + " must not hold a NUL or U+FDD0.",
+                      std::string(field)};
     }
     std::set<std::string_view> keys;
     for (const cJSON* const item : Json_items(value)) {
@@ -123,7 +124,7 @@ void check(const cJSON* value, std::string_view field) {
             throw Problem{400, "A member stands twice in the same object.", std::string(key)};
         }
         if (holdsNul(key)) {
-            throw Problem{422, "A key must not hold a NUL.", std::string(field)};
+            throw Problem{422, "A key must not hold a NUL or U+FDD0.", std::string(field)};
         }
         check(item, key);
     }

@@ -131,9 +131,9 @@ void plan(Confirming& confirming, DeviceWatch& watch, Moment now) {
     }
 }
 
-/// The device to look at next: of those whose look is due, or will be due first, one that was listed
-/// last, and of these one that has been looked at once, so that those that answer are done before
-/// silent ones have used up the time.
+/// The device to look at next: of those whose look is due, or will be due first, one that the last
+/// listing has heard, and of these one that has agreed once, so that those that answer are done
+/// before silent ones have used up the time.
 DeviceWatch* choose(Confirming& confirming, const Session& session, Moment now) {
     const Moment until = std::max(now, Confirming_next(confirming).value_or(now));
     const auto rank = [&](const DeviceWatch& watch) {

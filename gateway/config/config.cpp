@@ -27,9 +27,8 @@ std::string siteProblem(const std::string& text) {
     return fine ? "" : "must be 1 to 32 of the characters a-z, 0-9 and \"-\"";
 }
 
-/// The daemon, which opens images by their path in this folder, has another working folder.
-std::string dataProblem(const std::string& text) {
-    return text.starts_with('/') ? "" : "must be a whole path, which begins with \"/\"";
+std::string notEmpty(const std::string& text) {
+    return text.empty() ? "must not be empty" : "";
 }
 
 std::string consoleProblem(const std::string& text) {
@@ -95,7 +94,7 @@ constexpr int kDayS = 86400;
 std::vector<Key> keys(Config& config) {
     return {
         {"", "site", TextKey{&config.site, siteProblem}},
-        {"", "data", TextKey{&config.data, dataProblem}},
+        {"", "data", TextKey{&config.data, notEmpty}},
         {"console", "address", TextKey{&config.console.address, consoleProblem}},
         {"http", "listen", TextsKey{&config.http.listen, listenProblem, false}},
         {"http", "tls_certificate", TextKey{&config.http.tlsCertificate}},

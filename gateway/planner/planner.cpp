@@ -100,9 +100,9 @@ bool answers(const DecoderPlan& decoder) {
     return std::ranges::any_of(decoder.routes, isTrusted);
 }
 
-/// In which order routes are read of which any may be: what answers, what has lapsed, what was never
-/// read, and then what has failed least often. Where many have no serial port and no infrared, those
-/// take all the room there is; a decoder that comes back does not wait for its turn among them.
+/// In which order routes are read of which any may be: what answers, what has lapsed, what was
+/// never read, and then what has failed least often. Where many have no serial port and no
+/// infrared, those take all the room there is; a decoder that comes back does not wait among them.
 int rankOf(const RoutePlan& plan) {
     return isTrusted(plan) ? -2 : hasLapsed(plan) ? -1 : plan.failures;
 }

@@ -259,17 +259,6 @@ TEST_F(GatewayAccounts, of_a_configuration_that_is_a_folder_are_none) {
               "avoipgw: " + folder + ": this is a folder, and has to be a file\n");
 }
 
-TEST_F(GatewayAccounts, a_relative_data_path_is_refused_with_its_place) {
-    for (const std::string data : {"", "data", "./data"}) {
-        std::ofstream(folder + "/gateway.toml") << "site = \"a\"\ndata = \"" << data << "\"\n";
-        std::string errors;
-        EXPECT_EQ(run({}, "", nullptr, &errors), 2) << data;
-        EXPECT_EQ(errors, "avoipgw: " + folder +
-                              "/gateway.toml:2:8: data must be a whole path, which begins with "
-                              "\"/\"\n");
-    }
-}
-
 TEST_F(GatewayAccounts, a_taken_port_ends_it) {
     start();
     std::ofstream(folder + "/gateway.toml") << "data = \"" << folder << "/other\"\n";
